@@ -1,0 +1,281 @@
+// hqos: client and codec library of the hierarchical quality-of-service feature.
+//
+// C11 and C++. Conventions, good for every function unless its own text says otherwise:
+//
+// Errors      A function that can fail returns a 32-bit status; 0 is success. The library's own
+//             codes are those of HQOS_Status; any other code is the service's, passed on unchanged.
+// Commands    Return 0 when the service answered, whatever it answered: its verdict is
+//             result->code (0 = done) and result->text. Otherwise they return
+//             - HQOS_ERR_FAILED: no service, or the round trip broke off; *result is untouched;
+//             - HQOS_ERR_BADREPLY: the reply held no usable status; *result is all zero.
+//             A command whose call failed may or may not have taken effect: ask before repeating.
+// Queries     Return 0 with the outputs filled, HQOS_ERR_FAILED or HQOS_ERR_BADREPLY as above, or
+//             the service's own non-zero code. Outputs are untouched unless 0 is returned.
+// Waiting     A call waits for the reply without a time limit. A service that dies ends the wait
+//             with HQOS_ERR_FAILED. Signals neither end nor disturb a call.
+// Ownership   Every record and buffer is the caller's; nothing is kept after the call, nothing
+//             is allocated on the heap. A round trip takes about 4 kB of stack and one descriptor,
+//             which is closed before the call returns.
+// Pointers    Must not be null where the text does not allow it; this is not checked.
+// Names       NUL-terminated. An object name longer than 31 characters is cut to 31. In a record
+//             the characters behind the terminator are zero.
+// Numbers     Host byte order, in records and arguments alike. Enumerations are carried as
+//             uint32_t and are not checked by commands: the service decides.
+// Bad input   Received lengths are checked before anything is read. In a reply, a value shorter
+//             than its layout is never read: inside a record it is passed over like a type that
+//             is not known. Bytes beyond a layout are ignored.
+// Threads     Any function may run on any thread at any time; the library has no state.
+#ifndef HQOS_H
+#define HQOS_H
+
+#include <stdint.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+// ---- Sizes and fixed values ---------------------------------------------------------------------
+
+#define HQOS_SERVICE_PORT 1174u  // port of the hqos service
+#define HQOS_SERVICE_NODE \
+  0x80000000u  // node address at which a caller finds its own node's service
+
+enum {
+  HQOS_NAME_SIZE = 32,     // object name field: 31 characters and the NUL
+  HQOS_RESULT_TEXT = 256,  // status text field: 255 characters and the NUL
+  HQOS_MSG_MAX = 1500,     // largest request and largest reply, bytes
+  HQOS_MSGHEAD_LEN = 8,    // message head as the library writes it, bytes
+  HQOS_ID_NONE = 0xFFFF,   // "no identifier"
+  HQOS_SLOT_NONE = 0xFFFF  // "not bound to one slot"
+};
+
+// Status codes of the library itself.
+typedef enum HQOS_Status {
+  HQOS_ERR_FAILED = 0x40010001,   // no round trip, or an argument that cannot be used
+  HQOS_ERR_BADREPLY = 0x40010005  // the service answered with something else than it should
+} HQOS_Status;
+
+// ---- Enumerations -------------------------------------------------------------------------------
+
+typedef enum HQOS_Dir {  // traffic direction
+  HQOS_DIR_INBOUND = 0,
+  HQOS_DIR_OUTBOUND = 1,
+  HQOS_DIR_BOTH = 2
+} HQOS_Dir;
+
+typedef enum HQOS_MatchType {  // attribute whose values a match rule selects
+  HQOS_MATCH_DOT1P = 2,
+  HQOS_MATCH_LOCAL_PRECEDENCE = 3,
+  HQOS_MATCH_QOS_LOCAL_ID = 4,
+  HQOS_MATCH_SERVICE_VLAN_ID = 5,
+  HQOS_MATCH_GROUP = 6,  // carries no values
+  HQOS_MATCH_NONE = 7    // the empty rule
+} HQOS_MatchType;
+
+typedef enum HQOS_SPUnit {  // unit of an SP
+  HQOS_SPUNIT_BYTE_COUNT = 0,
+  HQOS_SPUNIT_WEIGHT = 1
+} HQOS_SPUnit;
+
+typedef enum HQOS_AppObjType {  // what an SP is applied to, and what its value holds
+  HQOS_APPOBJ_SLOT = 1,         // slot number, 16 bits
+  HQOS_APPOBJ_ID = 2,           // identifier, 16 bits
+  HQOS_APPOBJ_SYSTEM = 3,       // the system as a whole; no value
+  HQOS_APPOBJ_IFINDEX = 4       // interface index, 32 bits
+} HQOS_AppObjType;
+
+// ---- Vocabulary of the protocol -----------------------------------------------------------------
+// For readers and writers of messages; callers of the HQOS_lib_ functions do without it.
+
+typedef enum HQOS_OpClass {  // operation class, byte 3 of the message head
+  HQOS_OP_CONFIG = 1,        // command; the request's TLV type is an HQOS_CmdCode
+  HQOS_OP_GET = 2,           // one object; HQOS_GetType
+  HQOS_OP_GETNEXT = 3,       // the object that follows; HQOS_GetNextType
+  HQOS_OP_BULK = 4           // a list; HQOS_BulkType
+} HQOS_OpClass;
+
+typedef enum HQOS_CmdCode {
+  HQOS_CMD_APPLY_SP = 1,
+  HQOS_CMD_UNDO_APPLY_SP = 2,
+  HQOS_CMD_ADD_SP = 3,
+  HQOS_CMD_DEL_SP = 4,
+  HQOS_CMD_DEL_SP_MATCH = 5,
+  HQOS_CMD_ADD_SP_NEST_FG = 6,
+  HQOS_CMD_DEL_SP_NEST_FG = 7,
+  HQOS_CMD_SET_SP_UNIT = 8,
+  HQOS_CMD_RESET_SP_UNIT = 9,
+  HQOS_CMD_ADD_FG = 10,
+  HQOS_CMD_DEL_FG = 11,
+  HQOS_CMD_DEL_FG_MATCH = 12,
+  HQOS_CMD_ADD_FG_NEST_FG = 13,
+  HQOS_CMD_DEL_FG_NEST_FG = 14,
+  HQOS_CMD_ADD_FG_NEST_FC = 15,
+  HQOS_CMD_DEL_FG_NEST_FC = 16,
+  HQOS_CMD_ADD_FP = 17,
+  HQOS_CMD_DEL_FP = 18,
+  HQOS_CMD_ADD_QUEUE = 19,
+  HQOS_CMD_DEL_QUEUE = 20,
+  HQOS_CMD_ADD_GTS = 21,
+  HQOS_CMD_DEL_GTS = 22,
+  HQOS_CMD_ADD_BANDWIDTH = 23,
+  HQOS_CMD_DEL_BANDWIDTH = 24,
+  HQOS_CMD_FP_REFER_DP = 25,
+  HQOS_CMD_DEL_FP_REFER_DP = 26,
+  HQOS_CMD_ADD_DP = 27,
+  HQOS_CMD_DEL_DP = 28,
+  HQOS_CMD_ADD_DP_THRESHOLD = 29,
+  HQOS_CMD_DEL_DP_THRESHOLD = 30,
+  HQOS_CMD_ADD_DP_WEIGHT = 31,
+  HQOS_CMD_DEL_DP_WEIGHT = 32,
+  HQOS_CMD_SET_DEBUG = 33,
+  HQOS_CMD_RESET_DEBUG = 34
+} HQOS_CmdCode;
+
+typedef enum HQOS_GetType {
+  HQOS_GET_SP = 1,
+  HQOS_GET_FG = 2,
+  HQOS_GET_FC = 3,
+  HQOS_GET_DP = 4,
+  HQOS_GET_FP = 5,
+  HQOS_GET_APPLY_STAT = 6,
+  HQOS_GET_APPLY_DIAG = 7
+} HQOS_GetType;
+
+typedef enum HQOS_GetNextType {
+  HQOS_GETNEXT_FG = 1,
+  HQOS_GETNEXT_SP = 2,
+  HQOS_GETNEXT_IF_APPLY_STAT = 3,
+  HQOS_GETNEXT_IF_APPLY_DIAG = 4
+} HQOS_GetNextType;
+
+typedef enum HQOS_BulkType {
+  HQOS_BULK_ALL_FC = 1,
+  HQOS_BULK_DP = 2,
+  HQOS_BULK_FP = 3,
+  HQOS_BULK_FG_SON = 4,
+  HQOS_BULK_SP_SON = 5,
+  HQOS_BULK_SP_SON_STAT = 6,
+  HQOS_BULK_SP_SON_DIAG = 7
+} HQOS_BulkType;
+
+typedef enum HQOS_TlvType {
+  HQOS_TLV_SPBASE = 4,      // SP name, identifier and values; 44 bytes
+  HQOS_TLV_WORDS = 6,       // two 32-bit values; 8 bytes
+  HQOS_TLV_RESULT = 0x7000  // status: 32-bit code, then a NUL-terminated text
+} HQOS_TlvType;
+
+// ---- Records ------------------------------------------------------------------------------------
+
+// Message head; single-byte fields, 8 bytes, the same in memory and on the wire.
+typedef struct HQOS_MsgHead {
+  uint8_t headLen;      // length of the head in bytes; the first TLV stands at this offset
+  uint8_t format;       // 1
+  uint8_t kind;         // requests of this library carry 1
+  uint8_t opClass;      // HQOS_OpClass
+  uint8_t flag;         // requests of this library carry 1
+  uint8_t reserved[3];  // 0
+} HQOS_MsgHead;
+
+// The service's verdict on a command. 260 bytes.
+typedef struct HQOS_Result {
+  uint32_t code;                // 0 = done; any other value is the service's reason
+  char text[HQOS_RESULT_TEXT];  // the service's message, cut to 255 characters; may be empty
+} HQOS_Result;
+
+// An SP as the service reports it. 52 bytes. What value1, value2 and words mean is the service's.
+typedef struct HQOS_SPInfo {
+  char name[HQOS_NAME_SIZE];
+  uint16_t id;
+  uint32_t value1;
+  uint32_t value2;
+  uint32_t words[2];
+} HQOS_SPInfo;
+
+// ---- Objects ------------------------------------------------------------------------------------
+// Commands, as told under Conventions. `name` is the object's name, `id` the identifier that the
+// new object carries beside it (what HQOS_ID_NONE means in a creation is the service's).
+// Return: 0, HQOS_ERR_FAILED, HQOS_ERR_BADREPLY.
+
+uint32_t HQOS_lib_AddSP(const char* name, uint16_t id, HQOS_Result* result);
+uint32_t HQOS_lib_DelSP(const char* name, HQOS_Result* result);
+uint32_t HQOS_lib_AddFG(const char* name, uint16_t id, HQOS_Result* result);
+uint32_t HQOS_lib_DelFG(const char* name, HQOS_Result* result);
+uint32_t HQOS_lib_AddFP(const char* name, uint16_t id, HQOS_Result* result);
+uint32_t HQOS_lib_DelFP(const char* name, HQOS_Result* result);
+uint32_t HQOS_lib_AddDP(const char* name, uint16_t id, HQOS_Result* result);
+uint32_t HQOS_lib_DelDP(const char* name, HQOS_Result* result);
+
+// Sets the unit of an SP, an HQOS_SPUnit; the reset gives it back the service's default.
+uint32_t HQOS_lib_SetSPUnit(const char* name, uint32_t unit, HQOS_Result* result);
+uint32_t HQOS_lib_ResetSPUnit(const char* name, HQOS_Result* result);
+
+// Switches a debugging facility of the service on (set) and off (reset). The values of `debug` are
+// the service's. Both return 0 whenever the service answered: its verdict is not handed on.
+uint32_t HQOS_lib_SetDebug(uint32_t debug);
+uint32_t HQOS_lib_ResetDebug(uint32_t debug);
+
+// ---- SP queries ---------------------------------------------------------------------------------
+// Queries, as told under Conventions. *info is written only when 0 is returned; a part that the
+// reply does not hold is then zero, all of it when the reply holds no data at all.
+// Return: 0, HQOS_ERR_FAILED, HQOS_ERR_BADREPLY, or the service's code.
+
+// Reads the SP named `name`.
+uint32_t HQOS_lib_GetSP(const char* name, HQOS_SPInfo* info);
+
+// Reads the SP that follows identifier `id` in the service's order. A caller walks all SPs by
+// sending back the id of the record received last; with which value a walk begins and which code
+// ends it is the service's.
+uint32_t HQOS_lib_GetNextSP(uint16_t id, HQOS_SPInfo* info);
+
+// ---- Messages -----------------------------------------------------------------------------------
+// The parts of a round trip, for the service's side of the protocol.
+
+// Writes a message head of 8 bytes (format 1) at buf, which must hold them. Returns 8.
+uint32_t HQOS_msg_EncapMsgHead(uint8_t kind, uint8_t opClass, uint8_t flag, uint8_t* buf);
+
+// Copies the head of a message of msgLen bytes into head (8 bytes): as many bytes as its first byte
+// says, at most 8; the rest of head stays as it was. Nothing else of the head is examined.
+// Return: 0, or HQOS_ERR_FAILED with head untouched when the message is empty or shorter than its
+// head says.
+uint32_t HQOS_msg_DecapMsgHead(const uint8_t* msg, uint32_t msgLen, uint8_t* head);
+
+// Sends one message of len bytes on the connected socket fd, whole, again after an interruption
+// (EINTR) or a full queue (EAGAIN) until it has gone. Return: 0, or HQOS_ERR_FAILED (errno says
+// why; 0 = only a part was sent).
+uint32_t HQOS_msg_Send(int fd, const void* buf, uint16_t len);
+
+// Receives one message of at most cap bytes from fd into buf and stores its length in *len; waits
+// for it, also over interruptions. What a longer message holds beyond cap is lost. Return: 0, or
+// HQOS_ERR_FAILED with *len untouched when the peer has closed or the receive failed.
+uint32_t HQOS_msg_Recv(int fd, uint16_t cap, void* buf, uint16_t* len);
+
+// ---- Enumerations and application objects -------------------------------------------------------
+
+// The keyword of an enumeration's value, as a command line prints and parses it: a constant string
+// that must not be freed or changed, or a null pointer for a value that has no keyword (match types
+// 0, 1 and HQOS_MATCH_NONE among them).
+const char* HQOS_util_GetDirStr(uint32_t dir);         // HQOS_Dir
+const char* HQOS_util_GetMatchTypeStr(uint32_t type);  // HQOS_MatchType
+const char* HQOS_util_GetSPUnitStr(uint32_t unit);     // HQOS_SPUnit
+
+// Packs the value of an application object of the given HQOS_AppObjType for a message: its low 16
+// bits for a slot or an identifier, 0 for the system, the whole value for an interface index;
+// *field is in host order. Return: 0, or HQOS_ERR_FAILED with *field untouched for another type.
+uint32_t HQOS_util_GetAppObjByType(uint32_t type, uint32_t value, uint32_t* field);
+
+// Unpacks such a value into the 32-bit field of a record. For a slot and an identifier only the
+// first two bytes at field are written, so clear the field beforehand; for the other types all
+// four. Return: 0, or HQOS_ERR_FAILED with the field untouched for another type.
+uint32_t HQOS_util_GetAppObjByTypeEx(uint32_t type, uint32_t value, void* field);
+
+// Finds the slot on which an application object lives: the low 16 bits of a slot's value, the slot
+// of an interface, HQOS_SLOT_NONE for an identifier and for the system. Return: 0, HQOS_ERR_FAILED
+// for another type, or the platform's code when it does not know the interface; *slot is untouched
+// unless 0 is returned.
+uint32_t HQOS_util_GetAppSlotByType(uint32_t type, uint32_t value, uint16_t* slot);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

@@ -1,0 +1,193 @@
+// Layout tables: each wire or stored layout is written once, as rows of (offset, width, form,
+// member) in the order of its bytes; Encode and Decode both follow the table.
+//
+//   inline constexpr auto kThing = Table<36>(Row{0, 32, kText, &Thing::name},
+//                                            Row{32, 2, kBig, &Thing::id});
+//
+// Bytes that no row names are padding: written as zero, not read.
+#pragma once
+
+#include <bit>
+#include <concepts>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <tuple>
+#include <type_traits>
+
+namespace hqos {
+
+// The storing of texts below and the 16-bit stores of the public interface rest on this.
+static_assert(std::endian::native == std::endian::little);
+
+// ---- Forms: how a member stands in the bytes ----------------------------------------------------
+
+struct Big {};   // number, most significant byte first
+struct Host {};  // number or bytes as they are in memory
+struct Text {};  // NUL-terminated text in a field of fixed size, zero behind the NUL
+inline constexpr Big kBig;
+inline constexpr Host kHost;
+inline constexpr Text kText;
+
+template <class T>
+constexpr T Swapped(T v) {
+  if constexpr (sizeof v == 8) return __builtin_bswap64(v);
+  if constexpr (sizeof v == 4) return __builtin_bswap32(v);
+  if constexpr (sizeof v == 2) return __builtin_bswap16(v);
+  if constexpr (sizeof v == 1) return v;
+}
+
+template <std::integral T>
+constexpr size_t Width(Big, const T*) {
+  return sizeof(T);
+}
+template <std::integral T>
+void Put(Big, const T& member, uint8_t* at) {
+  const T v = Swapped(member);
+  std::memcpy(at, &v, sizeof v);
+}
+template <std::integral T>
+void Get(Big, const uint8_t* at, T& member) {
+  T v;
+  std::memcpy(&v, at, sizeof v);
+  member = Swapped(v);
+}
+
+template <std::integral T>
+constexpr size_t Width(Host, const T*) {
+  return sizeof(T);
+}
+template <std::integral T>
+void Put(Host, const T& member, uint8_t* at) {
+  std::memcpy(at, &member, sizeof member);
+}
+template <std::integral T>
+void Get(Host, const uint8_t* at, T& member) {
+  std::memcpy(&member, at, sizeof member);
+}
+
+// Copies a text field up to its NUL, at most N - 1 characters, and makes the rest zero. Works on
+// eight bytes at a time without branches; `alive` turns to 0 once the NUL has been met.
+template <size_t N>
+void CopyText(const void* from, void* to) {
+  static_assert(N % 8 == 0);
+  constexpr uint64_t kOnes = 0x0101010101010101, kTops = 0x8080808080808080;
+  uint64_t alive = ~uint64_t{0};
+  for (size_t i = 0; i < N; i += 8) {
+    uint64_t word;
+    std::memcpy(&word, static_cast<const uint8_t*>(from) + i, 8);
+    word &= alive;
+    const uint64_t nul = (word - kOnes) & ~word & kTops;  // its lowest set bit marks the first NUL
+    const uint64_t beforeNul = ((nul & (~nul + 1)) >> 7) - 1;
+    word &= beforeNul;
+    alive &= beforeNul == ~uint64_t{0} ? ~uint64_t{0} : 0;
+    std::memcpy(static_cast<uint8_t*>(to) + i, &word, 8);
+  }
+  static_cast<uint8_t*>(to)[N - 1] = 0;
+}
+
+template <size_t N>
+constexpr size_t Width(Text, const char (*)[N]) {
+  return N;
+}
+template <size_t N>
+void Put(Text, const char (&member)[N], uint8_t* at) {
+  CopyText<N>(member, at);
+}
+template <size_t N>
+void Get(Text, const uint8_t* at, char (&member)[N]) {
+  CopyText<N>(at, member);
+}
+
+// Arrays: one element after the other, each in the row's form.
+template <class Form, class T, size_t N>
+constexpr size_t Width(const Form& form, const T (*)[N]) {
+  return N * Width(form, static_cast<const T*>(nullptr));
+}
+template <class Form, class T, size_t N>
+void Put(const Form& form, const T (&member)[N], uint8_t* at) {
+  for (const T& element : member) {
+    Put(form, element, at);
+    at += Width(form, static_cast<const T*>(nullptr));
+  }
+}
+template <class Form, class T, size_t N>
+void Get(const Form& form, const uint8_t* at, T (&member)[N]) {
+  for (T& element : member) {
+    Get(form, at, element);
+    at += Width(form, static_cast<const T*>(nullptr));
+  }
+}
+
+// ---- Tables -------------------------------------------------------------------------------------
+
+template <class Form, class Record, class Member>
+struct Row {
+  size_t offset;
+  size_t width;
+  Form form;
+  Member Record::*member;
+};
+
+template <size_t Size, class... Rows>
+struct Layout {
+  static constexpr size_t size = Size;
+  std::tuple<Rows...> rows;
+};
+
+// Whether the rows stand inside Size bytes, one behind the other, each as wide as its member needs.
+template <size_t Size, class... Form, class Record, class... Member>
+constexpr bool RowsFit(const Row<Form, Record, Member>&... row) {
+  size_t end = 0;
+  const auto fits = [&end](size_t offset, size_t width, size_t needed) {
+    const bool fit = offset >= end && width == needed && offset + width <= Size;
+    end = offset + width;
+    return fit;
+  };
+  return (fits(row.offset, row.width, Width(row.form, static_cast<const Member*>(nullptr))) && ...);
+}
+
+// Not constexpr: a table that comes here does not compile.
+inline void RowsDoNotFit() {}
+
+template <size_t Size, class... Rows>
+constexpr Layout<Size, Rows...> Table(Rows... rows) {
+  if (!RowsFit<Size>(rows...)) RowsDoNotFit();
+  return {{rows...}};
+}
+
+// A layout is itself a form: that of a record inside another.
+template <class Record, size_t Size, class... Rows>
+requires std::is_class_v<Record>
+constexpr size_t Width(const Layout<Size, Rows...>&, const Record*) { return Size; }
+template <class Record, size_t Size, class... Rows>
+requires std::is_class_v<Record>
+void Put(const Layout<Size, Rows...>& layout, const Record& record, uint8_t* at) {
+  std::memset(at, 0, Size);
+  std::apply([&](const auto&... row) { (Put(row.form, record.*row.member, at + row.offset), ...); },
+             layout.rows);
+}
+template <class Record, size_t Size, class... Rows>
+requires std::is_class_v<Record>
+void Get(const Layout<Size, Rows...>& layout, const uint8_t* at, Record& record) {
+  std::apply([&](const auto&... row) { (Get(row.form, at + row.offset, record.*row.member), ...); },
+             layout.rows);
+}
+
+// Writes `record` in its layout: layout.size bytes at `out`.
+template <class Record, size_t Size, class... Rows>
+void Encode(const Layout<Size, Rows...>& layout, const Record& record, uint8_t* out) {
+  Put(layout, record, out);
+}
+
+// Reads the members that the layout names from the `length` bytes at `value`; bytes beyond the
+// layout are left alone. False, and nothing read or written, when the value is too short for it.
+template <class Record, size_t Size, class... Rows>
+bool Decode(const Layout<Size, Rows...>& layout, const uint8_t* value, size_t length,
+            Record& record) {
+  if (length < Size) return false;
+  Get(layout, value, record);
+  return true;
+}
+
+}  // namespace hqos

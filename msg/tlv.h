@@ -1,0 +1,42 @@
+// The walk over a sequence of TLVs.
+#pragma once
+
+#include <cstddef>
+
+#include "platform/stlv.h"
+
+namespace hqos {
+
+struct Tlv {
+  uint16_t type;
+  uint16_t length;
+  const uint8_t* value;
+};
+
+// Steps through the TLVs that stand back to back in `room` bytes at `data`. No length that a TLV
+// claims leads outside them.
+class TlvWalk {
+ public:
+  TlvWalk(const uint8_t* data, uint16_t room) : at_(data), room_(room) {}
+
+  // Takes the next whole TLV. False at the end, and from then on.
+  bool Next(Tlv& tlv) {
+    tlv.value = nullptr;
+    STLV_Get(at_, room_, &tlv.type, &tlv.length, &tlv.value);
+    const uint8_t* const begin = at_;
+    const size_t room = room_;
+    room_ = 0;
+    if (tlv.value == nullptr) return false;
+    const size_t taken = static_cast<size_t>(tlv.value - begin) + tlv.length;
+    if (taken == 0 || taken > room) return false;
+    at_ = begin + taken;
+    room_ = static_cast<uint16_t>(room - taken);
+    return true;
+  }
+
+ private:
+  const uint8_t* at_;
+  uint16_t room_;
+};
+
+}  // namespace hqos

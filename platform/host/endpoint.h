@@ -1,0 +1,23 @@
+// Where endpoints stand on a host, and who may have put them there.
+#pragma once
+
+#include <sys/un.h>
+
+#include "platform/lip.h"
+
+namespace hqos::host {
+
+// Fills the Unix address of the endpoint of the given rank and its length. False when there is no
+// such rank, or its path is too long for an address.
+bool EndpointAddress(const sockaddr_lip& address, uint32_t rank, sockaddr_un* out,
+                     socklen_t* length);
+
+// Whether nobody but this user or the system can have made the endpoint of that rank. Rank 0 stands
+// where only the system or the user's own word puts it; the directory of rank 1 must belong to the
+// effective user, with no write access for others. When false, errno says why (EPERM: not safe).
+bool IsTrusted(const sockaddr_un& endpoint, uint32_t rank);
+
+// Copies the directory part of an endpoint's path, NUL-terminated, to `dir`.
+void CopyDirectory(const sockaddr_un& endpoint, char (&dir)[sizeof(sockaddr_un::sun_path)]);
+
+}  // namespace hqos::host

@@ -1,0 +1,18 @@
+// Status codes of hqosd, the stand-in service. They are the service's, not the library's: another
+// hqos service has its own.
+#ifndef HQOS_PLATFORM_HQOSD_STATUS_H
+#define HQOS_PLATFORM_HQOSD_STATUS_H
+
+typedef enum HQOSD_Status {
+  HQOSD_OK = 0,
+  HQOSD_MALFORMED = 0x40020001,  // the request cannot be read
+  HQOSD_UNKNOWN = 0x40020002,    // no such command or query
+  HQOSD_BAD_NAME = 0x40020003,   // an empty name, or one with control characters
+  HQOSD_BAD_VALUE = 0x40020004,  // a value out of its range
+  HQOSD_EXISTS = 0x40020005,     // the name is taken
+  HQOSD_ID_TAKEN = 0x40020006,   // the identifier is taken, or none is free
+  HQOSD_NOT_FOUND = 0x40020007,  // no object of that name
+  HQOSD_END = 0x40020008         // nothing follows: the end of a walk
+} HQOSD_Status;
+
+#endif

@@ -1,0 +1,69 @@
+// Internal node addresses (LIP) and the sockets of the platform's address family 37.
+#ifndef HQOS_PLATFORM_LIP_H
+#define HQOS_PLATFORM_LIP_H
+
+#include <stdint.h>
+#include <sys/socket.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+#define LIP_FAMILY 37   // address family
+#define LIP_PROTOCOL 1  // protocol of its datagram sockets
+
+// Address of a port on a node, as connect() takes it. 16 bytes.
+struct sockaddr_lip {
+  uint8_t slip_len;      // 16
+  uint8_t slip_family;   // LIP_FAMILY
+  uint16_t slip_port;    // network byte order
+  uint32_t slip_node;    // network byte order
+  uint8_t slip_zero[8];  // 0
+};
+
+// LIP_Socket and LIP_Connect are the two operations in which a host differs from the real platform:
+// socket() and connect(), with their arguments, results and errno. All else is plain socket calls.
+
+#ifdef HQOS_REAL_PLATFORM
+
+static inline int LIP_Socket(int family, int type, int protocol) {
+  return socket(family, type, protocol);
+}
+
+static inline int LIP_Connect(int fd, const struct sockaddr_lip* address, socklen_t length) {
+  return connect(fd, (const struct sockaddr*)address, length);
+}
+
+#else
+
+// Opens a socket of LIP_FAMILY, SOCK_DGRAM, LIP_PROTOCOL (EAFNOSUPPORT for anything else). On a
+// host this is a Unix-domain socket of sequenced packets: one datagram stays one message, and the
+// end of the peer ends a wait. It is closed on exec.
+int LIP_Socket(int family, int type, int protocol);
+
+// Connects to whoever listens at the address (EINVAL unless it is a sockaddr_lip of 16 bytes). The
+// endpoints of LIP_GetEndpoint are tried in their order; one that is missing, or where nobody
+// listens any more, is passed over. EPERM: the endpoint stands where another user could have put
+// it.
+int LIP_Connect(int fd, const struct sockaddr_lip* address, socklen_t length);
+
+// For a service: binds fd to the address and listens there, in the first endpoint directory that
+// can be made or written to. An endpoint that a dead service left behind is replaced. 0, or -1 with
+// errno: EADDRINUSE when a live service listens there already.
+int LIP_Listen(int fd, const struct sockaddr_lip* address, int backlog);
+
+// The path of a port's endpoint, a socket named lip-<node, 8 hex digits>-<port>:
+//   rank 0  in $HQOS_RUNTIME_DIR, the only rank where that is set; else in /run/hqos
+//   rank 1  in $XDG_RUNTIME_DIR/hqos where that is set; else in .hqos in the home directory that
+//           the user database gives the effective user
+// Set-uid and set-gid programs do not look at the environment. Writes the path, NUL-terminated, at
+// `path` and returns its length; 0 when there is no such rank or `room` does not hold the path.
+uint32_t LIP_GetEndpoint(uint32_t node, uint16_t port, uint32_t rank, char* path, uint32_t room);
+
+#endif
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

@@ -1,0 +1,24 @@
+// The platform's bounded text functions.
+#ifndef HQOS_PLATFORM_TEXT_H
+#define HQOS_PLATFORM_TEXT_H
+
+#include <string.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+// Where the C library has the function, its declaration stands.
+#if !defined(__GLIBC__) || !__GLIBC_PREREQ(2, 38)
+
+// Copies `from` into the `room` bytes at `to`: as much as fits, always terminated (room 0: nothing
+// is written). Returns the length of `from`.
+size_t strlcpy(char* to, const char* from, size_t room);
+
+#endif
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

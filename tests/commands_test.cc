@@ -1,0 +1,171 @@
+// Exact bytes of every command and query.
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <string>
+
+#include "hqos.h"
+#include "tests/wire.h"
+
+namespace {
+
+using wire::operator+;
+using wire::Bytes;
+using wire::Field;
+using wire::Hex;
+using wire::Play;
+using wire::Script;
+using wire::Seen;
+
+struct Case {
+  const char* what;
+  std::function<uint32_t(HQOS_Result*)> call;
+  uint8_t opClass;
+  uint16_t type;
+  Bytes payload;
+};
+
+void ExpectRequests(const std::vector<Case>& cases, const Script& script) {
+  for (const Case& c : cases) {
+    HQOS_Result result;
+    Seen seen;
+    EXPECT_EQ(Play(script, seen, [&] { return c.call(&result); }), 0u) << c.what;
+    ASSERT_EQ(seen.requests.size(), 1u) << c.what;
+    EXPECT_EQ(seen.requests[0], wire::Message(1, c.opClass, wire::Tlv(c.type, c.payload)))
+        << c.what;
+    EXPECT_TRUE(seen.closed) << c.what;
+  }
+}
+
+const std::string kLong = "0123456789abcdef0123456789abcdefXYZ";
+const Bytes kLongCut = Field(kLong.substr(0, 31), 32);
+
+TEST(Commands, SendTheirBytes) {
+  using R = HQOS_Result*;
+  ExpectRequests(
+      {
+          {"AddSP", [](R r) { return HQOS_lib_AddSP("gold", 0x0102, r); }, 1, 3,
+           Field("gold", 32) + Hex("0102 0000")},
+          {"DelSP", [](R r) { return HQOS_lib_DelSP("gold", r); }, 1, 4,
+           Field("gold", 32) + Hex("ffff 0000")},
+          {"SetSPUnit", [](R r) { return HQOS_lib_SetSPUnit("gold", 1, r); }, 1, 8,
+           Field("gold", 32) + Hex("0000 0001")},
+          {"SetSPUnit, any", [](R r) { return HQOS_lib_SetSPUnit("", 0xA1B2C3D4, r); }, 1, 8,
+           Field("", 32) + Hex("a1b2 c3d4")},
+          {"ResetSPUnit", [](R r) { return HQOS_lib_ResetSPUnit("gold", r); }, 1, 9,
+           Field("gold", 32) + Hex("ffff 0000")},
+          {"AddFG", [](R r) { return HQOS_lib_AddFG("fg1", 5, r); }, 1, 10,
+           Field("fg1", 32) + Hex("0005 0000")},
+          {"DelFG", [](R r) { return HQOS_lib_DelFG("fg1", r); }, 1, 11,
+           Field("fg1", 32) + Hex("ffff 0000")},
+          {"AddFP", [](R r) { return HQOS_lib_AddFP("fp1", 0xFFFF, r); }, 1, 17,
+           Field("fp1", 32) + Hex("ffff 0000")},
+          {"DelFP", [](R r) { return HQOS_lib_DelFP("fp1", r); }, 1, 18,
+           Field("fp1", 32) + Hex("ffff 0000")},
+          {"AddDP", [](R r) { return HQOS_lib_AddDP(kLong.c_str(), 7, r); }, 1, 27,
+           kLongCut + Hex("0007 0000")},
+          {"DelDP", [](R r) { return HQOS_lib_DelDP(kLong.c_str(), r); }, 1, 28,
+           kLongCut + Hex("ffff 0000")},
+      },
+      {});
+}
+
+// The verdict on a debug command is not handed on, whatever it is.
+TEST(Commands, DebugReturnsZeroOnAnyVerdict) {
+  Script script;
+  script.reply = wire::Status(9, "no such selector");
+  ExpectRequests(
+      {
+          {"SetDebug", [](HQOS_Result*) { return HQOS_lib_SetDebug(258); }, 1, 33,
+           Hex("0000 0102")},
+          {"ResetDebug", [](HQOS_Result*) { return HQOS_lib_ResetDebug(0xFFFFFFFE); }, 1, 34,
+           Hex("ffff fffe")},
+      },
+      script);
+  script.reply = wire::Message(2, 1, {});
+  Seen seen;
+  EXPECT_EQ(Play(script, seen, [] { return HQOS_lib_SetDebug(1); }), uint32_t{HQOS_ERR_BADREPLY});
+}
+
+TEST(SPQueries, SendTheirBytes) {
+  Script script;
+  script.reply = wire::Message(2, 2, {});
+  HQOS_SPInfo info;
+  ExpectRequests(
+      {
+          {"GetSP", [&](HQOS_Result*) { return HQOS_lib_GetSP(kLong.c_str(), &info); }, 2, 1,
+           kLongCut + Hex("ffff 0000")},
+          {"GetNextSP", [&](HQOS_Result*) { return HQOS_lib_GetNextSP(0x1207, &info); }, 3, 2,
+           Hex("0000 1207")},
+      },
+      script);
+}
+
+const Bytes kBase = wire::Tlv(4, Field("gold", 32) + Hex("0102 eeee 11121314 21222324"));
+const Bytes kWords = wire::Tlv(6, Hex("31323334 41424344"));
+
+struct DecodeCase {
+  const char* what;
+  Bytes tlvs;
+  std::string name;
+  uint16_t id;
+  uint32_t value1, value2, word0, word1;
+};
+
+TEST(SPQueries, DecodeTheRecord) {
+  const std::string full(32, 'n');
+  const Bytes otherWords = wire::Tlv(6, Hex("51525354 61626364"));
+  const DecodeCase cases[] = {
+      {"both", kBase + kWords, "gold", 0x0102, 0x11121314, 0x21222324, 0x31323334, 0x41424344},
+      {"other order", kWords + kBase, "gold", 0x0102, 0x11121314, 0x21222324, 0x31323334,
+       0x41424344},
+      {"strangers between", wire::Tlv(5, Hex("01")) + kBase + wire::Tlv(7, Bytes(60, 1)) + kWords,
+       "gold", 0x0102, 0x11121314, 0x21222324, 0x31323334, 0x41424344},
+      {"no words", kBase, "gold", 0x0102, 0x11121314, 0x21222324, 0, 0},
+      {"words alone", kWords, "", 0, 0, 0, 0x31323334, 0x41424344},
+      {"last one counts", kWords + kBase + otherWords, "gold", 0x0102, 0x11121314, 0x21222324,
+       0x51525354, 0x61626364},
+      {"name without NUL", wire::Tlv(4, Field(full, 44)), full.substr(0, 31), 0, 0, 0, 0, 0},
+      {"garbage behind the NUL", wire::Tlv(4, Hex("61 00 62 63") + Bytes(40)), "a", 0, 0, 0, 0, 0},
+      {"longer than known", wire::Tlv(6, Hex("31323334 41424344 ff")), "", 0, 0, 0, 0x31323334,
+       0x41424344},
+      {"short base", wire::Tlv(4, Bytes(43, 1)) + kWords, "", 0, 0, 0, 0x31323334, 0x41424344},
+      {"short words", kBase + wire::Tlv(6, Bytes(7, 1)), "gold", 0x0102, 0x11121314, 0x21222324, 0,
+       0},
+      {"nothing", {}, "", 0, 0, 0, 0, 0},
+  };
+  for (const DecodeCase& c : cases) {
+    Script script;
+    script.reply = wire::Message(2, 2, wire::Tlv(0x1234, c.tlvs) + wire::Tlv(1, kBase));
+    HQOS_SPInfo info, expected;
+    memset(&info, 0xEE, sizeof info);
+    memset(&expected, 0, sizeof expected);
+    c.name.copy(expected.name, sizeof expected.name);
+    expected.id = c.id;
+    expected.value1 = c.value1;
+    expected.value2 = c.value2;
+    expected.words[0] = c.word0;
+    expected.words[1] = c.word1;
+    Seen seen;
+    EXPECT_EQ(Play(script, seen, [&] { return HQOS_lib_GetNextSP(1, &info); }), 0u) << c.what;
+    EXPECT_EQ(memcmp(&info, &expected, sizeof info), 0) << c.what;
+  }
+}
+
+// Every reply cut at every length: a status or a record, never a byte beyond.
+TEST(SPQueries, SurviveEveryCut) {
+  const Bytes whole = wire::Message(2, 2, wire::Tlv(1, kBase + kWords));
+  for (size_t length = 1; length < whole.size(); ++length) {
+    Script script;
+    script.reply = Bytes(whole.begin(), whole.begin() + static_cast<ptrdiff_t>(length));
+    HQOS_SPInfo info, cleared{};
+    Seen seen;
+    const uint32_t status = Play(script, seen, [&] { return HQOS_lib_GetSP("gold", &info); });
+    EXPECT_EQ(status, length < 8 ? uint32_t{HQOS_ERR_BADREPLY} : 0u) << length;
+    if (status == 0) {
+      EXPECT_EQ(memcmp(&info, &cleared, sizeof info), 0) << length;
+    }
+  }
+}
+
+}  // namespace

@@ -1,0 +1,132 @@
+#include "msg/layout.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <random>
+#include <string>
+
+#include "msg/tlv.h"
+#include "tests/wire.h"
+
+namespace {
+
+using hqos::kBig;
+using hqos::kHost;
+using hqos::kText;
+using hqos::Row;
+using hqos::RowsFit;
+using hqos::Table;
+using wire::operator+;
+using wire::Bytes;
+using wire::Hex;
+
+struct Inner {
+  uint16_t low, high;
+};
+struct Outer {
+  uint8_t byte;
+  uint16_t two;
+  uint32_t four;
+  uint64_t eight;
+  uint32_t asIs;
+  uint8_t raw[3];
+  Inner inner[2];
+  char name[8];
+};
+
+constexpr auto kInner = Table<4>(Row{0, 2, kBig, &Inner::low}, Row{2, 2, kBig, &Inner::high});
+constexpr auto kOuter = Table<44>(
+    Row{0, 1, kBig, &Outer::byte}, Row{2, 2, kBig, &Outer::two}, Row{4, 4, kBig, &Outer::four},
+    Row{8, 8, kBig, &Outer::eight}, Row{16, 4, kHost, &Outer::asIs}, Row{20, 3, kHost, &Outer::raw},
+    Row{24, 8, kInner, &Outer::inner}, Row{32, 8, kText, &Outer::name});
+
+const Outer kRecord{0x11,
+                    0x2122,
+                    0x31323334,
+                    0x4142434445464748,
+                    0x51525354,
+                    {0x61, 0x62, 0x63},
+                    {{0x7172, 0x7374}, {0x7576, 0x7778}},
+                    "name"};
+const char kBytes[] =
+    "11 00 21 22 31 32 33 34 41 42 43 44 45 46 47 48 54 53 52 51 61 62 63 00"
+    "71 72 73 74 75 76 77 78 6e 61 6d 65 00 00 00 00 00 00 00 00";
+
+TEST(Layout, EncodesEveryForm) {
+  Bytes out(44, 0xEE);
+  hqos::Encode(kOuter, kRecord, out.data());
+  EXPECT_EQ(out, Hex(kBytes));
+}
+
+TEST(Layout, DecodesWhatItEncodesAndNothingShorter) {
+  const Bytes bytes = Hex(kBytes);
+  for (size_t length = 0; length <= bytes.size(); ++length) {
+    Outer record{};
+    record.two = 0x9999;
+    // A copy of exactly that length, so that the sanitizer sees any byte too far.
+    const Bytes value(bytes.begin(), bytes.begin() + static_cast<ptrdiff_t>(length));
+    const bool whole = length == bytes.size();
+    ASSERT_EQ(hqos::Decode(kOuter, value.data(), length, record), whole) << length;
+    if (!whole) {
+      EXPECT_EQ(record.two, 0x9999);
+      continue;
+    }
+    Bytes again(44);
+    hqos::Encode(kOuter, record, again.data());
+    EXPECT_EQ(again, bytes);
+    EXPECT_EQ(record.asIs, kRecord.asIs);
+    EXPECT_EQ(record.inner[1].high, 0x7778);
+  }
+}
+
+TEST(Layout, TablesThatDoNotFitAreNoticed) {
+  static_assert(RowsFit<4>(Row{0, 2, kBig, &Inner::low}, Row{2, 2, kBig, &Inner::high}));
+  static_assert(!RowsFit<3>(Row{0, 2, kBig, &Inner::low}, Row{2, 2, kBig, &Inner::high}));
+  static_assert(!RowsFit<4>(Row{0, 2, kBig, &Inner::low}, Row{1, 2, kBig, &Inner::high}));
+  static_assert(!RowsFit<4>(Row{2, 2, kBig, &Inner::high}, Row{0, 2, kBig, &Inner::low}));
+  static_assert(!RowsFit<4>(Row{0, 4, kBig, &Inner::low}));
+  static_assert(!RowsFit<8>(Row{0, 4, kText, &Outer::name}));
+}
+
+// The word-wise copy against what it stands for, byte by byte.
+TEST(Layout, TextsEndAtTheirFirstNul) {
+  std::mt19937 random(1);
+  for (int round = 0; round < 20000; ++round) {
+    char from[33] = {};
+    for (int i = 0; i < 32; ++i)
+      from[i] = static_cast<char>(random() % 4 == 0 ? random() % 3 * 127 + random() % 2 : random());
+    const std::string text(from);
+    std::string expected = text.substr(0, 31);
+    expected.resize(32);
+    char to[32];
+    hqos::CopyText<32>(from, to);
+    ASSERT_EQ(std::string(to, 32), expected);
+  }
+}
+
+TEST(TlvWalk, NeverLeavesItsRoom) {
+  const Bytes two = wire::Tlv(1, Hex("aa bb")) + wire::Tlv(2, {});
+  for (size_t length = 0; length <= two.size(); ++length) {
+    const Bytes room(two.begin(), two.begin() + static_cast<ptrdiff_t>(length));
+    hqos::TlvWalk walk(room.data(), static_cast<uint16_t>(length));
+    hqos::Tlv tlv;
+    const int expected = length == two.size() ? 2 : length >= 6 ? 1 : 0;
+    int found = 0;
+    while (walk.Next(tlv)) ++found;
+    EXPECT_EQ(found, expected) << length;
+    EXPECT_FALSE(walk.Next(tlv));
+  }
+}
+
+TEST(TlvWalk, StopsAtHostileLengths) {
+  for (const char* length : {"00 05", "7f ff", "80 00", "ff fb", "ff fc", "ff ff"}) {
+    const Bytes room = wire::Tlv(1, Hex("01")) + Hex("00 02") + Hex(length) + Hex("aa bb cc dd");
+    hqos::TlvWalk walk(room.data(), static_cast<uint16_t>(room.size()));
+    hqos::Tlv tlv;
+    EXPECT_TRUE(walk.Next(tlv));
+    EXPECT_FALSE(walk.Next(tlv)) << length;
+  }
+}
+
+}  // namespace

@@ -1,0 +1,136 @@
+#include "tests/wire.h"
+
+#include <fcntl.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+
+#include "platform/lip.h"
+
+namespace {
+
+wire::Script g_script;
+wire::Seen g_seen;
+int g_library = -1;  // the library's end of the connection
+int g_peer = -1;     // the peer's
+
+bool Fails(std::deque<int>& errors) {
+  if (errors.empty()) return false;
+  const int reason = errors.front();
+  errors.pop_front();
+  errno = reason;
+  return reason != 0;
+}
+
+}  // namespace
+
+extern "C" {
+
+int LIP_Socket(int family, int type, int protocol) {
+  ++g_seen.sockets;
+  if (family != LIP_FAMILY || type != SOCK_DGRAM || protocol != 1) abort();
+  if (Fails(g_script.socketErrors)) return -1;
+  int ends[2];
+  if (socketpair(AF_UNIX, SOCK_SEQPACKET, 0, ends) != 0) abort();
+  g_library = ends[0];
+  g_peer = ends[1];
+  return ends[0];
+}
+
+int LIP_Connect(int, const sockaddr_lip* address, socklen_t length) {
+  ++g_seen.connects;
+  const auto* bytes = reinterpret_cast<const uint8_t*>(address);
+  g_seen.address.assign(bytes, bytes + length);
+  if (Fails(g_script.connectErrors)) return -1;
+  if (g_script.peerGone) {
+    close(g_peer);
+    g_peer = -1;
+  }
+  return 0;
+}
+
+ssize_t send(int fd, const void* buf, size_t length, int flags) {
+  ++g_seen.sends;
+  g_seen.sendFlags = flags;
+  const auto* bytes = static_cast<const uint8_t*>(buf);
+  g_seen.requests.emplace_back(bytes, bytes + length);
+  if (Fails(g_script.sendErrors)) return -1;
+  const ssize_t sent = sendto(fd, buf, length, flags, nullptr, 0);
+  if (sent > 0 && g_peer >= 0) {
+    if (g_script.reply.empty()) {
+      close(g_peer);
+      g_peer = -1;
+    } else if (sendto(g_peer, g_script.reply.data(), g_script.reply.size(), 0, nullptr, 0) < 0) {
+      abort();
+    }
+  }
+  return sent - (g_script.shortSend ? 1 : 0);
+}
+
+ssize_t recv(int fd, void* buf, size_t length, int flags) {
+  ++g_seen.recvs;
+  g_seen.recvFlags = flags;
+  if (Fails(g_script.recvErrors)) return -1;
+  return recvfrom(fd, buf, length, flags, nullptr, nullptr);
+}
+
+}  // extern "C"
+
+namespace wire {
+
+Bytes Hex(const std::string& digits) {
+  Bytes bytes;
+  for (size_t i = 0; i < digits.size();) {
+    if (digits[i] == ' ') {
+      ++i;
+      continue;
+    }
+    bytes.push_back(static_cast<uint8_t>(std::stoul(digits.substr(i, 2), nullptr, 16)));
+    i += 2;
+  }
+  return bytes;
+}
+
+Bytes Field(const std::string& text, size_t width) {
+  Bytes bytes(text.begin(), text.end());
+  bytes.resize(width);
+  return bytes;
+}
+
+Bytes operator+(Bytes a, const Bytes& b) {
+  a.insert(a.end(), b.begin(), b.end());
+  return a;
+}
+
+Bytes Tlv(uint16_t type, const Bytes& value) {
+  const size_t n = value.size();
+  return Bytes{static_cast<uint8_t>(type >> 8), static_cast<uint8_t>(type),
+               static_cast<uint8_t>(n >> 8), static_cast<uint8_t>(n)} +
+         value;
+}
+
+Bytes Message(uint8_t kind, uint8_t opClass, const Bytes& tlvs) {
+  return Bytes{8, 1, kind, opClass, 1, 0, 0, 0} + tlvs;
+}
+
+Bytes Status(uint32_t code, const std::string& text) {
+  const Bytes value{static_cast<uint8_t>(code >> 24), static_cast<uint8_t>(code >> 16),
+                    static_cast<uint8_t>(code >> 8), static_cast<uint8_t>(code)};
+  return Message(2, 1, Tlv(0x7000, value + Field(text, text.size() + 1)));
+}
+
+void Begin(const Script& script) {
+  g_script = script;
+  g_seen = {};
+}
+
+Seen End() {
+  g_seen.closed = fcntl(g_library, F_GETFD) == -1;
+  if (g_peer >= 0) close(g_peer);
+  g_library = g_peer = -1;
+  return g_seen;
+}
+
+}  // namespace wire
