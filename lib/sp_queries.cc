@@ -3,6 +3,7 @@
 
 #include "lib/send.h"
 #include "lib/sp_info.h"
+#include "msg/tlv.h"
 
 void HQOS_lib_DecapSPInfo(const uint8_t* value, uint16_t length, HQOS_SPInfo* info) {
   memset(info, 0, sizeof *info);

@@ -5,8 +5,8 @@
 #include <unistd.h>
 
 #include "msg/head.h"
+#include "msg/tlv.h"
 #include "platform/lip.h"
-#include "platform/stlv.h"
 #include "platform/text.h"
 
 namespace {

@@ -2,7 +2,6 @@
 #pragma once
 
 #include "hqos.h"
-#include "msg/tlv.h"
 
 // Writes a request, a message head and one TLV, into buf (HQOS_MSG_MAX bytes); returns its length.
 uint32_t HQOS_lib_EncapReq(uint8_t opClass, uint16_t type, const void* value, uint16_t length,
@@ -25,14 +24,3 @@ uint32_t HQOS_lib_Config(uint16_t cmdCode, const void* payload, uint16_t length,
 // HQOS_ERR_BADREPLY, or the code of the reply's status TLV.
 uint32_t HQOS_lib_Query(uint8_t opClass, uint16_t queryType, uint16_t length, const void* value,
                         uint8_t* reply, uint16_t* replyLen);
-
-namespace hqos {
-
-// The walk over the TLVs of a message of at least one byte; they begin behind its head, whose
-// length is its first byte. A head longer than the message leaves nothing to walk.
-inline TlvWalk WalkMessage(const uint8_t* msg, uint16_t msgLen) {
-  const uint16_t headLen = msg[0] < msgLen ? msg[0] : msgLen;
-  return {msg + headLen, static_cast<uint16_t>(msgLen - headLen)};
-}
-
-}  // namespace hqos

@@ -39,4 +39,11 @@ class TlvWalk {
   uint16_t room_;
 };
 
+// The walk over the TLVs of a message of at least one byte; they begin behind its head, whose
+// length is its first byte. A head longer than the message leaves nothing to walk.
+inline TlvWalk WalkMessage(const uint8_t* msg, uint16_t msgLen) {
+  const uint16_t headLen = msg[0] < msgLen ? msg[0] : msgLen;
+  return {msg + headLen, static_cast<uint16_t>(msgLen - headLen)};
+}
+
 }  // namespace hqos

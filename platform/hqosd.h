@@ -1,10 +1,9 @@
-// Status codes of hqosd, the stand-in service. They are the service's, not the library's: another
-// hqos service has its own.
-#ifndef HQOS_PLATFORM_HQOSD_STATUS_H
-#define HQOS_PLATFORM_HQOSD_STATUS_H
+// What hqosd, the stand-in service, decides for itself: its status codes and debug selectors. They
+// are not the library's; another hqos service has its own.
+#ifndef HQOS_PLATFORM_HQOSD_H
+#define HQOS_PLATFORM_HQOSD_H
 
 typedef enum HQOSD_Status {
-  HQOSD_OK = 0,
   HQOSD_MALFORMED = 0x40020001,  // the request cannot be read
   HQOSD_UNKNOWN = 0x40020002,    // no such command or query
   HQOSD_BAD_NAME = 0x40020003,   // an empty name, or one with control characters
@@ -14,5 +13,10 @@ typedef enum HQOSD_Status {
   HQOSD_NOT_FOUND = 0x40020007,  // no object of that name
   HQOSD_END = 0x40020008         // nothing follows: the end of a walk
 } HQOSD_Status;
+
+typedef enum HQOSD_Debug {     // bits of the selector of HQOS_lib_SetDebug
+  HQOSD_DEBUG_REQUESTS = 0x1,  // log every request with its verdict
+  HQOSD_DEBUG_BYTES = 0x2      // log the bytes of every request and reply
+} HQOSD_Debug;
 
 #endif

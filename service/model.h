@@ -1,0 +1,78 @@
+// The objects that the service keeps.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <string>
+#include <unordered_map>
+#include <utility>
+
+#include "hqos.h"
+
+namespace hqosd {
+
+// Objects of one kind: each has a name and an identifier below HQOS_ID_NONE, both unique.
+template <class Value>
+class ObjectTable {
+ public:
+  struct Object {
+    std::string name;
+    uint16_t id;
+    Value value;
+  };
+
+  Object* Find(const std::string& name) {
+    const auto found = idByName_.find(name);
+    return found == idByName_.end() ? nullptr : Find(found->second);
+  }
+
+  Object* Find(uint16_t id) {
+    const auto found = byId_.find(id);
+    return found == byId_.end() ? nullptr : &found->second;
+  }
+
+  // The object with the next higher identifier; HQOS_ID_NONE comes before the first.
+  const Object* Next(uint16_t id) const {
+    const auto next = id == HQOS_ID_NONE ? byId_.begin() : byId_.upper_bound(id);
+    return next == byId_.end() ? nullptr : &next->second;
+  }
+
+  // The lowest identifier that is free; HQOS_ID_NONE when there is none.
+  uint16_t FreeId() const { return freeId_; }
+
+  // Name and identifier must be free.
+  void Add(const std::string& name, uint16_t id) {
+    byId_.emplace(id, Object{name, id, {}});
+    idByName_.emplace(name, id);
+    while (freeId_ != HQOS_ID_NONE && byId_.contains(freeId_)) ++freeId_;
+  }
+
+  void Remove(const std::string& name) {
+    const auto found = idByName_.find(name);
+    freeId_ = std::min(freeId_, found->second);
+    byId_.erase(found->second);
+    idByName_.erase(found);
+  }
+
+ private:
+  std::map<uint16_t, Object> byId_;
+  std::unordered_map<std::string, uint16_t> idByName_;
+  uint16_t freeId_ = 0;
+};
+
+struct SP {
+  uint32_t unit = HQOS_SPUNIT_BYTE_COUNT;
+};
+struct FG {};
+struct FP {};
+struct DP {};
+
+struct Model {
+  ObjectTable<SP> sps;
+  ObjectTable<FG> fgs;
+  ObjectTable<FP> fps;
+  ObjectTable<DP> dps;
+  uint32_t debug = 0;  // bits of HQOSD_Debug
+};
+
+}  // namespace hqosd

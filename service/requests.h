@@ -1,0 +1,41 @@
+// The requests that the service knows: one function each.
+#pragma once
+
+#include "platform/hqosd.h"
+#include "service/answer.h"
+#include "service/model.h"
+
+namespace hqosd {
+
+// The value of a request's TLV.
+struct Payload {
+  const uint8_t* value;
+  uint16_t length;
+};
+
+// Reads the payload in its layout; false when it is too short.
+template <class Layout, class Record>
+bool Read(const Payload& payload, const Layout& layout, Record& record) {
+  return Decode(layout, payload.value, payload.length, record);
+}
+
+inline Answer TooShort() { return Refuse(HQOSD_MALFORMED, "the payload is too short"); }
+
+Answer AddSP(Model& model, const Payload& payload);
+Answer DelSP(Model& model, const Payload& payload);
+Answer AddFG(Model& model, const Payload& payload);
+Answer DelFG(Model& model, const Payload& payload);
+Answer AddFP(Model& model, const Payload& payload);
+Answer DelFP(Model& model, const Payload& payload);
+Answer AddDP(Model& model, const Payload& payload);
+Answer DelDP(Model& model, const Payload& payload);
+
+Answer SetSPUnit(Model& model, const Payload& payload);
+Answer ResetSPUnit(Model& model, const Payload& payload);
+Answer GetSP(Model& model, const Payload& payload);
+Answer GetNextSP(Model& model, const Payload& payload);
+
+Answer SetDebug(Model& model, const Payload& payload);
+Answer ResetDebug(Model& model, const Payload& payload);
+
+}  // namespace hqosd

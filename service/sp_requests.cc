@@ -1,0 +1,66 @@
+// SPs: their unit, and the queries that read them.
+#include "lib/sp_info.h"
+#include "service/objects.h"
+#include "service/tlvs.h"
+
+namespace hqosd {
+
+namespace {
+
+using SPObject = ObjectTable<SP>::Object;
+
+// The data TLV of an SP: value1 is its unit; value2 and the words are not used yet.
+Answer Describe(const SPObject& sp, uint16_t type) {
+  HQOS_SPInfo info{};
+  sp.name.copy(info.name, sizeof info.name - 1);
+  info.id = sp.id;
+  info.value1 = sp.value.unit;
+  Bytes inner;
+  AppendRecord(inner, HQOS_TLV_SPBASE, hqos::kSPBase, info);
+  AppendRecord(inner, HQOS_TLV_WORDS, hqos::kSPWords, info);
+  Answer answer;
+  AppendTlv(answer.data, type, inner.data(), inner.size());
+  return answer;
+}
+
+}  // namespace
+
+Answer SetSPUnit(Model& model, const Payload& payload) {
+  hqos::ObjValue request;
+  if (!Read(payload, hqos::kObjValue, request)) return TooShort();
+  Answer refusal;
+  auto* const sp = FindObject(model.sps, "SP", std::string(request.name), refusal);
+  if (sp == nullptr) return refusal;
+  if (request.value != HQOS_SPUNIT_BYTE_COUNT && request.value != HQOS_SPUNIT_WEIGHT) {
+    return Refuse(HQOSD_BAD_VALUE, Title("SP", request.name) + ": there is no unit " +
+                                       std::to_string(request.value));
+  }
+  sp->value.unit = request.value;
+  return {};
+}
+
+Answer ResetSPUnit(Model& model, const Payload& payload) {
+  Answer refusal;
+  auto* const sp = FindObject(model.sps, "SP", payload, refusal);
+  if (sp == nullptr) return refusal;
+  sp->value.unit = SP{}.unit;
+  return {};
+}
+
+Answer GetSP(Model& model, const Payload& payload) {
+  Answer refusal;
+  const auto* const sp = FindObject(model.sps, "SP", payload, refusal);
+  return sp == nullptr ? refusal : Describe(*sp, HQOS_GET_SP);
+}
+
+Answer GetNextSP(Model& model, const Payload& payload) {
+  hqos::NextKey key;
+  if (!Read(payload, hqos::kNextKey, key)) return TooShort();
+  if (key.id > HQOS_ID_NONE) {
+    return Refuse(HQOSD_BAD_VALUE, std::to_string(key.id) + " is not an identifier");
+  }
+  const auto* const sp = model.sps.Next(static_cast<uint16_t>(key.id));
+  return sp == nullptr ? Refuse(HQOSD_END, "no SP follows") : Describe(*sp, HQOS_GETNEXT_SP);
+}
+
+}  // namespace hqosd
