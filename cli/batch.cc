@@ -1,0 +1,66 @@
+#include "cli/batch.h"
+
+#include <iostream>
+
+#include "cli/commands.h"
+#include "cli/failure.h"
+
+namespace hqosctl {
+
+namespace {
+
+// The line without its comment: from a # at its beginning or behind a blank, outside quotes.
+std::string WithoutComment(const std::string& line) {
+  char quote = '\0';
+  for (size_t i = 0; i < line.size(); ++i) {
+    const char c = line[i];
+    if (quote != '\0') {
+      if (c == quote) quote = '\0';
+    } else if (c == '"' || c == '\'') {
+      quote = c;
+    } else if (c == '#' && (i == 0 || std::isspace(static_cast<unsigned char>(line[i - 1])))) {
+      return line.substr(0, i);
+    }
+  }
+  return line;
+}
+
+// Carries out one line; its exit code, and why when it failed.
+ExitCode RunLine(const std::string& line, Output& output, std::string& why) {
+  CLI::App app("a command of hqosctl");
+  app.set_help_flag();
+  AddCommands(app, output);
+  try {
+    app.parse(line);
+    if (app.get_subcommands().empty()) throw CLI::RequiredError("A command");
+    return kDone;
+  } catch (const CLI::ParseError& e) {
+    why = e.what();
+    return kUsage;
+  } catch (const Failure& failure) {
+    why = failure.what();
+    return failure.code();
+  }
+}
+
+}  // namespace
+
+int RunBatch(std::istream& in, const std::string& file, bool force, Output& output) {
+  output.Begin({});  // its listings, should there be none, are an empty array
+  int result = kDone;
+  std::string line;
+  for (int number = 1; std::getline(in, line); ++number) {
+    const std::string command = WithoutComment(line);
+    if (command.find_first_not_of(" \t\r") == std::string::npos) continue;
+    std::string why;
+    const ExitCode code = RunLine(command, output, why);
+    if (code == kDone) continue;
+    std::cout.flush();
+    std::cerr << "hqosctl: " << file << ':' << number << ": " << why << '\n';
+    if (result == kDone) result = code;
+    if (!force || code == kNoService) break;
+  }
+  return result;
+}
+
+}  // namespace hqosctl

@@ -1,0 +1,25 @@
+// The commands that a line of arguments can hold.
+#pragma once
+
+#include <CLI/CLI.hpp>
+
+#include "cli/output.h"
+
+namespace hqosctl {
+
+// Adds all commands to `app`. When its arguments are parsed, the command named there is carried
+// out; it throws a Failure when it does not succeed.
+void AddCommands(CLI::App& app, Output& output);
+
+// The groups of commands: objects of the four kinds, and the service's debugging.
+void AddObjectCommands(CLI::App& app, Output& output);
+void AddDebugCommands(CLI::App& app);
+void AddSPCommands(CLI::App& sp, Output& output);
+
+// A command that only holds others; one of them must follow.
+CLI::App* AddGroup(CLI::App& app, const std::string& name, const std::string& help);
+
+// Lets the option take object names only.
+CLI::Option* Named(CLI::Option* option);
+
+}  // namespace hqosctl

@@ -1,0 +1,57 @@
+#include "cli/failure.h"
+
+#include <cstdio>
+
+#include "platform/hqosd.h"
+#include "platform/lip.h"
+
+namespace hqosctl {
+
+namespace {
+
+std::string NoServiceText() {
+  std::string tried;
+  char path[4096];
+  for (uint32_t rank = 0;
+       LIP_GetEndpoint(HQOS_SERVICE_NODE, HQOS_SERVICE_PORT, rank, path, sizeof path) != 0;
+       ++rank) {
+    tried += (rank == 0 ? "" : " or ") + std::string(path);
+  }
+  return "no hqos service answers at " + tried + "; start one with: hqosd";
+}
+
+void CheckRoundTrip(uint32_t status) {
+  if (status == HQOS_ERR_FAILED) throw Failure(kNoService, NoServiceText());
+  if (status == HQOS_ERR_BADREPLY) {
+    throw Failure(kNoService, "the service's reply cannot be understood");
+  }
+}
+
+std::string CodeText(uint32_t code) {
+  switch (code) {
+    case HQOSD_NOT_FOUND:
+      return "does not exist";
+    case HQOSD_UNKNOWN:
+      return "the service does not know this query";
+    default: {
+      char text[32];
+      std::snprintf(text, sizeof text, "refused with 0x%08x", code);
+      return text;
+    }
+  }
+}
+
+}  // namespace
+
+void CheckCommand(uint32_t status, const HQOS_Result& result) {
+  CheckRoundTrip(status);
+  if (result.code == 0) return;
+  throw Failure(kRefused, result.text[0] != '\0' ? result.text : CodeText(result.code));
+}
+
+void CheckQuery(uint32_t status, const std::string& object) {
+  CheckRoundTrip(status);
+  if (status != 0) throw Failure(kRefused, object + ": " + CodeText(status));
+}
+
+}  // namespace hqosctl

@@ -1,0 +1,87 @@
+// add and del, for every kind of object.
+#include <memory>
+
+#include "cli/commands.h"
+#include "cli/failure.h"
+#include "hqos.h"
+
+namespace hqosctl {
+
+namespace {
+
+struct Kind {
+  const char* command;
+  const char* title;
+  uint32_t (*add)(const char* name, uint16_t id, HQOS_Result* result);
+  uint32_t (*del)(const char* name, HQOS_Result* result);
+};
+
+constexpr Kind kKinds[] = {
+    {"sp", "SP", HQOS_lib_AddSP, HQOS_lib_DelSP},
+    {"fg", "FG", HQOS_lib_AddFG, HQOS_lib_DelFG},
+    {"fp", "FP", HQOS_lib_AddFP, HQOS_lib_DelFP},
+    {"dp", "DP", HQOS_lib_AddDP, HQOS_lib_DelDP},
+};
+
+struct Arguments {
+  std::string name;
+  uint16_t id = HQOS_ID_NONE;
+};
+
+CLI::App* AddKind(CLI::App& app, const Kind& kind) {
+  const std::string title = kind.title;
+  CLI::App* const group = AddGroup(app, kind.command, title + " objects");
+  const auto arguments = std::make_shared<Arguments>();
+
+  CLI::App* const add = group->add_subcommand("add", "Create the " + title);
+  Named(add->add_option("NAME", arguments->name, "its name"));
+  add->add_option("--id", arguments->id, "its identifier; without it, the lowest that is free")
+      ->check(CLI::Range(0, HQOS_ID_NONE - 1));
+  add->callback([arguments, &kind] {
+    HQOS_Result result{};
+    CheckCommand(kind.add(arguments->name.c_str(), arguments->id, &result), result);
+  });
+
+  CLI::App* const del = group->add_subcommand("del", "Delete the " + title);
+  Named(del->add_option("NAME", arguments->name, "its name"));
+  del->callback([arguments, &kind] {
+    HQOS_Result result{};
+    CheckCommand(kind.del(arguments->name.c_str(), &result), result);
+  });
+  return group;
+}
+
+}  // namespace
+
+CLI::App* AddGroup(CLI::App& app, const std::string& name, const std::string& help) {
+  CLI::App* const group = app.add_subcommand(name, help);
+  group->callback([group] {
+    if (group->get_subcommands().empty()) {
+      throw CLI::RequiredError("A command of " + group->get_name());
+    }
+  });
+  return group;
+}
+
+CLI::Option* Named(CLI::Option* option) {
+  return option->required()->check(CLI::Validator(
+      [](const std::string& name) {
+        const bool fits = !name.empty() && name.size() < HQOS_NAME_SIZE;
+        return fits ? "" : "a name has 1 to " + std::to_string(HQOS_NAME_SIZE - 1) + " characters";
+      },
+      ""));
+}
+
+void AddObjectCommands(CLI::App& app, Output& output) {
+  for (const Kind& kind : kKinds) {
+    CLI::App* const group = AddKind(app, kind);
+    if (kind.add == HQOS_lib_AddSP) AddSPCommands(*group, output);
+  }
+}
+
+void AddCommands(CLI::App& app, Output& output) {
+  AddObjectCommands(app, output);
+  AddDebugCommands(app);
+}
+
+}  // namespace hqosctl

@@ -1,0 +1,30 @@
+// What listings print: tables for people, or one JSON array for programs.
+#pragma once
+
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+namespace hqosctl {
+
+class Output {
+ public:
+  using Record = nlohmann::ordered_json;
+
+  bool json = false;
+
+  // Begins a listing. The array is printed from now on, also when the listing fails under way.
+  void Begin(std::vector<std::string> headers);
+  // One object: its cells in the table, its record in the array.
+  void Add(std::vector<std::string> cells, Record record);
+  // Ends a listing; its table is printed.
+  void End();
+  // Ends the program's output: prints the array of all listings.
+  void Finish();
+
+ private:
+  std::vector<std::vector<std::string>> lines_;
+  nlohmann::ordered_json records_;
+};
+
+}  // namespace hqosctl
