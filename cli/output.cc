@@ -21,6 +21,8 @@ void Output::Add(std::vector<std::string> cells, Record record) {
 
 void Output::End() {
   if (json) return;
+  if (!first_) std::cout << '\n';
+  first_ = false;
   std::vector<size_t> widths(lines_[0].size());
   for (const auto& line : lines_) {
     for (size_t i = 0; i < line.size(); ++i) widths[i] = std::max(widths[i], line[i].size());

@@ -17,13 +17,14 @@ class Output {
   void Begin(std::vector<std::string> headers);
   // One object: its cells in the table, its record in the array.
   void Add(std::vector<std::string> cells, Record record);
-  // Ends a listing; its table is printed.
+  // Ends a listing; its table is printed, behind a blank line when it is not the first.
   void End();
   // Ends the program's output: prints the array of all listings.
   void Finish();
 
  private:
   std::vector<std::vector<std::string>> lines_;
+  bool first_ = true;
   nlohmann::ordered_json records_;
 };
 

@@ -128,6 +128,8 @@ struct Row {
   Form form;
   Member Record::*member;
 };
+template <class Form, class Record, class Member>
+Row(size_t, size_t, Form, Member Record::*) -> Row<Form, Record, Member>;
 
 template <size_t Size, class... Rows>
 struct Layout {

@@ -7,7 +7,7 @@
 #include <string>
 
 #include "msg/tlv.h"
-#include "tests/wire.h"
+#include "tests/bytes.h"
 
 namespace {
 

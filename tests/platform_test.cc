@@ -1,0 +1,229 @@
+// The host's platform layer itself.
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+#include <net/if.h>
+#include <pwd.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+#include "platform/interface.h"
+#include "platform/lip.h"
+#include "platform/stlv.h"
+#include "platform/text.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+TEST(Stlv, HasABigEndianHeaderAndNoPadding) {
+  uint8_t buf[8];
+  memset(buf, 0xEE, sizeof buf);
+  EXPECT_EQ(STLV_Set(buf, 7, 0x7000, 3, "abc"), 7u);
+  EXPECT_EQ(std::string(reinterpret_cast<char*>(buf), 8), std::string("\x70\0\0\3abc\xEE", 8));
+  EXPECT_EQ(STLV_Set(buf, 4, 0x0102, 0, nullptr), 4u);
+  EXPECT_EQ(memcmp(buf, "\1\2\0\0abc", 7), 0);
+}
+
+TEST(Stlv, WritesNothingThatDoesNotFit) {
+  uint8_t buf[8] = "untouch";
+  const uint8_t value[1] = {1};
+  EXPECT_EQ(STLV_Set(buf, 4, 1, 1, value), 0u);
+  EXPECT_EQ(STLV_Set(buf, 3, 1, 0, nullptr), 0u);
+  EXPECT_EQ(STLV_Set(buf, 8, 1, 0xFFFF, value), 0u);
+  EXPECT_STREQ(reinterpret_cast<char*>(buf), "untouch");
+}
+
+TEST(Stlv, ReadsWholeTlvsOnly) {
+  const uint8_t tlv[] = {0x70, 0x01, 0x00, 0x02, 0xAA, 0xBB};
+  for (uint16_t room = 0; room <= sizeof tlv; ++room) {
+    uint16_t type = 7, length = 7;
+    const uint8_t* value = tlv;
+    const bool whole = room == sizeof tlv;
+    EXPECT_EQ(STLV_Get(tlv, room, &type, &length, &value), whole ? 6u : 0u);
+    EXPECT_EQ(value, whole ? tlv + 4 : nullptr);
+    EXPECT_EQ(type, whole ? 0x7001 : 7);
+    EXPECT_EQ(length, whole ? 2 : 7);
+  }
+}
+
+TEST(Text, CopiesWhatFitsAndTerminates) {
+  char to[4] = {'x', 'x', 'x', 'x'};
+  EXPECT_EQ(strlcpy(to, "abcdef", 0), 6u);
+  EXPECT_EQ(to[0], 'x');
+  EXPECT_EQ(strlcpy(to, "abcdef", 4), 6u);
+  EXPECT_STREQ(to, "abc");
+  EXPECT_EQ(strlcpy(to, "ab", 4), 2u);
+  EXPECT_STREQ(to, "ab");
+}
+
+TEST(Interfaces, AreOnSlotZero) {
+  uint16_t slot = 7;
+  EXPECT_EQ(IF_GetDataByIfIndex(if_nametoindex("lo"), IF_DATA_SLOT, &slot), 0u);
+  EXPECT_EQ(slot, 0);
+  slot = 7;
+  EXPECT_EQ(IF_GetDataByIfIndex(0x7FFFFFFF, IF_DATA_SLOT, &slot), uint32_t{ENXIO});
+  EXPECT_EQ(IF_GetDataByIfIndex(if_nametoindex("lo"), 5, &slot), uint32_t{EINVAL});
+  EXPECT_EQ(slot, 7);
+}
+
+sockaddr_lip Address(uint16_t port) {
+  return {sizeof(sockaddr_lip), LIP_FAMILY, htons(port), htonl(0x80000000), {}};
+}
+
+class Endpoints : public testing::Test {
+ protected:
+  void SetUp() override {
+    char pattern[] = "/tmp/hqos-test-XXXXXX";
+    dir_ = mkdtemp(pattern);
+    setenv("HQOS_RUNTIME_DIR", dir_.c_str(), 1);
+    unsetenv("XDG_RUNTIME_DIR");
+  }
+  void TearDown() override { fs::remove_all(dir_); }
+
+  // Each returns a socket, or -1 with errno set.
+  static int Open() { return LIP_Socket(LIP_FAMILY, SOCK_DGRAM, LIP_PROTOCOL); }
+  static int Done(int fd, int result) {
+    if (result == 0) return fd;
+    const int reason = errno;
+    close(fd);
+    errno = reason;
+    return -1;
+  }
+  static int Connect(const sockaddr_lip& address) {
+    const int fd = Open();
+    return Done(fd, LIP_Connect(fd, &address, sizeof address));
+  }
+  static int Listen(const sockaddr_lip& address) {
+    const int fd = Open();
+    return Done(fd, LIP_Listen(fd, &address, 5));
+  }
+
+  fs::path dir_;
+};
+
+std::string Endpoint(uint16_t port, uint32_t rank) {
+  char path[256] = "-";
+  const uint32_t length = LIP_GetEndpoint(0x80000000, port, rank, path, sizeof path);
+  EXPECT_EQ(length, length == 0 ? 0 : strlen(path));
+  return length == 0 ? "" : path;
+}
+
+TEST_F(Endpoints, AreNamedByNodeAndPort) {
+  EXPECT_EQ(Endpoint(1174, 0), dir_ / "lip-80000000-1174");
+  EXPECT_EQ(Endpoint(0, 0), dir_ / "lip-80000000-0");
+  EXPECT_EQ(Endpoint(1174, 1), "");
+
+  setenv("HQOS_RUNTIME_DIR", "", 1);
+  EXPECT_EQ(Endpoint(1174, 0), "/run/hqos/lip-80000000-1174");
+  EXPECT_EQ(Endpoint(1174, 1),
+            std::string(getpwuid(geteuid())->pw_dir) + "/.hqos/lip-80000000-1174");
+  setenv("XDG_RUNTIME_DIR", "/run/user/7", 1);
+  EXPECT_EQ(Endpoint(1174, 1), "/run/user/7/hqos/lip-80000000-1174");
+  EXPECT_EQ(Endpoint(1174, 2), "");
+}
+
+TEST_F(Endpoints, NeedRoomForTheirPath) {
+  const std::string path = dir_ / "lip-0000000a-65535";
+  for (uint32_t room = 0; room <= path.size() + 1; ++room) {
+    std::string out(path.size() + 2, 'x');
+    const bool fits = room == path.size() + 1;
+    EXPECT_EQ(LIP_GetEndpoint(10, 65535, 0, out.data(), room), fits ? path.size() : 0);
+    EXPECT_EQ(out.substr(room), std::string(out.size() - room, 'x'));
+    if (fits) {
+      EXPECT_STREQ(out.c_str(), path.c_str());
+    }
+  }
+  setenv("HQOS_RUNTIME_DIR", std::string(200, 'd').c_str(), 1);
+  EXPECT_EQ(Connect(Address(1)), -1);
+  EXPECT_EQ(errno, ENAMETOOLONG);
+}
+
+TEST_F(Endpoints, TakeTheirOwnFamilyOnly) {
+  EXPECT_EQ(LIP_Socket(AF_UNIX, SOCK_DGRAM, 1), -1);
+  EXPECT_EQ(errno, EAFNOSUPPORT);
+  EXPECT_EQ(LIP_Socket(LIP_FAMILY, SOCK_STREAM, 1), -1);
+  EXPECT_EQ(LIP_Socket(LIP_FAMILY, SOCK_DGRAM, 0), -1);
+  sockaddr_lip address = Address(1);
+  EXPECT_EQ(LIP_Connect(0, &address, 15), -1);
+  EXPECT_EQ(errno, EINVAL);
+  address.slip_family = AF_UNIX;
+  EXPECT_EQ(Connect(address), -1);
+  EXPECT_EQ(errno, EINVAL);
+}
+
+TEST_F(Endpoints, ReachOneLiveListener) {
+  EXPECT_EQ(Connect(Address(1)), -1);
+  EXPECT_EQ(errno, ENOENT);
+  const int listener = Listen(Address(1));
+  ASSERT_GE(listener, 0);
+  struct stat info;
+  ASSERT_EQ(stat(Endpoint(1, 0).c_str(), &info), 0);
+  EXPECT_EQ(info.st_mode & 0777, 0600u);
+
+  const int client = Connect(Address(1));
+  EXPECT_GE(client, 0);
+  EXPECT_EQ(Listen(Address(1)), -1);
+  EXPECT_EQ(errno, EADDRINUSE);
+  const int other = Listen(Address(2));
+  EXPECT_GE(other, 0);
+  for (const int fd : {listener, client, other}) close(fd);
+}
+
+TEST_F(Endpoints, AreTakenOverFromTheDead) {
+  close(Listen(Address(1)));
+  EXPECT_EQ(Connect(Address(1)), -1);
+  EXPECT_EQ(errno, ECONNREFUSED);
+  const int listener = Listen(Address(1));
+  EXPECT_GE(listener, 0);
+  const int client = Connect(Address(1));
+  EXPECT_GE(client, 0);
+  close(client);
+  close(listener);
+
+  fs::remove(Endpoint(1, 0));
+  std::ofstream(Endpoint(1, 0)) << "a file of somebody's";
+  EXPECT_EQ(Listen(Address(1)), -1);
+  EXPECT_EQ(errno, EADDRINUSE);
+  EXPECT_TRUE(fs::is_regular_file(Endpoint(1, 0)));
+}
+
+// Without HQOS_RUNTIME_DIR, a directory that others can write to is not trusted.
+TEST_F(Endpoints, AreNotTakenFromOthers) {
+  fs::create_directory(dir_ / "hqos");
+  setenv("HQOS_RUNTIME_DIR", (dir_ / "hqos").c_str(), 1);
+  const int listener = Listen(Address(1));
+  ASSERT_GE(listener, 0);
+  unsetenv("HQOS_RUNTIME_DIR");
+  setenv("XDG_RUNTIME_DIR", dir_.c_str(), 1);
+  struct {
+    fs::perms mode;
+    int reason;
+  } const cases[] = {{fs::perms(0700), 0}, {fs::perms(0720), EPERM}, {fs::perms(0702), EPERM}};
+  for (const auto& c : cases) {
+    fs::permissions(dir_ / "hqos", c.mode);
+    errno = 0;
+    const int client = Connect(Address(1));
+    EXPECT_EQ(client >= 0, c.reason == 0);
+    if (client < 0) {
+      EXPECT_EQ(errno, c.reason);
+    } else {
+      close(client);
+    }
+  }
+  fs::permissions(dir_ / "hqos", fs::perms(0700));
+  fs::rename(dir_ / "hqos", dir_ / "real");
+  fs::create_symlink(dir_ / "real", dir_ / "hqos");
+  EXPECT_EQ(Connect(Address(1)), -1);
+  EXPECT_EQ(errno, EPERM);
+  close(listener);
+}
+
+}  // namespace

@@ -1,0 +1,41 @@
+// Programs run by the tests.
+#pragma once
+
+#include <sys/types.h>
+
+#include <string>
+#include <vector>
+
+namespace process {
+
+struct Outcome {
+  int status;  // exit status, or 128 + the signal that ended it
+  std::string out, err;
+};
+
+// Runs a program to its end.
+Outcome Run(const std::vector<std::string>& arguments);
+
+// hqosd, in a runtime directory of its own, which HQOS_RUNTIME_DIR names while it lives.
+class Service {
+ public:
+  Service();
+  ~Service();
+  Service(const Service&) = delete;
+  Service& operator=(const Service&) = delete;
+
+  // Starts it again, waiting until it answers.
+  void Start();
+  void Signal(int signal) const;
+  // Waits for its end; the exit status as in Outcome.
+  int Wait();
+
+  const std::string& dir() const { return dir_; }
+  std::string endpoint() const { return dir_ + "/lip-80000000-1174"; }
+
+ private:
+  std::string dir_;
+  pid_t pid_ = -1;
+};
+
+}  // namespace process

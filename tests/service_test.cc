@@ -1,0 +1,260 @@
+// The library, a real socket and a real service.
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "hqos.h"
+#include "platform/hqosd.h"
+#include "platform/lip.h"
+#include "tests/bytes.h"
+#include "tests/process.h"
+
+namespace {
+
+using process::Service;
+using wire::Bytes;
+using wire::Hex;
+using wire::operator+;
+
+// What a command came to, which must be `code`: the service's text, "" when done.
+std::string Do(uint32_t (*command)(const char*, HQOS_Result*), uint32_t code, const char* name) {
+  HQOS_Result result{};
+  EXPECT_EQ(command(name, &result), 0u);
+  EXPECT_EQ(result.code, code);
+  return result.text;
+}
+template <class Value>
+std::string Do(uint32_t (*command)(const char*, Value, HQOS_Result*), uint32_t code,
+               const char* name, std::type_identity_t<Value> value) {
+  HQOS_Result result{};
+  EXPECT_EQ(command(name, value, &result), 0u);
+  EXPECT_EQ(result.code, code);
+  return result.text;
+}
+
+TEST(Service, KeepsObjects) {
+  Service service;
+  EXPECT_EQ(Do(HQOS_lib_AddSP, 0, "gold", 5), "");
+  EXPECT_EQ(Do(HQOS_lib_AddSP, 0, "silver", HQOS_ID_NONE), "");  // 0, the lowest
+  EXPECT_EQ(Do(HQOS_lib_AddSP, 0, "last", 0xFFFE), "");
+  EXPECT_EQ(Do(HQOS_lib_AddFG, 0, "gold", 5), "");  // another kind
+  EXPECT_EQ(Do(HQOS_lib_SetSPUnit, 0, "gold", HQOS_SPUNIT_WEIGHT), "");
+
+  HQOS_SPInfo info;
+  std::vector<std::string> names;
+  uint32_t status = HQOS_lib_GetNextSP(HQOS_ID_NONE, &info);
+  for (; status == 0; status = HQOS_lib_GetNextSP(info.id, &info)) names.emplace_back(info.name);
+  EXPECT_EQ(status, uint32_t{HQOSD_END});
+  EXPECT_EQ(names, (std::vector<std::string>{"silver", "gold", "last"}));
+
+  ASSERT_EQ(HQOS_lib_GetSP("gold", &info), 0u);
+  EXPECT_EQ(info.id, 5);
+  EXPECT_EQ(info.value1, uint32_t{HQOS_SPUNIT_WEIGHT});
+  EXPECT_EQ(Do(HQOS_lib_ResetSPUnit, 0, "gold"), "");
+  ASSERT_EQ(HQOS_lib_GetSP("gold", &info), 0u);
+  EXPECT_EQ(info.value1, uint32_t{HQOS_SPUNIT_BYTE_COUNT});
+
+  EXPECT_EQ(Do(HQOS_lib_DelSP, 0, "silver"), "");
+  EXPECT_EQ(Do(HQOS_lib_AddSP, 0, "again", HQOS_ID_NONE), "");
+  ASSERT_EQ(HQOS_lib_GetSP("again", &info), 0u);
+  EXPECT_EQ(info.id, 0);
+  for (const auto del : {HQOS_lib_DelFP, HQOS_lib_DelDP}) {
+    HQOS_Result result;
+    EXPECT_EQ(del("gold", &result), 0u);
+    EXPECT_EQ(result.code, uint32_t{HQOSD_NOT_FOUND});
+  }
+}
+
+TEST(Service, SaysWhyItRefuses) {
+  Service service;
+  Do(HQOS_lib_AddSP, 0, "gold", 5);
+  EXPECT_EQ(Do(HQOS_lib_AddSP, HQOSD_EXISTS, "gold", 6), "SP gold already exists");
+  EXPECT_EQ(Do(HQOS_lib_AddSP, HQOSD_ID_TAKEN, "new", 5),
+            "SP new: identifier 5 belongs to SP gold");
+  EXPECT_EQ(Do(HQOS_lib_DelFG, HQOSD_NOT_FOUND, "voice"), "FG voice does not exist");
+  EXPECT_EQ(Do(HQOS_lib_DelFP, HQOSD_NOT_FOUND, "fp\n1"), "FP fp?1 does not exist");
+  EXPECT_EQ(Do(HQOS_lib_SetSPUnit, HQOSD_BAD_VALUE, "gold", 2), "SP gold: there is no unit 2");
+  EXPECT_EQ(Do(HQOS_lib_SetSPUnit, HQOSD_NOT_FOUND, "tin", 1), "SP tin does not exist");
+  EXPECT_EQ(Do(HQOS_lib_ResetSPUnit, HQOSD_NOT_FOUND, "tin"), "SP tin does not exist");
+  const char kNames[] = "a name has 1 to 31 characters, none of them a control character";
+  EXPECT_EQ(Do(HQOS_lib_AddDP, HQOSD_BAD_NAME, "", 1), std::string("DP: ") + kNames);
+  EXPECT_EQ(Do(HQOS_lib_AddFP, HQOSD_BAD_NAME, "a\tb", 1), std::string("FP: ") + kNames);
+  HQOS_SPInfo info;
+  EXPECT_EQ(HQOS_lib_GetSP("tin", &info), uint32_t{HQOSD_NOT_FOUND});
+}
+
+// A raw client of the service.
+class Client {
+ public:
+  Client() : fd_(LIP_Socket(LIP_FAMILY, SOCK_DGRAM, LIP_PROTOCOL)) {
+    const sockaddr_lip address{
+        sizeof(sockaddr_lip), LIP_FAMILY, htons(HQOS_SERVICE_PORT), htonl(HQOS_SERVICE_NODE), {}};
+    EXPECT_EQ(LIP_Connect(fd_, &address, sizeof address), 0);
+  }
+  ~Client() { close(fd_); }
+  Client(const Client&) = delete;
+  Client& operator=(const Client&) = delete;
+
+  uint32_t TrySend(const Bytes& request) const {
+    return HQOS_msg_Send(fd_, request.data(), static_cast<uint16_t>(request.size()));
+  }
+  void Send(const Bytes& request) const { EXPECT_EQ(TrySend(request), 0u); }
+  // The reply; empty when there is none.
+  Bytes Receive() const {
+    Bytes reply(2000);
+    uint16_t length = 0;
+    HQOS_msg_Recv(fd_, static_cast<uint16_t>(reply.size()), reply.data(), &length);
+    reply.resize(length);
+    return reply;
+  }
+
+ private:
+  int fd_;
+};
+
+TEST(Service, AnswersMalformedRequestsAndChangesNothing) {
+  Service service;
+  const Bytes addSP = wire::Tlv(3, wire::Field("gold", 32) + Hex("0001 0000"));
+  const Bytes good = wire::Message(1, 1, addSP);
+  std::vector<Bytes> requests = {
+      wire::Message(1, 1, addSP + addSP),             // two TLVs
+      wire::Message(1, 1, addSP + Hex("00")),         // something behind it
+      Hex("09 01 01 01 01 00 00 00") + addSP,         // head beyond
+      Hex("00 01 01 01 01 00 00 00") + addSP,         // no head
+      Hex("08 02 01 01 01 00 00 00") + addSP,         // another format
+      wire::Message(1, 0, addSP),                     // no such class
+      wire::Message(1, 2, addSP),                     // no such query
+      wire::Message(1, 1, wire::Tlv(99, Bytes(36))),  // no such command
+      wire::Message(1, 1, wire::Tlv(3, wire::Field("gold", 35))),
+      wire::Message(1, 4, wire::Tlv(1, Bytes(1488))),
+      wire::Message(1, 1, addSP) + Bytes(1500),  // too long
+  };
+  for (size_t length = 1; length < good.size(); ++length) {
+    requests.emplace_back(good.begin(), good.begin() + static_cast<ptrdiff_t>(length));
+  }
+  for (const Bytes& request : requests) {
+    const Client client;
+    client.Send(request);
+    const Bytes reply = client.Receive();
+    ASSERT_GT(reply.size(), 16u) << testing::PrintToString(request);
+    EXPECT_EQ(Bytes(reply.begin() + 8, reply.begin() + 10), Hex("7000"));
+    const uint32_t code = reply[15];
+    EXPECT_TRUE(code == (HQOSD_MALFORMED & 0xFF) || code == (HQOSD_UNKNOWN & 0xFF)) << code;
+  }
+  HQOS_SPInfo info;
+  EXPECT_EQ(HQOS_lib_GetNextSP(HQOS_ID_NONE, &info), uint32_t{HQOSD_END});
+  const Client client;
+  client.Send(good);
+  EXPECT_EQ(client.Receive(), wire::Message(2, 1, wire::Tlv(0x7000, Bytes(5))));
+}
+
+TEST(Service, IsNotDelayedByIdleOrHostileClients) {
+  Service service;
+  const std::vector<Client> silent(200);
+  const Client rude;  // sends on and on, reads nothing
+  for (int i = 0; i < 50; ++i) rude.TrySend(Hex("08"));
+  const auto begin = std::chrono::steady_clock::now();
+  HQOS_SPInfo info;
+  for (int i = 0; i < 100; ++i) {
+    ASSERT_EQ(HQOS_lib_GetNextSP(HQOS_ID_NONE, &info), uint32_t{HQOSD_END});
+  }
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(2));
+}
+
+TEST(Service, ServesManyThreadsAtOnce) {
+  Service service;
+  constexpr int kThreads = 16, kEach = 100;
+  std::vector<std::thread> threads;
+  for (int t = 0; t < kThreads; ++t) {
+    threads.emplace_back([t] {
+      for (int i = 0; i < kEach; ++i) {
+        const std::string name = "sp-" + std::to_string(t) + "-" + std::to_string(i);
+        Do(HQOS_lib_AddSP, 0, name.c_str(), HQOS_ID_NONE);
+        HQOS_SPInfo info{};
+        EXPECT_EQ(HQOS_lib_GetSP(name.c_str(), &info), 0u);
+        EXPECT_EQ(info.name, name);
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  HQOS_SPInfo info;
+  int count = 0;
+  for (uint16_t id = HQOS_ID_NONE; HQOS_lib_GetNextSP(id, &info) == 0; id = info.id) ++count;
+  EXPECT_EQ(count, kThreads * kEach);
+}
+
+TEST(Service, CostsNoDescriptors) {
+  Service service;
+  const auto open = [] {
+    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
+  };
+  const auto before = open();
+  HQOS_SPInfo info;
+  for (int i = 0; i < 3000; ++i) HQOS_lib_GetSP("none", &info);
+  service.Signal(SIGTERM);
+  service.Wait();
+  for (int i = 0; i < 3000; ++i) HQOS_lib_GetSP("none", &info);
+  EXPECT_EQ(open(), before);
+}
+
+TEST(Service, EndsAWaitWhenItDies) {
+  Service service;
+  service.Signal(SIGSTOP);
+  std::vector<std::thread> callers;
+  for (int i = 0; i < 4; ++i) {
+    callers.emplace_back([] {
+      HQOS_Result result{};
+      EXPECT_EQ(HQOS_lib_AddSP("gold", 1, &result), uint32_t{HQOS_ERR_FAILED});
+    });
+  }
+  std::this_thread::sleep_for(std::chrono::milliseconds(100));
+  service.Signal(SIGKILL);
+  for (std::thread& caller : callers) caller.join();
+  EXPECT_EQ(service.Wait(), 128 + SIGKILL);
+  // What it left behind is replaced by the next one.
+  EXPECT_TRUE(std::filesystem::exists(service.endpoint()));
+  service.Start();
+}
+
+TEST(Service, EndsCleanly) {
+  for (const int signal : {SIGTERM, SIGINT}) {
+    Service service;
+    service.Signal(signal);
+    EXPECT_EQ(service.Wait(), 0);
+    EXPECT_FALSE(std::filesystem::exists(service.endpoint()));
+  }
+}
+
+TEST(Service, LeavesALiveOneAlone) {
+  Service service;
+  const process::Outcome second = process::Run({HQOSD});
+  EXPECT_EQ(second.status, 1);
+  EXPECT_EQ(second.err,
+            "hqosd: cannot listen at " + service.endpoint() + ": another service is there\n");
+  Do(HQOS_lib_AddSP, 0, "gold", 1);
+}
+
+TEST(Service, LogsWhatItIsAsked) {
+  Service service;
+  EXPECT_EQ(HQOS_lib_SetDebug(HQOSD_DEBUG_REQUESTS | HQOSD_DEBUG_BYTES), 0u);
+  EXPECT_EQ(HQOS_lib_SetDebug(4), 0u);  // refused, unseen
+  Do(HQOS_lib_DelSP, HQOSD_NOT_FOUND, "tin");
+  EXPECT_EQ(HQOS_lib_ResetDebug(HQOSD_DEBUG_REQUESTS | HQOSD_DEBUG_BYTES), 0u);
+  Do(HQOS_lib_DelSP, HQOSD_NOT_FOUND, "lead");
+  std::ifstream log(service.dir() + "/err");
+  const std::string text(std::istreambuf_iterator<char>(log), {});
+  EXPECT_NE(text.find("SetDebug: 0x40020004 debug selector 4 is unknown"), text.npos);
+  EXPECT_NE(text.find("DelSP: 0x40020007 SP tin does not exist"), text.npos);
+  EXPECT_NE(text.find("request 08010101 01000000 00040024 74696e00"), text.npos);
+  EXPECT_EQ(text.find("lead"), text.npos);
+}
+
+}  // namespace
