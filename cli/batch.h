@@ -4,9 +4,9 @@
 #include <istream>
 #include <string>
 
-#include "cli/output.h"
-
 namespace hqosctl {
+
+class Output;
 
 // Carries out the commands of `in`, one a line; what stands behind a # is a comment. Stops at the
 // first that fails, or with `force` goes on while there is a service; says on standard error which

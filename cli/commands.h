@@ -3,9 +3,9 @@
 
 #include <CLI/CLI.hpp>
 
-#include "cli/output.h"
-
 namespace hqosctl {
+
+class Output;
 
 // Adds all commands to `app`. When its arguments are parsed, the command named there is carried
 // out; it throws a Failure when it does not succeed.

@@ -5,10 +5,10 @@
 #include "cli/batch.h"
 #include "cli/commands.h"
 #include "cli/failure.h"
+#include "cli/output.h"
 
 namespace {
 
-using hqosctl::ExitCode;
 using hqosctl::Failure;
 
 int RunBatchFile(const std::string& file, bool force, hqosctl::Output& output) {

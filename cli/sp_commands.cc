@@ -4,6 +4,7 @@
 
 #include "cli/commands.h"
 #include "cli/failure.h"
+#include "cli/output.h"
 #include "hqos.h"
 #include "platform/hqosd.h"
 

@@ -164,29 +164,32 @@ requires std::is_class_v<Record>
 constexpr size_t Width(const Layout<Size, Rows...>&, const Record*) { return Size; }
 template <class Record, size_t Size, class... Rows>
 requires std::is_class_v<Record>
-void Put(const Layout<Size, Rows...>& layout, const Record& record, uint8_t* at) {
+[[gnu::always_inline]] inline void Put(const Layout<Size, Rows...>& layout, const Record& record,
+                                       uint8_t* at) {
   std::memset(at, 0, Size);
   std::apply([&](const auto&... row) { (Put(row.form, record.*row.member, at + row.offset), ...); },
              layout.rows);
 }
 template <class Record, size_t Size, class... Rows>
 requires std::is_class_v<Record>
-void Get(const Layout<Size, Rows...>& layout, const uint8_t* at, Record& record) {
+[[gnu::always_inline]] inline void Get(const Layout<Size, Rows...>& layout, const uint8_t* at,
+                                       Record& record) {
   std::apply([&](const auto&... row) { (Get(row.form, at + row.offset, record.*row.member), ...); },
              layout.rows);
 }
 
 // Writes `record` in its layout: layout.size bytes at `out`.
 template <class Record, size_t Size, class... Rows>
-void Encode(const Layout<Size, Rows...>& layout, const Record& record, uint8_t* out) {
+[[gnu::always_inline]] inline void Encode(const Layout<Size, Rows...>& layout, const Record& record,
+                                          uint8_t* out) {
   Put(layout, record, out);
 }
 
 // Reads the members that the layout names from the `length` bytes at `value`; bytes beyond the
 // layout are left alone. False, and nothing read or written, when the value is too short for it.
 template <class Record, size_t Size, class... Rows>
-bool Decode(const Layout<Size, Rows...>& layout, const uint8_t* value, size_t length,
-            Record& record) {
+[[gnu::always_inline]] inline bool Decode(const Layout<Size, Rows...>& layout, const uint8_t* value,
+                                          size_t length, Record& record) {
   if (length < Size) return false;
   Get(layout, value, record);
   return true;

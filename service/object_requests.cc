@@ -16,7 +16,7 @@ namespace {
 
 // Reads a debug selector, which must be made of known bits.
 Answer ReadSelector(const Payload& payload, uint32_t& selector) {
-  hqos::DebugSelector record;
+  hqos::DebugSelector record{};
   if (!Read(payload, hqos::kDebugSelector, record)) return TooShort();
   constexpr uint32_t kKnown = HQOSD_DEBUG_REQUESTS | HQOSD_DEBUG_BYTES;
   if (record.value == 0 || (record.value & ~kKnown) != 0) {

@@ -36,7 +36,7 @@ template <class Value>
 auto* FindObject(ObjectTable<Value>& table, const char* kind, const Payload& payload,
                  Answer& refusal) {
   decltype(table.Find("")) object = nullptr;
-  hqos::ObjId key;
+  hqos::ObjId key{};
   if (!Read(payload, hqos::kObjId, key)) {
     refusal = TooShort();
     return object;
@@ -52,7 +52,7 @@ auto* FindObject(ObjectTable<Value>& table, const char* kind, const Payload& pay
 
 template <class Value>
 Answer AddObject(ObjectTable<Value>& table, const char* kind, const Payload& payload) {
-  hqos::ObjId key;
+  hqos::ObjId key{};
   if (!Read(payload, hqos::kObjId, key)) return TooShort();
   const std::string title = Title(kind, key.name);
   if (!IsUsableName(key.name)) {

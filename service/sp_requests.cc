@@ -26,7 +26,7 @@ Answer Describe(const SPObject& sp, uint16_t type) {
 }  // namespace
 
 Answer SetSPUnit(Model& model, const Payload& payload) {
-  hqos::ObjValue request;
+  hqos::ObjValue request{};
   if (!Read(payload, hqos::kObjValue, request)) return TooShort();
   Answer refusal;
   auto* const sp = FindObject(model.sps, "SP", std::string(request.name), refusal);
@@ -54,7 +54,7 @@ Answer GetSP(Model& model, const Payload& payload) {
 }
 
 Answer GetNextSP(Model& model, const Payload& payload) {
-  hqos::NextKey key;
+  hqos::NextKey key{};
   if (!Read(payload, hqos::kNextKey, key)) return TooShort();
   if (key.id > HQOS_ID_NONE) {
     return Refuse(HQOSD_BAD_VALUE, std::to_string(key.id) + " is not an identifier");

@@ -11,45 +11,38 @@
 
 namespace {
 
-// Appends to a fixed buffer; once something did not fit, `at` stays null.
-struct Path {
-  char* at;
-  char* end;
+// The name of an endpoint, "/lip-<node>-<port>", written from its end.
+struct Name {
+  char text[sizeof "/lip-ffffffff-65535"];
+  char* begin = text + sizeof text;
 
-  void Add(const char* text, size_t length) {
-    if (at == nullptr || length >= static_cast<size_t>(end - at)) {
-      at = nullptr;
-      return;
+  Name(uint32_t node, uint16_t port) {
+    *--begin = '\0';
+    uint32_t rest = port;
+    do {
+      *--begin = static_cast<char>('0' + rest % 10);
+      rest /= 10;
+    } while (rest != 0);
+    begin -= 14;
+    memcpy(begin, "/lip-00000000-", 14);
+    for (char* digit = begin + 12; node != 0; node >>= 4) {
+      *digit-- = "0123456789abcdef"[node & 15];
     }
-    memcpy(at, text, length);
-    at += length;
   }
+  size_t size() const { return static_cast<size_t>(text + sizeof text - begin); }  // with the NUL
 };
 
-// Writes the digits of `value`, at least `width` of them, and returns how many.
-size_t Digits(uint32_t value, uint32_t base, size_t width, char* out) {
-  char reversed[16];
-  size_t n = 0;
-  for (; value != 0 || n < width; value /= base) reversed[n++] = "0123456789abcdef"[value % base];
-  for (size_t i = 0; i < n; ++i) out[i] = reversed[n - 1 - i];
-  return n;
-}
-
-uint32_t Compose(const char* dir, const char* subdir, uint32_t node, uint16_t port, char* path,
+template <size_t N>
+uint32_t Compose(const char* dir, const char (&subdir)[N], uint32_t node, uint16_t port, char* path,
                  uint32_t room) {
-  char name[sizeof "/lip-ffffffff-65535"] = "/lip-";
-  size_t length = 5;
-  length += Digits(node, 16, 8, name + length);
-  name[length++] = '-';
-  length += Digits(port, 10, 1, name + length);
-
-  Path out{path, path + room};
-  out.Add(dir, strlen(dir));
-  out.Add(subdir, strlen(subdir));
-  out.Add(name, length);
-  if (out.at == nullptr) return 0;
-  *out.at = '\0';
-  return static_cast<uint32_t>(out.at - path);
+  const Name name(node, port);
+  const size_t dirLength = strlen(dir);
+  const size_t length = dirLength + N - 1;
+  if (length + name.size() > room) return 0;
+  void* at = mempcpy(path, dir, dirLength);
+  at = mempcpy(at, subdir, N - 1);
+  memcpy(at, name.begin, name.size());
+  return static_cast<uint32_t>(length + name.size() - 1);
 }
 
 const char* Environment(const char* name) {

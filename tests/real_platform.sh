@@ -1,0 +1,29 @@
+#!/bin/sh
+# The library for the real platform builds from the same sources and asks it for exactly the
+# operations listed here. What the compiler's start-up files look for on their own is weak.
+# Usage: real_platform.sh SOURCE_DIR COMPILER_FLAGS
+set -eu
+dir=$(mktemp -d)
+trap 'rm -rf "$dir"' EXIT
+
+cmake -S "$1" -B "$dir" -G Ninja -DHQOS_REAL_PLATFORM=ON -DCMAKE_BUILD_TYPE=Release \
+  -DCMAKE_C_COMPILER=gcc -DCMAKE_CXX_COMPILER=g++ \
+  -DCMAKE_CXX_FLAGS_RELEASE=-O2 -DCMAKE_CXX_FLAGS="$2" -DCMAKE_C_FLAGS="$2" >"$dir/log" 2>&1 &&
+  cmake --build "$dir" >>"$dir/log" 2>&1 || { cat "$dir/log"; exit 1; }
+
+sort >"$dir/expected" <<'LIST'
+IF_GetDataByIfIndex
+STLV_Get
+STLV_Set
+__errno_location
+close
+connect
+recv
+send
+socket
+strlcpy
+LIST
+nm -D --undefined-only "$dir/lib/libhqos.so" |
+  awk '$1 == "U" { sub(/@.*/, "", $2); print $2 }' | sort >"$dir/undefined"
+diff "$dir/expected" "$dir/undefined"
+[ ! -e "$dir/lib/libhqos-platform.so" ]
