@@ -11,38 +11,26 @@
 
 namespace {
 
-// The name of an endpoint, "/lip-<node>-<port>", written from its end.
-struct Name {
-  char text[sizeof "/lip-ffffffff-65535"];
-  char* begin = text + sizeof text;
-
-  Name(uint32_t node, uint16_t port) {
-    *--begin = '\0';
-    uint32_t rest = port;
-    do {
-      *--begin = static_cast<char>('0' + rest % 10);
-      rest /= 10;
-    } while (rest != 0);
-    begin -= 14;
-    memcpy(begin, "/lip-00000000-", 14);
-    for (char* digit = begin + 12; node != 0; node >>= 4) {
-      *digit-- = "0123456789abcdef"[node & 15];
-    }
-  }
-  size_t size() const { return static_cast<size_t>(text + sizeof text - begin); }  // with the NUL
-};
-
+// Writes <dir><subdir>/lip-<node>-<port>; what LIP_GetEndpoint returns.
 template <size_t N>
 uint32_t Compose(const char* dir, const char (&subdir)[N], uint32_t node, uint16_t port, char* path,
                  uint32_t room) {
-  const Name name(node, port);
+  uint32_t digits = 1;
+  for (uint32_t rest = port; rest >= 10; rest /= 10) ++digits;
   const size_t dirLength = strlen(dir);
-  const size_t length = dirLength + N - 1;
-  if (length + name.size() > room) return 0;
-  void* at = mempcpy(path, dir, dirLength);
-  at = mempcpy(at, subdir, N - 1);
-  memcpy(at, name.begin, name.size());
-  return static_cast<uint32_t>(length + name.size() - 1);
+  const size_t length = dirLength + strlen(subdir) + strlen("/lip-01234567-") + digits;
+  if (length >= room) return 0;
+
+  char* at = static_cast<char*>(mempcpy(path, dir, dirLength));
+  at = static_cast<char*>(mempcpy(at, subdir, N - 1));
+  at = static_cast<char*>(mempcpy(at, "/lip-", 5));
+#pragma GCC unroll 8
+  for (int shift = 28; shift >= 0; shift -= 4) *at++ = "0123456789abcdef"[node >> shift & 15];
+  *at = '-';
+  uint32_t rest = port;
+  for (uint32_t i = digits; i > 0; --i, rest /= 10) at[i] = static_cast<char>('0' + rest % 10);
+  at[digits + 1] = '\0';
+  return static_cast<uint32_t>(length);
 }
 
 const char* Environment(const char* name) {
