@@ -28,7 +28,7 @@ gcc -std=c11 -Wall -Wextra -Wpedantic -Werror "$examples/add_sp.c" $flags -o "$d
 # shellcheck disable=SC2086
 g++ -std=c++11 -Wall -Wextra -Wpedantic -Werror -x c++ "$examples/add_sp.c" -x none $flags \
   -o "$dir/cxx"
-cmake -S "$examples" -B "$dir/cmake" -DCMAKE_PREFIX_PATH="$dir/usr" >>"$dir/log"
+cmake -G Ninja -S "$examples" -B "$dir/cmake" -DCMAKE_PREFIX_PATH="$dir/usr" >>"$dir/log"
 cmake --build "$dir/cmake" >>"$dir/log"
 
 for header in "$dir"/usr/include/hqos/platform/*.h; do
