@@ -34,6 +34,13 @@
 extern "C" {
 #endif
 
+// Taken back at the end of this file.
+#ifdef __cplusplus
+#define HQOS_ALIGNED_8 alignas(8)
+#else
+#define HQOS_ALIGNED_8 _Alignas(8)
+#endif
+
 // ---- Sizes and fixed values ---------------------------------------------------------------------
 
 #define HQOS_SERVICE_PORT 1174u  // port of the hqos service
@@ -41,12 +48,28 @@ extern "C" {
   0x80000000u  // node address at which a caller finds its own node's service
 
 enum {
-  HQOS_NAME_SIZE = 32,     // object name field: 31 characters and the NUL
-  HQOS_RESULT_TEXT = 256,  // status text field: 255 characters and the NUL
-  HQOS_MSG_MAX = 1500,     // largest request and largest reply, bytes
-  HQOS_MSGHEAD_LEN = 8,    // message head as the library writes it, bytes
-  HQOS_ID_NONE = 0xFFFF,   // "no identifier"
-  HQOS_SLOT_NONE = 0xFFFF  // "not bound to one slot"
+  HQOS_NAME_SIZE = 32,            // object name field: 31 characters and the NUL
+  HQOS_RESULT_TEXT = 256,         // status text field: 255 characters and the NUL
+  HQOS_MSG_MAX = 1500,            // largest request and largest reply, bytes
+  HQOS_MSGHEAD_LEN = 8,           // message head as the library writes it, bytes
+  HQOS_ID_NONE = 0xFFFF,          // "no identifier"
+  HQOS_SLOT_NONE = 0xFFFF,        // "not bound to one slot"
+  HQOS_PATH_UNSET = 0xFFFF,       // field of a path: no node at that level
+  HQOS_RANGE_UNUSED = 0xFFFF,     // low of a value range: the range is empty
+  HQOS_APPOBJ_NAME_SIZE = 48,     // name field of an application object: 47 characters and the NUL
+  HQOS_MATCHRULE_RANGES = 8,      // value ranges of a match rule
+  HQOS_MATCHRULE_STR_LEN = 53,    // text form of a match rule, characters without the NUL
+  HQOS_MATCHRULE_STR_SIZE = 265,  // room for the text form of any rule, NUL included
+  HQOS_RULE_BITMAP_BITS = 4096,   // bits of a bitmap that holds the values of any match type
+  HQOS_VIEW_OBJ_SIZE = 8,         // object kind in a view name: 7 characters and the NUL
+  HQOS_SUBVIEW_NAME_SIZE = 211    // name in a sub view name: at most 210 characters and the NUL
+};
+
+// The largest number of records that any reply can hold, whatever the service sends: an array of
+// that many never overflows, whatever `count` asked for.
+enum {
+  HQOS_BULK_FGSON_MAX = 12,  // HQOS_lib_GetBulkFGSon
+  HQOS_BULK_SPSON_MAX = 375  // HQOS_lib_GetBulkSPSon, ..SPSonStat, ..SPSonDiag
 };
 
 // Status codes of the library itself.
@@ -76,6 +99,15 @@ typedef enum HQOS_SPUnit {  // unit of an SP
   HQOS_SPUNIT_BYTE_COUNT = 0,
   HQOS_SPUNIT_WEIGHT = 1
 } HQOS_SPUnit;
+
+typedef enum HQOS_RuleRelation {  // how one match rule, the first, relates to another, the second
+  HQOS_REL_EQUAL = 0,             // the same values
+  HQOS_REL_CONTAINS = 1,          // the first holds every value of the second and more
+  HQOS_REL_CONTAINED = 2,         // the second holds every value of the first and more
+  HQOS_REL_OVERLAP = 3,           // some values in common, neither holds the other
+  HQOS_REL_DISJOINT = 4,          // no value in common
+  HQOS_REL_OTHER_TYPE = 5         // different match types, neither of them a group
+} HQOS_RuleRelation;
 
 typedef enum HQOS_AppObjType {  // what an SP is applied to, and what its value holds
   HQOS_APPOBJ_SLOT = 1,         // slot number, 16 bits
@@ -159,8 +191,14 @@ typedef enum HQOS_BulkType {
 } HQOS_BulkType;
 
 typedef enum HQOS_TlvType {
+  HQOS_TLV_SONPATH = 1,     // path of an SP child; 12 bytes
+  HQOS_TLV_SONCFG = 2,      // configuration of an SP child; 104 bytes
   HQOS_TLV_SPBASE = 4,      // SP name, identifier and values; 44 bytes
   HQOS_TLV_WORDS = 6,       // two 32-bit values; 8 bytes
+  HQOS_TLV_APPOBJ = 7,      // application object; 60 bytes
+  HQOS_TLV_SONSTAT = 8,     // statistics of an SP child; 136 bytes
+  HQOS_TLV_SONDIAG = 9,     // diagnosis of an SP child; 8 bytes
+  HQOS_TLV_COUNT = 10,      // number of a bulk request; 4 bytes
   HQOS_TLV_RESULT = 0x7000  // status: 32-bit code, then a NUL-terminated text
 } HQOS_TlvType;
 
@@ -191,6 +229,86 @@ typedef struct HQOS_SPInfo {
   uint32_t words[2];
 } HQOS_SPInfo;
 
+// Values of an attribute, both ends included. 4 bytes. Empty when low is HQOS_RANGE_UNUSED.
+typedef struct HQOS_ValueRange {
+  uint16_t low;
+  uint16_t high;
+} HQOS_ValueRange;
+
+// Which values of an attribute belong to a child. 36 bytes. The ranges in use come first; the first
+// empty one ends the list. The empty rule has type HQOS_MATCH_NONE and 0xFFFF in all ranges; a rule
+// of type HQOS_MATCH_GROUP or HQOS_MATCH_NONE carries no values.
+typedef struct HQOS_MatchRule {
+  uint32_t type;  // HQOS_MatchType
+  HQOS_ValueRange ranges[HQOS_MATCHRULE_RANGES];
+} HQOS_MatchRule;
+
+// What an SP is applied to. 60 bytes.
+typedef struct HQOS_AppObj {
+  uint32_t type;                     // HQOS_AppObjType
+  uint32_t value;                    // in the width that the type gives it
+  uint32_t param;                    // a further value, carried unchanged
+  char name[HQOS_APPOBJ_NAME_SIZE];  // empty: no name
+} HQOS_AppObj;
+
+// Position of a child in an SP's hierarchy. 12 bytes. Field 0 belongs to the path's identity, not
+// to its order; fields 1 to 5 are the child's position, one a level from the top down,
+// HQOS_PATH_UNSET below it.
+typedef struct HQOS_SPSonPath {
+  uint16_t field[6];
+} HQOS_SPSonPath;
+
+// Configuration of one child. 104 bytes. What the values and names denote is the service's.
+typedef struct HQOS_SonCfg {
+  uint16_t value1;
+  uint16_t value2;
+  char name1[HQOS_NAME_SIZE];
+  char name2[HQOS_NAME_SIZE];
+  HQOS_MatchRule rule;
+} HQOS_SonCfg;
+
+// A child of an SP: an FG or FC nested below it at any depth. 124 bytes.
+typedef struct HQOS_SPSon {
+  uint32_t words[2];  // the service's
+  HQOS_SPSonPath path;
+  HQOS_SonCfg cfg;
+} HQOS_SPSon;
+
+// Statistics of a child, in the service's units. 136 bytes, aligned to 8 on every target.
+typedef struct HQOS_SPSonCounters {
+  uint32_t stat32[5];
+  HQOS_ALIGNED_8 uint64_t stat64[14];
+} HQOS_SPSonCounters;
+
+// A child with its statistics. 264 bytes, aligned to 8 on every target.
+typedef struct HQOS_SPSonStat {
+  HQOS_SPSon son;
+  HQOS_SPSonCounters counters;
+} HQOS_SPSonStat;
+
+// A child with its two diagnosis values, the service's. 132 bytes.
+typedef struct HQOS_SPSonDiag {
+  HQOS_SPSon son;
+  uint32_t diag[2];
+} HQOS_SPSonDiag;
+
+// Where a listing of an FG's children stands. 6 bytes.
+typedef struct HQOS_FGSonKey {
+  uint16_t field[3];
+} HQOS_FGSonKey;
+
+// A child of an FG. 112 bytes. What word and the names denote is the service's.
+typedef struct HQOS_FGSon {
+  HQOS_FGSonKey key;
+  uint32_t word;  // the four bytes of the message as they stand: not converted to host order
+  char name1[HQOS_NAME_SIZE];
+  HQOS_MatchRule rule;
+  char name2[HQOS_NAME_SIZE];
+} HQOS_FGSon;
+
+// A bitmap of the platform; its operations and its buffers are the platform's.
+typedef struct Bitmap Bitmap;
+
 // ---- Objects ------------------------------------------------------------------------------------
 // Commands, as told under Conventions. `name` is the object's name, `id` the identifier that the
 // new object carries beside it (what HQOS_ID_NONE means in a creation is the service's).
@@ -214,6 +332,29 @@ uint32_t HQOS_lib_ResetSPUnit(const char* name, HQOS_Result* result);
 uint32_t HQOS_lib_SetDebug(uint32_t debug);
 uint32_t HQOS_lib_ResetDebug(uint32_t debug);
 
+// ---- Nesting ------------------------------------------------------------------------------------
+// Commands, as told under Conventions. An FG or FC becomes a child of an SP or FG, or ceases to be
+// one. `rule` selects the child's values; it is only read, and not examined. `extraName` is the
+// third name that the service keeps with a child; both it and `rule` may be null: none.
+// Return: 0, HQOS_ERR_FAILED, HQOS_ERR_BADREPLY.
+
+uint32_t HQOS_lib_AddSPNestFG(const char* spName, const HQOS_MatchRule* rule, const char* fgName,
+                              const char* extraName, HQOS_Result* result);
+uint32_t HQOS_lib_DelSPNestFG(const char* spName, const HQOS_MatchRule* rule, const char* fgName,
+                              HQOS_Result* result);
+uint32_t HQOS_lib_AddFGNestFG(const char* parentFg, const HQOS_MatchRule* rule, const char* childFg,
+                              const char* extraName, HQOS_Result* result);
+uint32_t HQOS_lib_DelFGNestFG(const char* parentFg, const HQOS_MatchRule* rule, const char* childFg,
+                              HQOS_Result* result);
+uint32_t HQOS_lib_AddFGNestFC(const char* fgName, const char* fcName, const char* extraName,
+                              HQOS_Result* result);
+uint32_t HQOS_lib_DelFGNestFC(const char* fgName, const char* fcName, HQOS_Result* result);
+
+// Removes a match rule from an SP or FG. An empty name is refused: HQOS_ERR_FAILED, nothing is sent
+// and *result is untouched. `rule` must not be null here.
+uint32_t HQOS_lib_DelSPMatch(const char* spName, const HQOS_MatchRule* rule, HQOS_Result* result);
+uint32_t HQOS_lib_DelFGMatch(const char* fgName, const HQOS_MatchRule* rule, HQOS_Result* result);
+
 // ---- SP queries ---------------------------------------------------------------------------------
 // Queries, as told under Conventions. *info is written only when 0 is returned; a part that the
 // reply does not hold is then zero, all of it when the reply holds no data at all.
@@ -226,6 +367,38 @@ uint32_t HQOS_lib_GetSP(const char* name, HQOS_SPInfo* info);
 // sending back the id of the record received last; with which value a walk begins and which code
 // ends it is the service's.
 uint32_t HQOS_lib_GetNextSP(uint16_t id, HQOS_SPInfo* info);
+
+// ---- Child queries ------------------------------------------------------------------------------
+// Queries that list children a block at a time. `start` and `count` go to the service as they are:
+// what they select, and in which order the children come, is the service's. A key or path received
+// can be sent back as `start`. The records are written to infos, their number to *outCount; the
+// number is not compared with `count`: give infos room for the _MAX records that a reply can hold.
+// Return: 0, HQOS_ERR_FAILED, HQOS_ERR_BADREPLY, or the service's code; *outCount and infos are
+// untouched unless 0 is returned or the text says otherwise. A reply without records gives 0 with
+// *outCount = 0.
+
+// The children of FGs; room for HQOS_BULK_FGSON_MAX records. A record in the reply that is shorter
+// than its layout ends the query with HQOS_ERR_BADREPLY; *outCount is then the number of records
+// before it.
+uint32_t HQOS_lib_GetBulkFGSon(const HQOS_FGSonKey* start, uint32_t count, uint32_t* outCount,
+                               HQOS_FGSon* infos);
+
+// The children of SPs, at every depth; room for HQOS_BULK_SPSON_MAX records. What the reply does
+// not hold of a child is zero in its record.
+uint32_t HQOS_lib_GetBulkSPSon(const HQOS_SPSonPath* start, uint32_t count, uint32_t* outCount,
+                               HQOS_SPSon* infos);
+
+// The same with each child's statistics, or diagnosis, where the SP is applied to `obj`, which may
+// be null: none is sent.
+uint32_t HQOS_lib_GetBulkSPSonStat(const HQOS_AppObj* obj, const HQOS_SPSonPath* start,
+                                   uint32_t count, uint32_t* outCount, HQOS_SPSonStat* infos);
+uint32_t HQOS_lib_GetBulkSPSonDiag(const HQOS_AppObj* obj, const HQOS_SPSonPath* start,
+                                   uint32_t count, uint32_t* outCount, HQOS_SPSonDiag* infos);
+
+// The order of paths: 0 when a and b are equal, 2 when a comes before b, 1 when a comes after b.
+// Fields 1 to 5 decide, field 1 first; HQOS_PATH_UNSET comes before every other value, so a node
+// comes before everything below it. Paths that differ in field 0 alone have no order: never 0.
+uint32_t HQOS_util_SPSonPathCompare(const HQOS_SPSonPath* a, const HQOS_SPSonPath* b);
 
 // ---- Messages -----------------------------------------------------------------------------------
 // The parts of a round trip, for the service's side of the protocol.
@@ -248,6 +421,17 @@ uint32_t HQOS_msg_Send(int fd, const void* buf, uint16_t len);
 // for it, also over interruptions. What a longer message holds beyond cap is lost. Return: 0, or
 // HQOS_ERR_FAILED with *len untouched when the peer has closed or the receive failed.
 uint32_t HQOS_msg_Recv(int fd, uint16_t cap, void* buf, uint16_t* len);
+
+// Writes the payload of a child query, the bulk request record, into the bufLen bytes at buf: obj
+// (may be null: left out), start and count. Returns the bytes written; what does not fit is left
+// out, 1500 bytes hold it all. An obj of unknown type goes out with value 0.
+uint32_t HQOS_msg_EncapBulkReq(const HQOS_AppObj* obj, const HQOS_SPSonPath* start, uint32_t count,
+                               uint16_t bufLen, uint8_t* buf);
+
+// Reads a bulk request record of len bytes. An output whose part is missing, or shorter than its
+// layout, keeps what it held; of parts that occur twice the last counts. Returns 0.
+uint32_t HQOS_msg_DecapBulkReq(const uint8_t* buf, uint16_t len, HQOS_AppObj* obj,
+                               HQOS_SPSonPath* start, uint32_t* count);
 
 // ---- Enumerations and application objects -------------------------------------------------------
 
@@ -273,6 +457,62 @@ uint32_t HQOS_util_GetAppObjByTypeEx(uint32_t type, uint32_t value, void* field)
 // for another type, or the platform's code when it does not know the interface; *slot is untouched
 // unless 0 is returned.
 uint32_t HQOS_util_GetAppSlotByType(uint32_t type, uint32_t value, uint16_t* slot);
+
+// ---- Match rules --------------------------------------------------------------------------------
+
+// Writes the text form of a rule, its type in decimal and its eight ranges, to str, which must hold
+// HQOS_MATCHRULE_STR_SIZE bytes. The text has HQOS_MATCHRULE_STR_LEN characters; a type above 9999,
+// which no match type has, makes it longer, and it cannot be read back.
+void HQOS_util_MatchRuleToStr(const HQOS_MatchRule* rule, char* str);
+
+// Reads the text form. Only the length of the text is checked: other characters than the text form
+// has give some values, a missing number leaves rule->type as it was. Return: 0, or HQOS_ERR_FAILED
+// with *rule untouched when the text does not have HQOS_util_CalcMatchRuleStrLen() characters.
+uint32_t HQOS_util_StrToMatchRule(const char* str, HQOS_MatchRule* rule);
+
+// The length of the text form: HQOS_MATCHRULE_STR_LEN.
+uint32_t HQOS_util_CalcMatchRuleStrLen(void);
+
+// Sets the bits of the rule's values in the bitmap; the others stay as they were. Append has the
+// same effect: rules appended to one bitmap make their union.
+void HQOS_util_MatchRule2Bitmap(const HQOS_MatchRule* rule, Bitmap* bitmap);
+void HQOS_util_AppendMatchRule(const HQOS_MatchRule* rule, Bitmap* bitmap);
+
+// Makes a rule of the given type from the bits set in the bitmap, from the type's lowest value up:
+// ascending ranges that neither overlap nor touch. Return: 0, or HQOS_ERR_FAILED with *rule
+// untouched for a type without values, or when more than eight ranges would be needed.
+uint32_t HQOS_util_Bitmap2MatchRule(const Bitmap* bitmap, uint32_t type, HQOS_MatchRule* rule);
+
+// How the first bitmap, of at most HQOS_RULE_BITMAP_BITS bits, relates to the second: an
+// HQOS_RuleRelation up to HQOS_REL_DISJOINT.
+uint32_t HQOS_util_RuleBitmapCompare(const Bitmap* bitmapA, const Bitmap* bitmapB);
+
+// How the first rule relates to the second: an HQOS_RuleRelation. A group contains every rule of
+// another type. The ranges of each rule must be in ascending order.
+uint32_t HQOS_util_MatchRuleCompare(const HQOS_MatchRule* ruleA, const HQOS_MatchRule* ruleB);
+
+// The lowest and highest value of a match type. Return: 0, or HQOS_ERR_FAILED with both untouched
+// for a type without values.
+uint32_t HQOS_util_GetValueRangeByType(uint32_t type, uint16_t* min, uint16_t* max);
+
+// ---- Command view names -------------------------------------------------------------------------
+// Names of the form <first>-<object kind>-<name>, up to the end of the text or line. <first> and
+// <object kind> hold no "-"; <name> may. Return: 0, or HQOS_ERR_FAILED for another form or a null
+// argument; the outputs then hold whatever had been read.
+
+// The name: at most 31 characters, the rest is cut off. `name` must hold HQOS_NAME_SIZE bytes.
+uint32_t HQOS_util_GetNameByCmdView(const char* view, char* name);
+
+// The object kind, at most 7 characters (more: HQOS_ERR_FAILED), and the name. `obj` must hold
+// HQOS_VIEW_OBJ_SIZE bytes, `name` HQOS_NAME_SIZE.
+uint32_t HQOS_util_GetObjByCmdView(const char* view, char* obj, char* name);
+
+// The same for the name of a sub view, <first>-<object kind>-<name>-<rule in its text form>. The
+// name is not cut: `name` must hold HQOS_SUBVIEW_NAME_SIZE bytes.
+uint32_t HQOS_util_GetInfoBySubCmdView(const char* view, char* obj, char* name,
+                                       HQOS_MatchRule* rule);
+
+#undef HQOS_ALIGNED_8
 
 #ifdef __cplusplus
 }

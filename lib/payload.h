@@ -1,37 +1,41 @@
-// Layouts of the small payloads that name objects.
+// Payloads of requests that name an object or carry a number, with their layouts.
 #pragma once
 
 #include "hqos.h"
 #include "msg/layout.h"
 
-namespace hqos {
-
-// An object, with its identifier (HQOS_ID_NONE: none given). Bytes 34-35 are zero.
-struct ObjId {
+// An object, with its identifier (HQOS_ID_NONE: none given).
+struct HQOS_ObjPayload {
   char name[HQOS_NAME_SIZE];
   uint16_t id;
 };
-inline constexpr auto kObjId = Table<36>(Row{0, 32, kText, &ObjId::name},  //
-                                         Row{32, 2, kBig, &ObjId::id});
 
 // An object, with a value for it.
-struct ObjValue {
+struct HQOS_ObjValuePayload {
   char name[HQOS_NAME_SIZE];
   uint32_t value;
 };
-inline constexpr auto kObjValue = Table<36>(Row{0, 32, kText, &ObjValue::name},  //
-                                            Row{32, 4, kBig, &ObjValue::value});
 
-// A debug selector.
-struct DebugSelector {
-  uint32_t value;
+struct HQOS_DebugPayload {
+  uint32_t debug;
 };
-inline constexpr auto kDebugSelector = Table<4>(Row{0, 4, kBig, &DebugSelector::value});
 
 // The identifier after which a get-next goes on.
-struct NextKey {
+struct HQOS_NextKey {
   uint32_t id;
 };
-inline constexpr auto kNextKey = Table<4>(Row{0, 4, kBig, &NextKey::id});
+
+namespace hqos {
+
+// Bytes 34-35 are zero.
+inline constexpr auto kObjPayload =
+    Table<36>(Row{0, 32, kText, &HQOS_ObjPayload::name}, Row{32, 2, kBig, &HQOS_ObjPayload::id});
+
+inline constexpr auto kObjValuePayload = Table<36>(Row{0, 32, kText, &HQOS_ObjValuePayload::name},
+                                                   Row{32, 4, kBig, &HQOS_ObjValuePayload::value});
+
+inline constexpr auto kDebugPayload = Table<4>(Row{0, 4, kBig, &HQOS_DebugPayload::debug});
+
+inline constexpr auto kNextKey = Table<4>(Row{0, 4, kBig, &HQOS_NextKey::id});
 
 }  // namespace hqos

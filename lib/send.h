@@ -7,14 +7,14 @@
 
 namespace hqos {
 
-inline ObjId NamedObject(const char* name, uint16_t id = HQOS_ID_NONE) {
-  ObjId object{{}, id};
+inline HQOS_ObjPayload NamedObject(const char* name, uint16_t id = HQOS_ID_NONE) {
+  HQOS_ObjPayload object{{}, id};
   strlcpy(object.name, name, sizeof object.name);
   return object;
 }
 
-inline ObjValue NamedValue(const char* name, uint32_t value) {
-  ObjValue object{{}, value};
+inline HQOS_ObjValuePayload NamedValue(const char* name, uint32_t value) {
+  HQOS_ObjValuePayload object{{}, value};
   strlcpy(object.name, name, sizeof object.name);
   return object;
 }

@@ -1,4 +1,4 @@
-// The SP record, a sequence of TLVs.
+// The SP record, a sequence of TLVs: this one and its two words (lib/words.h).
 #pragma once
 
 #include "hqos.h"
@@ -11,9 +11,6 @@ inline constexpr auto kSPBase = Table<44>(Row{0, 32, kText, &HQOS_SPInfo::name},
                                           Row{32, 2, kBig, &HQOS_SPInfo::id},      //
                                           Row{36, 4, kBig, &HQOS_SPInfo::value1},  //
                                           Row{40, 4, kBig, &HQOS_SPInfo::value2});
-
-// TLV HQOS_TLV_WORDS.
-inline constexpr auto kSPWords = Table<8>(Row{0, 8, kBig, &HQOS_SPInfo::words});
 
 }  // namespace hqos
 

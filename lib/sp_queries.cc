@@ -3,6 +3,7 @@
 
 #include "lib/send.h"
 #include "lib/sp_info.h"
+#include "lib/words.h"
 #include "msg/tlv.h"
 
 void HQOS_lib_DecapSPInfo(const uint8_t* value, uint16_t length, HQOS_SPInfo* info) {
@@ -10,7 +11,8 @@ void HQOS_lib_DecapSPInfo(const uint8_t* value, uint16_t length, HQOS_SPInfo* in
   hqos::TlvWalk walk(value, length);
   for (hqos::Tlv tlv; walk.Next(tlv);) {
     if (tlv.type == HQOS_TLV_SPBASE) hqos::Decode(hqos::kSPBase, tlv.value, tlv.length, *info);
-    if (tlv.type == HQOS_TLV_WORDS) hqos::Decode(hqos::kSPWords, tlv.value, tlv.length, *info);
+    if (tlv.type == HQOS_TLV_WORDS)
+      hqos::Decode(hqos::kWords<HQOS_SPInfo>, tlv.value, tlv.length, *info);
   }
 }
 
@@ -27,7 +29,7 @@ void DecodeReply(const hqos::Reply& reply, HQOS_SPInfo* info) {
 uint32_t HQOS_lib_GetSP(const char* name, HQOS_SPInfo* info) {
   hqos::Reply reply;
   const uint32_t status =
-      hqos::Ask(HQOS_OP_GET, HQOS_GET_SP, hqos::kObjId, hqos::NamedObject(name), reply);
+      hqos::Ask(HQOS_OP_GET, HQOS_GET_SP, hqos::kObjPayload, hqos::NamedObject(name), reply);
   if (status == 0) DecodeReply(reply, info);
   return status;
 }
@@ -35,7 +37,7 @@ uint32_t HQOS_lib_GetSP(const char* name, HQOS_SPInfo* info) {
 uint32_t HQOS_lib_GetNextSP(uint16_t id, HQOS_SPInfo* info) {
   hqos::Reply reply;
   const uint32_t status =
-      hqos::Ask(HQOS_OP_GETNEXT, HQOS_GETNEXT_SP, hqos::kNextKey, hqos::NextKey{id}, reply);
+      hqos::Ask(HQOS_OP_GETNEXT, HQOS_GETNEXT_SP, hqos::kNextKey, HQOS_NextKey{id}, reply);
   if (status == 0) DecodeReply(reply, info);
   return status;
 }

@@ -21,3 +21,55 @@ static_assert(offsetof(HQOS_SPInfo, id) == 32);
 static_assert(offsetof(HQOS_SPInfo, value1) == 36);
 static_assert(offsetof(HQOS_SPInfo, value2) == 40);
 static_assert(offsetof(HQOS_SPInfo, words) == 44);
+
+static_assert(sizeof(HQOS_ValueRange) == 4);
+static_assert(offsetof(HQOS_ValueRange, low) == 0);
+static_assert(offsetof(HQOS_ValueRange, high) == 2);
+
+static_assert(sizeof(HQOS_MatchRule) == 36);
+static_assert(offsetof(HQOS_MatchRule, type) == 0);
+static_assert(offsetof(HQOS_MatchRule, ranges) == 4);
+
+static_assert(sizeof(HQOS_AppObj) == 60);
+static_assert(offsetof(HQOS_AppObj, type) == 0);
+static_assert(offsetof(HQOS_AppObj, value) == 4);
+static_assert(offsetof(HQOS_AppObj, param) == 8);
+static_assert(offsetof(HQOS_AppObj, name) == 12);
+
+static_assert(sizeof(HQOS_SPSonPath) == 12);
+static_assert(offsetof(HQOS_SPSonPath, field) == 0);
+
+static_assert(sizeof(HQOS_SonCfg) == 104);
+static_assert(offsetof(HQOS_SonCfg, value1) == 0);
+static_assert(offsetof(HQOS_SonCfg, value2) == 2);
+static_assert(offsetof(HQOS_SonCfg, name1) == 4);
+static_assert(offsetof(HQOS_SonCfg, name2) == 36);
+static_assert(offsetof(HQOS_SonCfg, rule) == 68);
+
+static_assert(sizeof(HQOS_SPSon) == 124);
+static_assert(offsetof(HQOS_SPSon, words) == 0);
+static_assert(offsetof(HQOS_SPSon, path) == 8);
+static_assert(offsetof(HQOS_SPSon, cfg) == 20);
+
+static_assert(sizeof(HQOS_SPSonCounters) == 136);
+static_assert(alignof(HQOS_SPSonCounters) == 8);
+static_assert(offsetof(HQOS_SPSonCounters, stat32) == 0);
+static_assert(offsetof(HQOS_SPSonCounters, stat64) == 24);
+
+static_assert(sizeof(HQOS_SPSonStat) == 264);
+static_assert(offsetof(HQOS_SPSonStat, son) == 0);
+static_assert(offsetof(HQOS_SPSonStat, counters) == 128);
+
+static_assert(sizeof(HQOS_SPSonDiag) == 132);
+static_assert(offsetof(HQOS_SPSonDiag, son) == 0);
+static_assert(offsetof(HQOS_SPSonDiag, diag) == 124);
+
+static_assert(sizeof(HQOS_FGSonKey) == 6);
+static_assert(offsetof(HQOS_FGSonKey, field) == 0);
+
+static_assert(sizeof(HQOS_FGSon) == 112);
+static_assert(offsetof(HQOS_FGSon, key) == 0);
+static_assert(offsetof(HQOS_FGSon, word) == 8);
+static_assert(offsetof(HQOS_FGSon, name1) == 12);
+static_assert(offsetof(HQOS_FGSon, rule) == 44);
+static_assert(offsetof(HQOS_FGSon, name2) == 80);

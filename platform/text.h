@@ -17,6 +17,10 @@ size_t strlcpy(char* to, const char* from, size_t room);
 
 #endif
 
+// Prints into the `room` bytes at `to`: as much as fits, always terminated (room 0: nothing is
+// written). Returns the number of characters stored, without the NUL.
+__attribute__((format(printf, 3, 4))) int scnprintf(char* to, size_t room, const char* format, ...);
+
 #ifdef __cplusplus
 }
 #endif

@@ -16,14 +16,14 @@ namespace {
 
 // Reads a debug selector, which must be made of known bits.
 Answer ReadSelector(const Payload& payload, uint32_t& selector) {
-  hqos::DebugSelector record{};
-  if (!Read(payload, hqos::kDebugSelector, record)) return TooShort();
+  HQOS_DebugPayload record{};
+  if (!Read(payload, hqos::kDebugPayload, record)) return TooShort();
   constexpr uint32_t kKnown = HQOSD_DEBUG_REQUESTS | HQOSD_DEBUG_BYTES;
-  if (record.value == 0 || (record.value & ~kKnown) != 0) {
+  if (record.debug == 0 || (record.debug & ~kKnown) != 0) {
     return Refuse(HQOSD_BAD_VALUE,
-                  "debug selector " + std::to_string(record.value) + " is unknown");
+                  "debug selector " + std::to_string(record.debug) + " is unknown");
   }
-  selector = record.value;
+  selector = record.debug;
   return {};
 }
 

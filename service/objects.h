@@ -36,8 +36,8 @@ template <class Value>
 auto* FindObject(ObjectTable<Value>& table, const char* kind, const Payload& payload,
                  Answer& refusal) {
   decltype(table.Find("")) object = nullptr;
-  hqos::ObjId key{};
-  if (!Read(payload, hqos::kObjId, key)) {
+  HQOS_ObjPayload key{};
+  if (!Read(payload, hqos::kObjPayload, key)) {
     refusal = TooShort();
     return object;
   }
@@ -52,8 +52,8 @@ auto* FindObject(ObjectTable<Value>& table, const char* kind, const Payload& pay
 
 template <class Value>
 Answer AddObject(ObjectTable<Value>& table, const char* kind, const Payload& payload) {
-  hqos::ObjId key{};
-  if (!Read(payload, hqos::kObjId, key)) return TooShort();
+  HQOS_ObjPayload key{};
+  if (!Read(payload, hqos::kObjPayload, key)) return TooShort();
   const std::string title = Title(kind, key.name);
   if (!IsUsableName(key.name)) {
     return Refuse(HQOSD_BAD_NAME, std::string(kind) +

@@ -1,5 +1,6 @@
 // SPs: their unit, and the queries that read them.
 #include "lib/sp_info.h"
+#include "lib/words.h"
 #include "service/objects.h"
 #include "service/tlvs.h"
 
@@ -17,7 +18,7 @@ Answer Describe(const SPObject& sp, uint16_t type) {
   info.value1 = sp.value.unit;
   Bytes inner;
   AppendRecord(inner, HQOS_TLV_SPBASE, hqos::kSPBase, info);
-  AppendRecord(inner, HQOS_TLV_WORDS, hqos::kSPWords, info);
+  AppendRecord(inner, HQOS_TLV_WORDS, hqos::kWords<HQOS_SPInfo>, info);
   Answer answer;
   AppendTlv(answer.data, type, inner.data(), inner.size());
   return answer;
@@ -26,8 +27,8 @@ Answer Describe(const SPObject& sp, uint16_t type) {
 }  // namespace
 
 Answer SetSPUnit(Model& model, const Payload& payload) {
-  hqos::ObjValue request{};
-  if (!Read(payload, hqos::kObjValue, request)) return TooShort();
+  HQOS_ObjValuePayload request{};
+  if (!Read(payload, hqos::kObjValuePayload, request)) return TooShort();
   Answer refusal;
   auto* const sp = FindObject(model.sps, "SP", std::string(request.name), refusal);
   if (sp == nullptr) return refusal;
@@ -54,7 +55,7 @@ Answer GetSP(Model& model, const Payload& payload) {
 }
 
 Answer GetNextSP(Model& model, const Payload& payload) {
-  hqos::NextKey key{};
+  HQOS_NextKey key{};
   if (!Read(payload, hqos::kNextKey, key)) return TooShort();
   if (key.id > HQOS_ID_NONE) {
     return Refuse(HQOSD_BAD_VALUE, std::to_string(key.id) + " is not an identifier");

@@ -70,6 +70,54 @@ TEST(Commands, SendTheirBytes) {
       {});
 }
 
+const HQOS_MatchRule kRule{
+    2, {{3, 5}, {7, 7}, {0xFFFF, 0xFFFF}, {9, 10}, {0x1112, 0x1314}, {1, 2}, {3, 4}, {5, 0x6162}}};
+const Bytes kRuleBytes =
+    Hex("00000002 0003 0005 0007 0007 ffff ffff 0009 000a 1112 1314 0001 0002 0003 0004 0005 6162");
+
+TEST(Commands, NestTheirBytes) {
+  using R = HQOS_Result*;
+  const Bytes sp = Field("sp1", 32), fg = Field("fg1", 32), fc = Field("fc1", 32);
+  const Bytes fp = Field("fp1", 32), none(32), noRule(36);
+  const char* cut = kLong.c_str();
+  ExpectRequests(
+      {
+          {"AddSPNestFG", [](R r) { return HQOS_lib_AddSPNestFG("sp1", &kRule, "fg1", "fp1", r); },
+           1, 6, sp + fg + fp + kRuleBytes},
+          {"without rule and third name",
+           [](R r) { return HQOS_lib_AddSPNestFG("sp1", nullptr, "fg1", nullptr, r); }, 1, 6,
+           sp + fg + none + noRule},
+          {"DelSPNestFG", [](R r) { return HQOS_lib_DelSPNestFG("sp1", &kRule, "fg1", r); }, 1, 7,
+           sp + fg + none + kRuleBytes},
+          {"AddFGNestFG", [](R r) { return HQOS_lib_AddFGNestFG("fg1", &kRule, "fc1", "fp1", r); },
+           1, 13, fg + fc + fp + kRuleBytes},
+          {"DelFGNestFG", [](R r) { return HQOS_lib_DelFGNestFG("fg1", &kRule, "fc1", r); }, 1, 14,
+           fg + fc + none + kRuleBytes},
+          {"AddFGNestFC", [](R r) { return HQOS_lib_AddFGNestFC("fg1", "fc1", "fp1", r); }, 1, 15,
+           fg + fc + fp + noRule},
+          {"DelFGNestFC", [](R r) { return HQOS_lib_DelFGNestFC("fg1", "fc1", r); }, 1, 16,
+           fg + fc + none + noRule},
+          {"long names", [=](R r) { return HQOS_lib_AddFGNestFC(cut, cut, cut, r); }, 1, 15,
+           kLongCut + kLongCut + kLongCut + noRule},
+          {"DelSPMatch", [](R r) { return HQOS_lib_DelSPMatch("sp1", &kRule, r); }, 1, 5,
+           sp + kRuleBytes},
+          {"DelFGMatch", [=](R r) { return HQOS_lib_DelFGMatch(cut, &kRule, r); }, 1, 12,
+           kLongCut + kRuleBytes},
+      },
+      {});
+}
+
+TEST(Commands, MatchRemovalNeedsAName) {
+  for (const auto command : {HQOS_lib_DelSPMatch, HQOS_lib_DelFGMatch}) {
+    HQOS_Result result{7, "untouched"};
+    Seen seen;
+    EXPECT_EQ(Play({}, seen, [&] { return command("", &kRule, &result); }),
+              uint32_t{HQOS_ERR_FAILED});
+    EXPECT_EQ(seen.sockets, 0);
+    EXPECT_EQ(result.code, 7u);
+  }
+}
+
 // The verdict on a debug command is not handed on, whatever it is.
 TEST(Commands, DebugReturnsZeroOnAnyVerdict) {
   Script script;

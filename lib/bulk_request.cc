@@ -1,0 +1,65 @@
+#include "lib/bulk_request.h"
+
+#include "msg/tlv.h"
+
+namespace hqos {
+
+void EncodeAppObj(const HQOS_AppObj& obj, uint8_t (&out)[kAppObj.size]) {
+  HQOS_AppObj packed = obj;
+  packed.value = 0;
+  HQOS_util_GetAppObjByType(obj.type, obj.value, &packed.value);
+  Encode(kAppObj, packed, out);
+}
+
+bool DecodeAppObj(const uint8_t* value, uint16_t length, HQOS_AppObj* obj) {
+  HQOS_AppObj packed;
+  if (!Decode(kAppObj, value, length, packed)) return false;
+  *obj = packed;
+  obj->value = 0;
+  HQOS_util_GetAppObjByTypeEx(packed.type, packed.value, &obj->value);
+  return true;
+}
+
+}  // namespace hqos
+
+uint32_t HQOS_msg_EncapBulkReq(const HQOS_AppObj* obj, const HQOS_SPSonPath* start, uint32_t count,
+                               uint16_t bufLen, uint8_t* buf) {
+  uint32_t used = 0;
+  const auto append = [&](uint16_t type, uint16_t length, const uint8_t* value) {
+    used += STLV_Set(buf + used, static_cast<uint16_t>(bufLen - used), type, length, value);
+  };
+  if (obj != nullptr) {
+    uint8_t value[hqos::kAppObj.size];
+    hqos::EncodeAppObj(*obj, value);
+    append(HQOS_TLV_APPOBJ, sizeof value, value);
+  }
+  uint8_t path[hqos::kSonPath.size];
+  hqos::Encode(hqos::kSonPath, *start, path);
+  append(HQOS_TLV_SONPATH, sizeof path, path);
+  uint8_t number[hqos::kBulkCount.size];
+  hqos::Encode(hqos::kBulkCount, hqos::BulkCount{count}, number);
+  append(HQOS_TLV_COUNT, sizeof number, number);
+  return used;
+}
+
+uint32_t HQOS_msg_DecapBulkReq(const uint8_t* buf, uint16_t len, HQOS_AppObj* obj,
+                               HQOS_SPSonPath* start, uint32_t* count) {
+  hqos::TlvWalk walk(buf, len);
+  for (hqos::Tlv tlv; walk.Next(tlv);) {
+    hqos::BulkCount number;
+    switch (tlv.type) {
+      case HQOS_TLV_APPOBJ:
+        hqos::DecodeAppObj(tlv.value, tlv.length, obj);
+        break;
+      case HQOS_TLV_SONPATH:
+        hqos::Decode(hqos::kSonPath, tlv.value, tlv.length, *start);
+        break;
+      case HQOS_TLV_COUNT:
+        if (hqos::Decode(hqos::kBulkCount, tlv.value, tlv.length, number)) *count = number.value;
+        break;
+      default:
+        break;
+    }
+  }
+  return 0;
+}

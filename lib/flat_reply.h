@@ -1,0 +1,30 @@
+// Replies with one record a data TLV.
+#pragma once
+
+#include <string.h>
+
+#include "lib/send.h"
+#include "msg/tlv.h"
+
+namespace hqos {
+
+// How many records of `size` bytes a reply can hold at most. A TLV takes at least its type and its
+// length; in a reply whose head has no length the first may begin with the first byte.
+constexpr size_t MostRecords(size_t size) { return HQOS_MSG_MAX / (2 * sizeof(uint16_t) + size); }
+
+// Decodes every data TLV into the next element of infos and counts them in *outCount. Ends with
+// HQOS_ERR_BADREPLY at one that is shorter than the layout.
+template <class Layout, class Record>
+uint32_t DecodeAll(const Reply& reply, const Layout& layout, uint32_t* outCount, Record* infos) {
+  *outCount = 0;
+  TlvWalk walk = WalkMessage(reply.data, reply.length);
+  for (Tlv tlv; walk.Next(tlv); ++*outCount) {
+    if (tlv.length < Layout::size) return HQOS_ERR_BADREPLY;
+    Record& record = infos[*outCount];
+    memset(&record, 0, sizeof record);
+    Decode(layout, tlv.value, tlv.length, record);
+  }
+  return 0;
+}
+
+}  // namespace hqos

@@ -1,0 +1,95 @@
+// The host's bitmaps against plain vectors of bits.
+#include "platform/bitmap.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <random>
+#include <vector>
+
+namespace {
+
+struct Bits {
+  std::vector<uint8_t> buffer;
+  std::vector<bool> bits;
+  Bitmap* bitmap;
+
+  // At an odd address, in exactly the room that is promised to be enough.
+  explicit Bits(uint32_t size) : buffer((size + 63) / 64 * 8 + 16, 0xEE), bits(size) {
+    bitmap =
+        Bitmap_CreateFromBuffer(buffer.data() + 1, static_cast<uint32_t>(buffer.size() - 1), size);
+  }
+
+  void Set(const BitmapRange& range) {
+    Bitmap_SetRange(bitmap, &range);
+    for (size_t i = range.first; i <= range.last && i < bits.size(); ++i) {
+      bits[i] = range.value != 0;
+    }
+  }
+
+  // Reads the bitmap back, run by run.
+  void ExpectRuns() const {
+    uint32_t start = 0;
+    BitmapRange run;
+    for (; start < bits.size(); start = run.last + 1) {
+      ASSERT_EQ(Bitmap_GetRange(bitmap, start, &run), 0u);
+      ASSERT_EQ(run.first, start);
+      const auto begin = bits.begin() + start;
+      const auto end = std::find(begin, bits.end(), !*begin);
+      ASSERT_EQ(run.value, *begin ? 1u : 0u);
+      ASSERT_EQ(run.last, static_cast<uint32_t>(end - bits.begin()) - 1);
+    }
+    EXPECT_EQ(Bitmap_GetRange(bitmap, start, &run), 1u);
+    EXPECT_EQ(run.value, 0u);
+    EXPECT_GE(run.last, bits.size());
+  }
+};
+
+TEST(Bitmaps, BehaveLikeVectors) {
+  std::mt19937 engine(5);
+  const auto random = [&engine] { return static_cast<uint32_t>(engine()); };
+  for (int round = 0; round < 300; ++round) {
+    Bits a(random() % 300 + 1), b(random() % 300 + 1), out(random() % 300 + 1);
+    for (Bits* bits : {&a, &b, &out}) {
+      for (int i = 0; i < 6; ++i) {
+        const uint32_t first = random() % 320;
+        bits->Set({random() % 4 == 0 ? 0u : 1u, first, first + random() % 130});
+      }
+      bits->Set({1, 200, 100});
+      bits->Set({1, 290, 0xFFFFFFFF});
+      bits->ExpectRuns();
+    }
+    Bitmap_And(a.bitmap, b.bitmap, out.bitmap);
+    const auto at = [](const Bits& bits, size_t i) { return i < bits.bits.size() && bits.bits[i]; };
+    bool equal = true;
+    for (size_t i = 0; i < 300; ++i) {
+      equal = equal && at(a, i) == at(b, i);
+      if (i < out.bits.size()) out.bits[i] = at(a, i) && at(b, i);
+    }
+    out.ExpectRuns();
+    EXPECT_EQ(Bitmap_IsEqual(a.bitmap, b.bitmap), equal ? 1 : 0);
+    EXPECT_EQ(Bitmap_IsEqual(a.bitmap, a.bitmap), 1);
+    const bool any = std::find(out.bits.begin(), out.bits.end(), true) != out.bits.end();
+    EXPECT_EQ(Bitmap_IsEmpty(out.bitmap), any ? 0 : 1);
+  }
+}
+
+TEST(Bitmaps, OfDifferentSizesCompareByTheirOnes) {
+  Bits small(10), large(200);
+  EXPECT_EQ(Bitmap_IsEqual(small.bitmap, large.bitmap), 1);
+  small.Set({1, 3, 5});
+  large.Set({1, 3, 5});
+  EXPECT_EQ(Bitmap_IsEqual(large.bitmap, small.bitmap), 1);
+  large.Set({1, 150, 150});
+  EXPECT_EQ(Bitmap_IsEqual(small.bitmap, large.bitmap), 0);
+}
+
+TEST(Bitmaps, NeedRoom) {
+  alignas(8) uint8_t buffer[1024];
+  EXPECT_NE(Bitmap_CreateFromBuffer(buffer, 1024, 4096), nullptr);
+  EXPECT_NE(Bitmap_CreateFromBuffer(buffer, 16, 64), nullptr);
+  EXPECT_EQ(Bitmap_CreateFromBuffer(buffer, 16, 65), nullptr);
+  EXPECT_EQ(Bitmap_CreateFromBuffer(buffer, 1024, 0xFFFFFFFF), nullptr);
+}
+
+}  // namespace

@@ -1,0 +1,321 @@
+// Match rules: text form, bitmaps, comparison, and the view names that carry them.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstring>
+#include <iterator>
+#include <random>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "hqos.h"
+#include "platform/bitmap.h"
+
+namespace {
+
+using Ranges = std::vector<HQOS_ValueRange>;
+
+HQOS_MatchRule Rule(uint32_t type, const Ranges& ranges) {
+  HQOS_MatchRule rule{type, {}};
+  for (HQOS_ValueRange& range : rule.ranges) range = {0xFFFF, 0xFFFF};
+  std::copy(ranges.begin(), ranges.end(), rule.ranges);
+  return rule;
+}
+
+bool operator==(const HQOS_MatchRule& a, const HQOS_MatchRule& b) {
+  return memcmp(&a, &b, sizeof a) == 0;
+}
+
+std::string Repeat(const std::string& text, int times) {
+  std::string all;
+  for (int i = 0; i < times; ++i) all += text;
+  return all;
+}
+
+std::string Text(const HQOS_MatchRule& rule) {
+  char str[HQOS_MATCHRULE_STR_SIZE];
+  memset(str, 'x', sizeof str);
+  HQOS_util_MatchRuleToStr(&rule, str);
+  return str;
+}
+
+TEST(RuleText, IsExact) {
+  struct {
+    HQOS_MatchRule rule;
+    std::string text;
+  } const cases[] = {
+      {Rule(7, {}), "0007-" + Repeat("oOO", 16)},
+      {Rule(2, {{3, 5}, {7, 7}}), "0002-300500700700" + Repeat("oOO", 12)},
+      {Rule(4, {{1, 4095}}), "0004-100oO1" + Repeat("oOO", 14)},
+      {Rule(9999, Ranges(8, {0x8421, 0x1248})), "9999-" + Repeat("Q@@892", 8)},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(Text(c.rule), c.text);
+    EXPECT_EQ(c.text.size(), size_t{HQOS_MATCHRULE_STR_LEN});
+    HQOS_MatchRule read;
+    memset(&read, 0xEE, sizeof read);
+    EXPECT_EQ(HQOS_util_StrToMatchRule(c.text.c_str(), &read), 0u);
+    EXPECT_TRUE(read == c.rule) << c.text;
+  }
+  EXPECT_EQ(HQOS_util_CalcMatchRuleStrLen(), 53u);
+}
+
+TEST(RuleText, CarriesEveryValue) {
+  for (uint32_t v = 0; v <= 0xFFFF; v += 2) {
+    const HQOS_ValueRange range{static_cast<uint16_t>(v), static_cast<uint16_t>(v + 1)};
+    const HQOS_MatchRule rule = Rule(5, Ranges(8, range));
+    HQOS_MatchRule read{};
+    const std::string text = Text(rule);
+    ASSERT_EQ(text.find_first_of("- \r\n", 5), text.npos);
+    ASSERT_EQ(HQOS_util_StrToMatchRule(text.c_str(), &read), 0u);
+    ASSERT_TRUE(read == rule) << v;
+  }
+}
+
+TEST(RuleText, OfAnotherLengthIsRejected) {
+  const HQOS_MatchRule before = Rule(3, {{1, 2}});
+  const std::string tooLong = Text(Rule(10000, {}));
+  EXPECT_EQ(tooLong, "10000-" + Repeat("oOO", 16));
+  EXPECT_EQ(Text(Rule(0xFFFFFFFF, {})).size(), 59u);
+  for (const std::string& text : {std::string(), std::string(52, '0'), std::string(54, '0'),
+                                  tooLong, std::string(500, '0')}) {
+    HQOS_MatchRule rule = before;
+    EXPECT_EQ(HQOS_util_StrToMatchRule(text.c_str(), &rule), uint32_t{HQOS_ERR_FAILED});
+    EXPECT_TRUE(rule == before);
+  }
+}
+
+// Characters are not checked; the arithmetic is that of bytes.
+TEST(RuleText, TakesAnyCharacters) {
+  struct {
+    std::string type, value;
+    uint32_t readType;
+    uint16_t readValue;
+  } const cases[] = {
+      {"abcd-", "000", 3, 0},
+      {"  12x", "000", 12, 0},
+      {"12345", "000", 1234, 0},
+      {"-1  -", "000", 0xFFFFFFFF, 0},
+      {"0002-", "///", 2, 0xFFFF},
+      {"0002-", "0p0", 2, 64 << 6},
+      {"0002-",
+       "\xFF"
+       "00",
+       2, 0xCF},
+  };
+  for (const auto& c : cases) {
+    HQOS_MatchRule rule = Rule(3, {});
+    const std::string text = c.type + Repeat(c.value, 16);
+    EXPECT_EQ(HQOS_util_StrToMatchRule(text.c_str(), &rule), 0u);
+    EXPECT_EQ(rule.type, c.readType) << text;
+    EXPECT_EQ(rule.ranges[7].high, c.readValue) << text;
+  }
+}
+
+TEST(RuleRelations, OfPairs) {
+  struct {
+    HQOS_MatchRule a, b;
+    uint32_t ab, ba;
+  } const cases[] = {
+      {Rule(2, {{0, 3}}), Rule(2, {{2, 5}}), HQOS_REL_OVERLAP, HQOS_REL_OVERLAP},
+      {Rule(2, {{0, 7}}), Rule(2, {{2, 3}}), HQOS_REL_CONTAINS, HQOS_REL_CONTAINED},
+      {Rule(2, {{0, 1}}), Rule(2, {{4, 5}}), HQOS_REL_DISJOINT, HQOS_REL_DISJOINT},
+      {Rule(2, {{0, 1}, {6, 7}}), Rule(2, {{2, 3}}), HQOS_REL_DISJOINT, HQOS_REL_DISJOINT},
+      {Rule(2, {{0, 3}}), Rule(2, {{0, 1}, {2, 3}}), HQOS_REL_EQUAL, HQOS_REL_EQUAL},
+      {Rule(2, {{0, 3}}), Rule(2, {{3, 3}}), HQOS_REL_CONTAINS, HQOS_REL_CONTAINED},
+      {Rule(6, {}), Rule(2, {{0, 3}}), HQOS_REL_CONTAINS, HQOS_REL_CONTAINED},
+      {Rule(6, {{1, 2}}), Rule(6, {{3, 4}}), HQOS_REL_EQUAL, HQOS_REL_EQUAL},
+      {Rule(2, {{0, 3}}), Rule(3, {{0, 3}}), HQOS_REL_OTHER_TYPE, HQOS_REL_OTHER_TYPE},
+      {Rule(2, {}), Rule(2, {}), HQOS_REL_EQUAL, HQOS_REL_EQUAL},
+      {Rule(2, {}), Rule(2, {{0, 7}}), HQOS_REL_DISJOINT, HQOS_REL_DISJOINT},
+      {Rule(4, {{4095, 4095}}), Rule(4, {{1, 4095}}), HQOS_REL_CONTAINED, HQOS_REL_CONTAINS},
+      // The span check reads ranges[7] when all are in use.
+      {Rule(4, {{1, 1}, {3, 3}, {5, 5}, {7, 7}, {9, 9}, {11, 11}, {13, 13}, {15, 99}}),
+       Rule(4, {{50, 60}}), HQOS_REL_CONTAINS, HQOS_REL_CONTAINED},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(HQOS_util_MatchRuleCompare(&c.a, &c.b), c.ab) << Text(c.a) << " " << Text(c.b);
+    EXPECT_EQ(HQOS_util_MatchRuleCompare(&c.b, &c.a), c.ba) << Text(c.b) << " " << Text(c.a);
+  }
+}
+
+using Values = std::set<uint16_t>;
+
+uint32_t RelationOf(const Values& a, const Values& b) {
+  if (a == b) return HQOS_REL_EQUAL;
+  Values common;
+  std::set_intersection(a.begin(), a.end(), b.begin(), b.end(),
+                        std::inserter(common, common.end()));
+  if (common.empty()) return HQOS_REL_DISJOINT;
+  if (common == a) return HQOS_REL_CONTAINED;
+  return common == b ? HQOS_REL_CONTAINS : HQOS_REL_OVERLAP;
+}
+
+// Random rules against plain sets: relation, union through a bitmap, and back.
+TEST(RuleRelations, AreThoseOfSets) {
+  std::mt19937 random(3);
+  const auto draw = [&](Values& values) {
+    const uint16_t span = random() % 2 == 0 ? 12 : 4094;
+    std::set<uint16_t> bounds;
+    for (uint32_t i = 0, n = random() % 16; i < n; ++i) {
+      bounds.insert(static_cast<uint16_t>(1 + random() % span));
+    }
+    Ranges ranges;
+    for (auto low = bounds.begin(); low != bounds.end(); ++low) {
+      const auto high = std::next(low) == bounds.end() || random() % 3 == 0 ? low : std::next(low);
+      if (ranges.size() == HQOS_MATCHRULE_RANGES) break;
+      ranges.push_back({*low, *high});
+      for (uint32_t v = *low; v <= *high; ++v) values.insert(static_cast<uint16_t>(v));
+      low = high;
+    }
+    return Rule(HQOS_MATCH_QOS_LOCAL_ID, ranges);
+  };
+  for (int round = 0; round < 3000; ++round) {
+    Values a, b;
+    const HQOS_MatchRule ruleA = draw(a), ruleB = draw(b);
+    ASSERT_EQ(HQOS_util_MatchRuleCompare(&ruleA, &ruleB), RelationOf(a, b))
+        << Text(ruleA) << " " << Text(ruleB);
+
+    alignas(8) uint8_t buffer[1024];
+    Bitmap* const bitmap = Bitmap_CreateFromBuffer(buffer, sizeof buffer, HQOS_RULE_BITMAP_BITS);
+    HQOS_util_MatchRule2Bitmap(&ruleA, bitmap);
+    HQOS_util_AppendMatchRule(&ruleB, bitmap);
+    Values both = a;
+    both.insert(b.begin(), b.end());
+    Ranges runs;
+    for (const uint16_t v : both) {
+      if (!runs.empty() && runs.back().high + 1 == v) {
+        runs.back().high = v;
+      } else {
+        runs.push_back({v, v});
+      }
+    }
+    HQOS_MatchRule merged = ruleA;
+    const uint32_t status = HQOS_util_Bitmap2MatchRule(bitmap, HQOS_MATCH_QOS_LOCAL_ID, &merged);
+    const bool fits = runs.size() <= HQOS_MATCHRULE_RANGES;
+    ASSERT_EQ(status, fits ? 0u : uint32_t{HQOS_ERR_FAILED});
+    ASSERT_TRUE(merged == (fits ? Rule(HQOS_MATCH_QOS_LOCAL_ID, runs) : ruleA));
+  }
+}
+
+TEST(RuleBitmaps, StartAtTheLowestValue) {
+  alignas(8) uint8_t buffer[1024];
+  Bitmap* const bitmap = Bitmap_CreateFromBuffer(buffer, sizeof buffer, HQOS_RULE_BITMAP_BITS);
+  Ranges even;
+  for (uint16_t v = 0; v <= 16; v = static_cast<uint16_t>(v + 2)) {
+    const BitmapRange run{1, v, v};
+    Bitmap_SetRange(bitmap, &run);
+    if (v != 0) even.push_back({v, v});
+  }
+  HQOS_MatchRule rule = Rule(7, {});
+  EXPECT_EQ(HQOS_util_Bitmap2MatchRule(bitmap, 2, &rule), uint32_t{HQOS_ERR_FAILED});
+  EXPECT_TRUE(rule == Rule(7, {}));
+  EXPECT_EQ(HQOS_util_Bitmap2MatchRule(bitmap, 6, &rule), uint32_t{HQOS_ERR_FAILED});
+  EXPECT_EQ(HQOS_util_Bitmap2MatchRule(bitmap, 4, &rule), 0u);
+  EXPECT_TRUE(rule == Rule(4, even));
+
+  const BitmapRange end{1, 4000, 4095};
+  Bitmap* const other = Bitmap_CreateFromBuffer(buffer, sizeof buffer, HQOS_RULE_BITMAP_BITS);
+  Bitmap_SetRange(other, &end);
+  EXPECT_EQ(HQOS_util_Bitmap2MatchRule(other, 2, &rule), 0u);
+  EXPECT_TRUE(rule == Rule(2, {{4000, 4095}}));
+}
+
+TEST(ValueRanges, OfTheMatchTypes) {
+  struct {
+    uint32_t type, status;
+    uint16_t min, max;
+  } const cases[] = {{0, HQOS_ERR_FAILED, 9, 9},
+                     {1, HQOS_ERR_FAILED, 9, 9},
+                     {2, 0, 0, 7},
+                     {3, 0, 0, 7},
+                     {4, 0, 1, 4095},
+                     {5, 0, 1, 4094},
+                     {6, HQOS_ERR_FAILED, 9, 9},
+                     {7, HQOS_ERR_FAILED, 9, 9}};
+  for (const auto& c : cases) {
+    uint16_t min = 9, max = 9;
+    EXPECT_EQ(HQOS_util_GetValueRangeByType(c.type, &min, &max), c.status) << c.type;
+    EXPECT_EQ(min, c.min) << c.type;
+    EXPECT_EQ(max, c.max) << c.type;
+  }
+}
+
+TEST(ViewNames, AreTakenApart) {
+  const std::string n31(31, 'n');
+  struct {
+    std::string view;
+    uint32_t nameStatus;
+    std::string name;
+    uint32_t objStatus;
+    std::string obj;
+  } const cases[] = {
+      {"a-b-gold", 0, "gold", 0, "b"},
+      {"a-fg-gold\r\n", 0, "gold", 0, "fg"},
+      {"a-b-x-y", 0, "x-y", 0, "b"},
+      {"a-b-" + n31 + "more", 0, n31, 0, "b"},
+      {"a-abcdefg-gold", 0, "gold", 0, "abcdefg"},
+      {"a-abcdefgh-gold", 0, "gold", HQOS_ERR_FAILED, ""},
+      {std::string(5000, 'a') + "-" + "b-gold", 0, "gold", 0, "b"},
+      {"a-b", HQOS_ERR_FAILED, "", HQOS_ERR_FAILED, ""},
+      {"a-b-", HQOS_ERR_FAILED, "", HQOS_ERR_FAILED, ""},
+      {"a--gold", HQOS_ERR_FAILED, "", HQOS_ERR_FAILED, ""},
+      {"-b-gold", HQOS_ERR_FAILED, "", HQOS_ERR_FAILED, ""},
+      {"", HQOS_ERR_FAILED, "", HQOS_ERR_FAILED, ""},
+  };
+  for (const auto& c : cases) {
+    char obj[HQOS_VIEW_OBJ_SIZE] = "", name[HQOS_NAME_SIZE] = "";
+    EXPECT_EQ(HQOS_util_GetNameByCmdView(c.view.c_str(), name), c.nameStatus) << c.view;
+    EXPECT_EQ(name, c.name);
+    EXPECT_EQ(HQOS_util_GetObjByCmdView(c.view.c_str(), obj, name), c.objStatus) << c.view;
+    if (c.objStatus == 0) {
+      EXPECT_EQ(obj, c.obj);
+      EXPECT_EQ(name, c.name);
+    }
+  }
+}
+
+TEST(ViewNames, CarryRules) {
+  const HQOS_MatchRule rule = Rule(2, {{3, 5}, {7, 7}});
+  const std::string text = Text(rule);
+  for (const size_t length : std::initializer_list<size_t>{0, 1, 31, 32, 209, 210}) {
+    const std::string name(length, '-');
+    char obj[HQOS_VIEW_OBJ_SIZE], out[HQOS_SUBVIEW_NAME_SIZE];
+    HQOS_MatchRule read{};
+    const std::string view = "a-fc-" + name + "-" + text + "\r\n";
+    EXPECT_EQ(HQOS_util_GetInfoBySubCmdView(view.c_str(), obj, out, &read), 0u) << length;
+    EXPECT_EQ(obj, std::string("fc"));
+    EXPECT_EQ(out, name);
+    EXPECT_TRUE(read == rule);
+  }
+  // Beyond 264 characters the tail is cut, and what then counts as the rule is something else: the
+  // name still fits.
+  char obj[HQOS_VIEW_OBJ_SIZE], out[HQOS_SUBVIEW_NAME_SIZE];
+  HQOS_MatchRule read{};
+  const std::string longer = "a-fc-" + std::string(5000, 'n');
+  EXPECT_EQ(HQOS_util_GetInfoBySubCmdView(longer.c_str(), obj, out, &read), 0u);
+  EXPECT_EQ(out, std::string(210, 'n'));
+  for (const std::string& view : {"a-fc-" + text, std::string("a-fc-x"), "a-" + text}) {
+    EXPECT_EQ(HQOS_util_GetInfoBySubCmdView(view.c_str(), obj, out, &read),
+              uint32_t{HQOS_ERR_FAILED});
+  }
+}
+
+TEST(ViewNames, NeedAllTheirArguments) {
+  char obj[HQOS_VIEW_OBJ_SIZE], name[HQOS_SUBVIEW_NAME_SIZE];
+  HQOS_MatchRule rule;
+  const char* const view = "a-b-c";
+  EXPECT_EQ(HQOS_util_GetNameByCmdView(nullptr, name), uint32_t{HQOS_ERR_FAILED});
+  EXPECT_EQ(HQOS_util_GetNameByCmdView(view, nullptr), uint32_t{HQOS_ERR_FAILED});
+  EXPECT_EQ(HQOS_util_GetObjByCmdView(nullptr, obj, name), uint32_t{HQOS_ERR_FAILED});
+  EXPECT_EQ(HQOS_util_GetObjByCmdView(view, nullptr, name), uint32_t{HQOS_ERR_FAILED});
+  EXPECT_EQ(HQOS_util_GetObjByCmdView(view, obj, nullptr), uint32_t{HQOS_ERR_FAILED});
+  const uint32_t failed = HQOS_ERR_FAILED;
+  EXPECT_EQ(HQOS_util_GetInfoBySubCmdView(nullptr, obj, name, &rule), failed);
+  EXPECT_EQ(HQOS_util_GetInfoBySubCmdView(view, nullptr, name, &rule), failed);
+  EXPECT_EQ(HQOS_util_GetInfoBySubCmdView(view, obj, nullptr, &rule), failed);
+  EXPECT_EQ(HQOS_util_GetInfoBySubCmdView(view, obj, name, nullptr), failed);
+}
+
+}  // namespace

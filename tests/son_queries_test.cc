@@ -1,0 +1,341 @@
+// Listings of children, and the bulk request record that asks for them.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "hqos.h"
+#include "tests/wire.h"
+
+namespace {
+
+using wire::Bytes;
+using wire::Field;
+using wire::Hex;
+using wire::Play;
+using wire::Script;
+using wire::Seen;
+using wire::operator+;
+
+constexpr uint32_t kUntouched = 0xEEEE;
+
+const HQOS_SPSonPath kPath{{9, 1, 2, 3, 0xFFFF, 0xFFFF}};
+const Bytes kPathTlv = wire::Tlv(1, Hex("0009 0001 0002 0003 ffff ffff"));
+const Bytes kCountTlv = wire::Tlv(10, Hex("01020304"));
+const Bytes kWordsTlv = wire::Tlv(6, Hex("11121314 21222324"));
+const Bytes kRuleBytes =
+    Hex("00000002 0003 0005 0007 0007 ffff ffff 0009 000a 1112 1314 0001 0002 0003 0004 0005 6162");
+const Bytes kCfgTlv = wire::Tlv(
+    2, Hex("3132") + Field("name one", 32) + Field("name two", 32) + Hex("4142") + kRuleBytes);
+
+// 2 ranges of 8 bits make every number of a block different.
+Bytes Numbers(size_t n, uint8_t first) {
+  Bytes bytes(n);
+  for (size_t i = 0; i < n; ++i) bytes[i] = static_cast<uint8_t>(first + i);
+  return bytes;
+}
+const Bytes kStatTlv = wire::Tlv(8, Numbers(20, 1) + Hex("eeeeeeee") + Numbers(112, 0x40));
+const Bytes kDiagTlv = wire::Tlv(9, Hex("51525354 61626364"));
+
+HQOS_SPSon FullSon() {
+  HQOS_SPSon son{{0x11121314, 0x21222324}, kPath, {0x3132, 0x4142, "name one", "name two", {}}};
+  son.cfg.rule = {
+      2,
+      {{3, 5}, {7, 7}, {0xFFFF, 0xFFFF}, {9, 10}, {0x1112, 0x1314}, {1, 2}, {3, 4}, {5, 0x6162}}};
+  return son;
+}
+
+template <class Record>
+bool Same(const Record& a, const Record& b) {
+  return memcmp(&a, &b, sizeof a) == 0;
+}
+
+// One query of the three, answered with `reply`.
+template <class Record, class Call>
+struct Listing {
+  std::vector<Record> infos{HQOS_BULK_SPSON_MAX};
+  uint32_t status, count = kUntouched;
+  Seen seen;
+
+  Listing(const Bytes& reply, Call call) {
+    memset(static_cast<void*>(infos.data()), 0xEE, infos.size() * sizeof(Record));
+    Script script;
+    script.reply = reply;
+    status = Play(script, seen, [&] { return call(&count, infos.data()); });
+  }
+};
+
+auto Sons(const Bytes& reply) {
+  const auto call = [](uint32_t* n, HQOS_SPSon* infos) {
+    return HQOS_lib_GetBulkSPSon(&kPath, 0x01020304, n, infos);
+  };
+  return Listing<HQOS_SPSon, decltype(call)>(reply, call);
+}
+auto Stats(const Bytes& reply, const HQOS_AppObj* obj) {
+  const auto call = [obj](uint32_t* n, HQOS_SPSonStat* infos) {
+    return HQOS_lib_GetBulkSPSonStat(obj, &kPath, 0x01020304, n, infos);
+  };
+  return Listing<HQOS_SPSonStat, decltype(call)>(reply, call);
+}
+auto Diags(const Bytes& reply, const HQOS_AppObj* obj) {
+  const auto call = [obj](uint32_t* n, HQOS_SPSonDiag* infos) {
+    return HQOS_lib_GetBulkSPSonDiag(obj, &kPath, 0x01020304, n, infos);
+  };
+  return Listing<HQOS_SPSonDiag, decltype(call)>(reply, call);
+}
+
+Bytes Reply(const Bytes& containers) { return wire::Message(2, 4, containers); }
+
+struct ObjCase {
+  uint32_t type, value;
+  std::string name;
+  Bytes sent;
+  uint32_t read;
+};
+const std::string kLong(60, 'n');
+const ObjCase kObjCases[] = {
+    {1, 0x12345, "", Hex("00000001 00002345 01020304") + Bytes(48), 0x2345},
+    {2, 0x12345, "a", Hex("00000002 00002345 01020304") + Field("a", 48), 0x2345},
+    {3, 0x12345, "b", Hex("00000003 00000000 01020304") + Field("b", 48), 0},
+    {4, 0x12345, kLong, Hex("00000004 00012345 01020304") + Field(kLong.substr(0, 47), 48),
+     0x12345},
+    {5, 0x12345, "c", Hex("00000005 00000000 01020304") + Field("c", 48), 0},
+};
+
+HQOS_AppObj Object(const ObjCase& c) {
+  HQOS_AppObj obj;
+  memset(&obj, 0xEE, sizeof obj);  // no NUL behind a name that fills its field
+  obj.type = c.type;
+  obj.value = c.value;
+  obj.param = 0x01020304;
+  c.name.copy(obj.name, sizeof obj.name);
+  if (c.name.size() < sizeof obj.name) obj.name[c.name.size()] = '\0';
+  return obj;
+}
+
+TEST(BulkRequest, IsWrittenAndRead) {
+  for (const ObjCase& c : kObjCases) {
+    const HQOS_AppObj obj = Object(c);
+    Bytes out(1500);
+    out.resize(HQOS_msg_EncapBulkReq(&obj, &kPath, 0x01020304, 1500, out.data()));
+    EXPECT_EQ(out, wire::Tlv(7, c.sent) + kPathTlv + kCountTlv);
+
+    HQOS_AppObj read;
+    HQOS_SPSonPath path{};
+    uint32_t count = 0;
+    memset(&read, 0xEE, sizeof read);
+    EXPECT_EQ(
+        HQOS_msg_DecapBulkReq(out.data(), static_cast<uint16_t>(out.size()), &read, &path, &count),
+        0u);
+    HQOS_AppObj expected{c.type, c.read, 0x01020304, {}};
+    c.name.copy(expected.name, 47);
+    EXPECT_TRUE(Same(read, expected)) << c.type;
+    EXPECT_TRUE(Same(path, kPath));
+    EXPECT_EQ(count, 0x01020304u);
+  }
+  Bytes out(1500);
+  out.resize(HQOS_msg_EncapBulkReq(nullptr, &kPath, 0x01020304, 1500, out.data()));
+  EXPECT_EQ(out, kPathTlv + kCountTlv);
+  Bytes tight(17, 0xEE);
+  EXPECT_EQ(HQOS_msg_EncapBulkReq(nullptr, &kPath, 1, 16, tight.data()), 16u);
+  EXPECT_EQ(tight, kPathTlv + Hex("ee"));
+}
+
+TEST(BulkRequest, LeavesWhatIsMissingOrShort) {
+  const Bytes whole = wire::Tlv(7, kObjCases[0].sent);
+  struct {
+    Bytes record;
+    bool obj, path, count;
+  } const cases[] = {
+      {{}, false, false, false},
+      {Hex("0001"), false, false, false},
+      {kCountTlv + kPathTlv, false, true, true},
+      {wire::Tlv(9, {}) + kCountTlv, false, false, true},
+      {wire::Tlv(7, Bytes(59)) + kPathTlv, false, true, false},
+      {wire::Tlv(1, Bytes(11)) + whole, true, false, false},
+      {wire::Tlv(10, Bytes(3)) + whole + kPathTlv, true, true, false},
+      {whole + kPathTlv + wire::Tlv(10, Hex("00000009")) + kCountTlv, true, true, true},
+  };
+  for (const auto& c : cases) {
+    HQOS_AppObj obj;
+    HQOS_SPSonPath path;
+    uint32_t count = kUntouched;
+    memset(&obj, 0xEE, sizeof obj);
+    memset(&path, 0xEE, sizeof path);
+    HQOS_msg_DecapBulkReq(c.record.data(), static_cast<uint16_t>(c.record.size()), &obj, &path,
+                          &count);
+    EXPECT_EQ(obj.type, c.obj ? 1 : 0xEEEEEEEE);
+    EXPECT_EQ(path.field[0], c.path ? 9 : 0xEEEE);
+    EXPECT_EQ(count, c.count ? 0x01020304 : kUntouched);
+  }
+}
+
+TEST(SPSons, AskWithTheirBytes) {
+  const HQOS_AppObj obj = Object(kObjCases[3]);
+  const Bytes with = wire::Tlv(7, kObjCases[3].sent) + kPathTlv + kCountTlv;
+  const auto request = [](uint16_t type, const Bytes& payload) {
+    return std::vector<Bytes>{wire::Message(1, 4, wire::Tlv(type, payload))};
+  };
+  EXPECT_EQ(Sons(Reply({})).seen.requests, request(5, kPathTlv + kCountTlv));
+  EXPECT_EQ(Stats(Reply({}), &obj).seen.requests, request(6, with));
+  EXPECT_EQ(Stats(Reply({}), nullptr).seen.requests, request(6, kPathTlv + kCountTlv));
+  EXPECT_EQ(Diags(Reply({}), &obj).seen.requests, request(7, with));
+}
+
+TEST(SPSons, MakeARecordOfEveryContainer) {
+  const Bytes all = kWordsTlv + kStatTlv + kCfgTlv + wire::Tlv(77, {}) + kDiagTlv + kPathTlv;
+  const Bytes reply = Reply(wire::Tlv(1, all) + wire::Tlv(2, {}) + wire::Tlv(3, kPathTlv));
+  const HQOS_SPSon full = FullSon(), empty{}, pathOnly{{}, kPath, {}};
+
+  const auto sons = Sons(reply);
+  EXPECT_EQ(sons.status, 0u);
+  ASSERT_EQ(sons.count, 3u);
+  EXPECT_TRUE(Same(sons.infos[0], full));
+  EXPECT_TRUE(Same(sons.infos[1], empty));
+  EXPECT_TRUE(Same(sons.infos[2], pathOnly));
+  EXPECT_EQ(sons.infos[3].words[0], 0xEEEEEEEE);
+
+  HQOS_SPSonStat stat;
+  memset(&stat, 0, sizeof stat);
+  stat.son = full;
+  for (uint32_t i = 0; i < 5; ++i) stat.counters.stat32[i] = 0x01020304 + i * 0x04040404;
+  for (uint32_t i = 0; i < 14; ++i) {
+    stat.counters.stat64[i] = 0x4041424344454647 + i * uint64_t{0x0808080808080808};
+  }
+  const auto stats = Stats(reply, nullptr);
+  ASSERT_EQ(stats.count, 3u);
+  EXPECT_TRUE(Same(stats.infos[0], stat));
+
+  const auto diags = Diags(reply, nullptr);
+  ASSERT_EQ(diags.count, 3u);
+  EXPECT_TRUE(Same(diags.infos[0], HQOS_SPSonDiag{full, {0x51525354, 0x61626364}}));
+  EXPECT_TRUE(Same(diags.infos[2], HQOS_SPSonDiag{pathOnly, {}}));
+}
+
+TEST(SPSons, PassOverShortParts) {
+  const Bytes parts = wire::Tlv(1, Bytes(11, 1)) + wire::Tlv(2, Bytes(103, 1)) +
+                      wire::Tlv(6, Bytes(7, 1)) + wire::Tlv(8, Bytes(135, 1)) +
+                      wire::Tlv(9, Bytes(7, 1));
+  const Bytes reply = Reply(wire::Tlv(1, parts));
+  HQOS_SPSonStat empty;
+  memset(&empty, 0, sizeof empty);
+  EXPECT_TRUE(Same(Stats(reply, nullptr).infos[0], empty));
+  EXPECT_TRUE(Same(Diags(reply, nullptr).infos[0], HQOS_SPSonDiag{}));
+}
+
+TEST(SPSons, LeaveOutputsWhenRefused) {
+  const auto refused = Sons(wire::Status(5, ""));
+  EXPECT_EQ(refused.status, 5u);
+  EXPECT_EQ(refused.count, kUntouched);
+  EXPECT_EQ(Sons(Hex("09 01 02 04 01 00 00 00")).status, uint32_t{HQOS_ERR_BADREPLY});
+  const auto none = Sons(Reply({}));
+  EXPECT_EQ(none.status, 0u);
+  EXPECT_EQ(none.count, 0u);
+}
+
+// As many containers as a datagram holds, the first one in the place of the head.
+TEST(SPSons, NeverExceedTheirMost) {
+  const auto sons = Sons(Bytes(1500));
+  EXPECT_EQ(sons.status, 0u);
+  EXPECT_EQ(sons.count, uint32_t{HQOS_BULK_SPSON_MAX});
+}
+
+const Bytes kFGSonValue = Hex("01020304 0001 0002 ffff") + Field("one", 32) + Hex("eeee") +
+                          kRuleBytes + Field(std::string(32, 't'), 32);
+
+struct FGListing {
+  HQOS_FGSon infos[HQOS_BULK_FGSON_MAX];
+  uint32_t status, count = kUntouched;
+  Seen seen;
+
+  explicit FGListing(const Bytes& reply) {
+    memset(infos, 0xEE, sizeof infos);
+    Script script;
+    script.reply = reply;
+    const HQOS_FGSonKey key{{1, 2, 0xFFFF}};
+    status = Play(script, seen, [&] { return HQOS_lib_GetBulkFGSon(&key, 10, &count, infos); });
+  }
+};
+
+TEST(FGSons, AskAndDecode) {
+  const Bytes tlv = wire::Tlv(4, kFGSonValue);
+  const FGListing listing(Reply(tlv + wire::Tlv(9, kFGSonValue + Bytes(1)) + tlv));
+  EXPECT_EQ(listing.seen.requests[0],
+            wire::Message(1, 4, wire::Tlv(4, Hex("0001 0002 ffff 0000 0000000a"))));
+  EXPECT_EQ(listing.status, 0u);
+  ASSERT_EQ(listing.count, 3u);
+  HQOS_FGSon expected{{{1, 2, 0xFFFF}}, 0x04030201, "one", FullSon().cfg.rule, {}};
+  std::string(31, 't').copy(expected.name2, 31);
+  for (int i = 0; i < 3; ++i) EXPECT_TRUE(Same(listing.infos[i], expected)) << i;
+}
+
+TEST(FGSons, EndAtAShortRecord) {
+  const Bytes tlv = wire::Tlv(4, kFGSonValue);
+  const FGListing listing(Reply(tlv + wire::Tlv(4, Bytes(111)) + tlv));
+  EXPECT_EQ(listing.status, uint32_t{HQOS_ERR_BADREPLY});
+  EXPECT_EQ(listing.count, 1u);
+  EXPECT_EQ(FGListing(wire::Status(5, "")).count, kUntouched);
+  EXPECT_EQ(FGListing(Reply({})).count, 0u);
+  // The most that fit into a datagram.
+  Bytes full;
+  for (int i = 0; i < 12; ++i) full = full + tlv;
+  EXPECT_EQ(FGListing(Reply(full)).count, uint32_t{HQOS_BULK_FGSON_MAX});
+}
+
+// Cut and mutated replies: whatever comes out, nothing beyond the buffers is touched.
+TEST(SPSons, SurviveCutsAndMutations) {
+  const Bytes all = kWordsTlv + kStatTlv + kCfgTlv + kDiagTlv + kPathTlv;
+  const Bytes whole = Reply(wire::Tlv(1, all) + wire::Tlv(1, all));
+  for (size_t length = 1; length < whole.size(); ++length) {
+    const auto stats =
+        Stats(Bytes(whole.begin(), whole.begin() + static_cast<ptrdiff_t>(length)), nullptr);
+    EXPECT_EQ(stats.status, length < 8 ? uint32_t{HQOS_ERR_BADREPLY} : 0u);
+    EXPECT_EQ(stats.count, length < 8 ? kUntouched : length >= 8 + 4 + all.size() ? 1u : 0u);
+  }
+  std::mt19937 random(7);
+  for (int round = 0; round < 2000; ++round) {
+    Bytes mutated = whole;
+    for (int i = 0; i < 4; ++i) {
+      mutated[random() % mutated.size()] = static_cast<uint8_t>(random() % 3 == 0 ? 0 : random());
+    }
+    const auto stats = Stats(mutated, nullptr);
+    EXPECT_TRUE(stats.count == kUntouched || stats.count <= HQOS_BULK_SPSON_MAX);
+    for (const HQOS_SPSonStat& info : stats.infos) {
+      if (&info - stats.infos.data() < static_cast<ptrdiff_t>(stats.count)) continue;
+      ASSERT_EQ(info.son.words[0], 0xEEEEEEEE);
+      break;
+    }
+  }
+}
+
+TEST(Paths, AreOrderedDepthFirst) {
+  const uint16_t none = 0xFFFF;
+  struct {
+    HQOS_SPSonPath a, b;
+    uint32_t ab, ba;
+  } const cases[] = {
+      {{{0, 1, 2, 3, 4, 5}}, {{0, 1, 2, 3, 4, 5}}, 0, 0},
+      {{{0, 1, none, none, none, none}}, {{0, 1, 2, none, none, none}}, 2, 1},
+      {{{0, 1, 3, none, none, none}}, {{0, 2, none, none, none, none}}, 2, 1},
+      {{{0, 1, 1, 1, 1, 5}}, {{0, 1, 1, 1, 1, none}}, 1, 2},
+      {{{0, 1, 1, 1, 1, 0}}, {{0, 1, 1, 1, 1, 0xFFFE}}, 2, 1},
+      {{{9, 1, 1, 1, 1, 1}}, {{0, 1, 1, 1, 1, 2}}, 2, 1},
+      {{{0, 1, none, none, none, none}}, {{9, 1, none, none, none, none}}, 2, 2},
+      {{{0, 1, 1, 1, 1, 1}}, {{9, 1, 1, 1, 1, 1}}, 1, 1},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(HQOS_util_SPSonPathCompare(&c.a, &c.b), c.ab);
+    EXPECT_EQ(HQOS_util_SPSonPathCompare(&c.b, &c.a), c.ba);
+  }
+  // Every level decides, and the upper ones before the lower.
+  for (int level = 1; level <= 5; ++level) {
+    HQOS_SPSonPath a{{0, 5, 5, 5, 5, 5}}, b = a;
+    a.field[level] = 4;
+    for (int below = level + 1; below <= 5; ++below) b.field[below] = 1;
+    EXPECT_EQ(HQOS_util_SPSonPathCompare(&a, &b), 2u) << level;
+  }
+}
+
+}  // namespace
