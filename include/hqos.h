@@ -229,6 +229,12 @@ typedef struct HQOS_SPInfo {
   uint32_t words[2];
 } HQOS_SPInfo;
 
+// An FG as the service reports it. 34 bytes.
+typedef struct HQOS_FGInfo {
+  char name[HQOS_NAME_SIZE];
+  uint16_t id;
+} HQOS_FGInfo;
+
 // Values of an attribute, both ends included. 4 bytes. Empty when low is HQOS_RANGE_UNUSED.
 typedef struct HQOS_ValueRange {
   uint16_t low;
@@ -367,6 +373,18 @@ uint32_t HQOS_lib_GetSP(const char* name, HQOS_SPInfo* info);
 // sending back the id of the record received last; with which value a walk begins and which code
 // ends it is the service's.
 uint32_t HQOS_lib_GetNextSP(uint16_t id, HQOS_SPInfo* info);
+
+// ---- FG queries ---------------------------------------------------------------------------------
+// Queries, as told under Conventions. A reply without a record, or with one shorter than its
+// layout, gives HQOS_ERR_BADREPLY; *info is written only when 0 is returned.
+// Return: 0, HQOS_ERR_FAILED, HQOS_ERR_BADREPLY, or the service's code.
+
+// Reads the FG named `name`.
+uint32_t HQOS_lib_GetFG(const char* name, HQOS_FGInfo* info);
+
+// Reads the FG that follows identifier `id` in the service's order; a walk as with
+// HQOS_lib_GetNextSP.
+uint32_t HQOS_lib_GetNextFG(uint16_t id, HQOS_FGInfo* info);
 
 // ---- Child queries ------------------------------------------------------------------------------
 // Queries that list children a block at a time. `start` and `count` go to the service as they are:

@@ -12,6 +12,20 @@ namespace hqos {
 // length; in a reply whose head has no length the first may begin with the first byte.
 constexpr size_t MostRecords(size_t size) { return HQOS_MSG_MAX / (2 * sizeof(uint16_t) + size); }
 
+// Decodes the first data TLV into *info. HQOS_ERR_BADREPLY with *info untouched when there is none
+// or it is shorter than the layout.
+template <class Layout, class Record>
+uint32_t DecodeFirst(const Reply& reply, const Layout& layout, Record* info) {
+  Tlv tlv;
+  Record record{};
+  if (!WalkMessage(reply.data, reply.length).Next(tlv) ||
+      !Decode(layout, tlv.value, tlv.length, record)) {
+    return HQOS_ERR_BADREPLY;
+  }
+  *info = record;
+  return 0;
+}
+
 // Decodes every data TLV into the next element of infos and counts them in *outCount. Ends with
 // HQOS_ERR_BADREPLY at one that is shorter than the layout.
 template <class Layout, class Record>

@@ -73,3 +73,7 @@ static_assert(offsetof(HQOS_FGSon, word) == 8);
 static_assert(offsetof(HQOS_FGSon, name1) == 12);
 static_assert(offsetof(HQOS_FGSon, rule) == 44);
 static_assert(offsetof(HQOS_FGSon, name2) == 80);
+
+static_assert(sizeof(HQOS_FGInfo) == 34);
+static_assert(offsetof(HQOS_FGInfo, name) == 0);
+static_assert(offsetof(HQOS_FGInfo, id) == 32);

@@ -11,7 +11,11 @@ typedef enum HQOSD_Status {
   HQOSD_EXISTS = 0x40020005,     // the name is taken
   HQOSD_ID_TAKEN = 0x40020006,   // the identifier is taken, or none is free
   HQOSD_NOT_FOUND = 0x40020007,  // no object of that name
-  HQOSD_END = 0x40020008         // nothing follows: the end of a walk
+  HQOSD_END = 0x40020008,        // nothing follows: the end of a walk
+  HQOSD_IN_USE = 0x40020009,     // another object needs it, or it still has children
+  HQOSD_NESTED = 0x4002000A,     // the child is nested there already
+  HQOSD_RULE = 0x4002000B,       // a rule that cannot stand, alone or beside its siblings'
+  HQOSD_TOO_DEEP = 0x4002000C    // a cycle, or more than five levels below an SP
 } HQOSD_Status;
 
 typedef enum HQOSD_Debug {     // bits of the selector of HQOS_lib_SetDebug

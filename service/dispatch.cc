@@ -30,10 +30,22 @@ constexpr Request kRequests[] = {
     {HQOS_OP_CONFIG, HQOS_CMD_DEL_FP, "DelFP", DelFP},
     {HQOS_OP_CONFIG, HQOS_CMD_ADD_DP, "AddDP", AddDP},
     {HQOS_OP_CONFIG, HQOS_CMD_DEL_DP, "DelDP", DelDP},
+    {HQOS_OP_CONFIG, HQOS_CMD_DEL_SP_MATCH, "DelSPMatch", DelSPMatch},
+    {HQOS_OP_CONFIG, HQOS_CMD_ADD_SP_NEST_FG, "AddSPNestFG", AddSPNestFG},
+    {HQOS_OP_CONFIG, HQOS_CMD_DEL_SP_NEST_FG, "DelSPNestFG", DelSPNestFG},
+    {HQOS_OP_CONFIG, HQOS_CMD_DEL_FG_MATCH, "DelFGMatch", DelFGMatch},
+    {HQOS_OP_CONFIG, HQOS_CMD_ADD_FG_NEST_FG, "AddFGNestFG", AddFGNestFG},
+    {HQOS_OP_CONFIG, HQOS_CMD_DEL_FG_NEST_FG, "DelFGNestFG", DelFGNestFG},
+    {HQOS_OP_CONFIG, HQOS_CMD_ADD_FG_NEST_FC, "AddFGNestFC", AddFGNestFC},
+    {HQOS_OP_CONFIG, HQOS_CMD_DEL_FG_NEST_FC, "DelFGNestFC", DelFGNestFC},
     {HQOS_OP_CONFIG, HQOS_CMD_SET_DEBUG, "SetDebug", SetDebug},
     {HQOS_OP_CONFIG, HQOS_CMD_RESET_DEBUG, "ResetDebug", ResetDebug},
     {HQOS_OP_GET, HQOS_GET_SP, "GetSP", GetSP},
+    {HQOS_OP_GET, HQOS_GET_FG, "GetFG", GetFG},
+    {HQOS_OP_GETNEXT, HQOS_GETNEXT_FG, "GetNextFG", GetNextFG},
     {HQOS_OP_GETNEXT, HQOS_GETNEXT_SP, "GetNextSP", GetNextSP},
+    {HQOS_OP_BULK, HQOS_BULK_FG_SON, "GetBulkFGSon", GetBulkFGSon},
+    {HQOS_OP_BULK, HQOS_BULK_SP_SON, "GetBulkSPSon", GetBulkSPSon},
 };
 
 // Finds the request's head and its one TLV. The answer is a refusal when they cannot be read.

@@ -1,8 +1,10 @@
 // The objects that the service keeps.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 #include <map>
+#include <set>
 #include <string>
 #include <unordered_map>
 #include <utility>
@@ -40,6 +42,9 @@ class ObjectTable {
   // The lowest identifier that is free; HQOS_ID_NONE when there is none.
   uint16_t FreeId() const { return freeId_; }
 
+  // All objects, in order of their identifiers.
+  const std::map<uint16_t, Object>& All() const { return byId_; }
+
   // Name and identifier must be free.
   void Add(const std::string& name, uint16_t id) {
     byId_.emplace(id, Object{name, id, {}});
@@ -60,16 +65,39 @@ class ObjectTable {
   uint16_t freeId_ = 0;
 };
 
+// A child in its parent, by the child's identifier, which FGs and FCs have from one range.
+struct Nesting {
+  HQOS_MatchRule rule;  // type HQOS_MATCH_NONE for an FC
+  std::string fp;       // the FP that the child uses; empty: none
+};
+using Children = std::map<uint16_t, Nesting>;
+
+// Where a child is nested.
+struct Parents {
+  std::set<uint16_t> sps, fgs;
+  bool empty() const { return sps.empty() && fgs.empty(); }
+};
+
 struct SP {
   uint32_t unit = HQOS_SPUNIT_BYTE_COUNT;
+  Children children;
 };
-struct FG {};
-struct FP {};
+struct FG {
+  Children children;
+  Parents parents;
+};
+struct FC {  // exists while it is nested
+  Parents parents;
+};
+struct FP {
+  uint32_t uses = 0;  // nestings that name it
+};
 struct DP {};
 
 struct Model {
   ObjectTable<SP> sps;
   ObjectTable<FG> fgs;
+  ObjectTable<FC> fcs;
   ObjectTable<FP> fps;
   ObjectTable<DP> dps;
   uint32_t debug = 0;  // bits of HQOSD_Debug

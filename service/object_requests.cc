@@ -1,16 +1,60 @@
 // Commands that create and delete objects, and switch debugging.
+#include "service/hierarchy.h"
 #include "service/objects.h"
 
 namespace hqosd {
 
+namespace {
+
+std::string HasChildren(const Children& children) {
+  return children.empty() ? "" : "still has children";
+}
+
+std::string NestedBelow(const Model& model, const Parents& parents) {
+  if (!parents.sps.empty()) {
+    return "is nested below SP " + model.sps.All().at(*parents.sps.begin()).name;
+  }
+  if (!parents.fgs.empty()) {
+    return "is nested below FG " + model.fgs.All().at(*parents.fgs.begin()).name;
+  }
+  return "";
+}
+
+}  // namespace
+
 Answer AddSP(Model& model, const Payload& payload) { return AddObject(model.sps, "SP", payload); }
-Answer DelSP(Model& model, const Payload& payload) { return DelObject(model.sps, "SP", payload); }
-Answer AddFG(Model& model, const Payload& payload) { return AddObject(model.fgs, "FG", payload); }
-Answer DelFG(Model& model, const Payload& payload) { return DelObject(model.fgs, "FG", payload); }
 Answer AddFP(Model& model, const Payload& payload) { return AddObject(model.fps, "FP", payload); }
-Answer DelFP(Model& model, const Payload& payload) { return DelObject(model.fps, "FP", payload); }
 Answer AddDP(Model& model, const Payload& payload) { return AddObject(model.dps, "DP", payload); }
-Answer DelDP(Model& model, const Payload& payload) { return DelObject(model.dps, "DP", payload); }
+
+// FGs and FCs have their identifiers from one range, so that a path names a child by itself.
+Answer AddFG(Model& model, const Payload& payload) {
+  return AddObject(model.fgs, "FG", payload, [&](uint16_t id) {
+    const auto* const fc = model.fcs.Find(id);
+    return fc == nullptr ? std::string() : "FC " + fc->name;
+  });
+}
+
+Answer DelSP(Model& model, const Payload& payload) {
+  return DelObject(model.sps, "SP", payload,
+                   [](const auto& sp) { return HasChildren(sp.value.children); });
+}
+
+Answer DelFG(Model& model, const Payload& payload) {
+  return DelObject(model.fgs, "FG", payload, [&](const auto& fg) {
+    const std::string nested = NestedBelow(model, fg.value.parents);
+    return nested.empty() ? HasChildren(fg.value.children) : nested;
+  });
+}
+
+Answer DelFP(Model& model, const Payload& payload) {
+  return DelObject(model.fps, "FP", payload, [&](const auto& fp) {
+    return fp.value.uses == 0 ? std::string() : "is used by " + UserOf(model, fp.name);
+  });
+}
+
+Answer DelDP(Model& model, const Payload& payload) {
+  return DelObject(model.dps, "DP", payload, [](const auto&) { return std::string(); });
+}
 
 namespace {
 

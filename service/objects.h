@@ -50,35 +50,73 @@ auto* FindObject(ObjectTable<Value>& table, const char* kind, const Payload& pay
   return object;
 }
 
+// The object that follows the identifier in the payload.
 template <class Value>
-Answer AddObject(ObjectTable<Value>& table, const char* kind, const Payload& payload) {
+const auto* FindNext(const ObjectTable<Value>& table, const char* kind, const Payload& payload,
+                     Answer& refusal) {
+  decltype(table.Next(0)) object = nullptr;
+  HQOS_NextKey key{};
+  if (!Read(payload, hqos::kNextKey, key)) {
+    refusal = TooShort();
+  } else if (key.id > HQOS_ID_NONE) {
+    refusal = Refuse(HQOSD_BAD_VALUE, std::to_string(key.id) + " is not an identifier");
+  } else if ((object = table.Next(static_cast<uint16_t>(key.id))) == nullptr) {
+    refusal = Refuse(HQOSD_END, std::string("no ") + kind + " follows");
+  }
+  return object;
+}
+
+inline Answer BadName(const char* kind) {
+  return Refuse(
+      HQOSD_BAD_NAME,
+      std::string(kind) + ": a name has 1 to 31 characters, none of them a control character");
+}
+
+// Creates an object. `taken` tells who else has an identifier, "" when nobody.
+template <class Value, class Taken>
+Answer AddObject(ObjectTable<Value>& table, const char* kind, const Payload& payload,
+                 const Taken& taken) {
   HQOS_ObjPayload key{};
   if (!Read(payload, hqos::kObjPayload, key)) return TooShort();
+  if (!IsUsableName(key.name)) return BadName(kind);
   const std::string title = Title(kind, key.name);
-  if (!IsUsableName(key.name)) {
-    return Refuse(HQOSD_BAD_NAME, std::string(kind) +
-                                      ": a name has 1 to 31 characters, none of them a control "
-                                      "character");
-  }
   if (table.Find(std::string(key.name)) != nullptr) {
     return Refuse(HQOSD_EXISTS, title + " already exists");
   }
-  const uint16_t id = key.id == HQOS_ID_NONE ? table.FreeId() : key.id;
-  if (id == HQOS_ID_NONE) return Refuse(HQOSD_ID_TAKEN, title + ": no identifier is free");
-  if (const auto* owner = table.Find(id)) {
-    return Refuse(HQOSD_ID_TAKEN, title + ": identifier " + std::to_string(id) + " belongs to " +
-                                      Title(kind, owner->name));
+  const auto ownerOf = [&](uint16_t id) {
+    const auto* const object = table.Find(id);
+    return object != nullptr ? Title(kind, object->name) : taken(id);
+  };
+  uint16_t id = key.id;
+  if (id == HQOS_ID_NONE) {
+    id = table.FreeId();
+    while (id != HQOS_ID_NONE && !ownerOf(id).empty()) ++id;
+    if (id == HQOS_ID_NONE) return Refuse(HQOSD_ID_TAKEN, title + ": no identifier is free");
+  }
+  const std::string owner = ownerOf(id);
+  if (!owner.empty()) {
+    return Refuse(HQOSD_ID_TAKEN,
+                  title + ": identifier " + std::to_string(id) + " belongs to " + owner);
   }
   table.Add(key.name, id);
   return {};
 }
 
 template <class Value>
-Answer DelObject(ObjectTable<Value>& table, const char* kind, const Payload& payload) {
+Answer AddObject(ObjectTable<Value>& table, const char* kind, const Payload& payload) {
+  return AddObject(table, kind, payload, [](uint16_t) { return std::string(); });
+}
+
+// Deletes an object. `needed` tells why it cannot go, behind its title; "" when it can.
+template <class Value, class Needed>
+Answer DelObject(ObjectTable<Value>& table, const char* kind, const Payload& payload,
+                 const Needed& needed) {
   Answer refusal;
   const auto* const object = FindObject(table, kind, payload, refusal);
   if (object == nullptr) return refusal;
-  table.Remove(object->name);
+  const std::string why = needed(*object);
+  if (!why.empty()) return Refuse(HQOSD_IN_USE, Title(kind, object->name) + " " + why);
+  table.Remove(std::string(object->name));
   return {};
 }
 

@@ -35,6 +35,19 @@ Answer ResetSPUnit(Model& model, const Payload& payload);
 Answer GetSP(Model& model, const Payload& payload);
 Answer GetNextSP(Model& model, const Payload& payload);
 
+Answer AddSPNestFG(Model& model, const Payload& payload);
+Answer DelSPNestFG(Model& model, const Payload& payload);
+Answer AddFGNestFG(Model& model, const Payload& payload);
+Answer DelFGNestFG(Model& model, const Payload& payload);
+Answer AddFGNestFC(Model& model, const Payload& payload);
+Answer DelFGNestFC(Model& model, const Payload& payload);
+Answer DelSPMatch(Model& model, const Payload& payload);
+Answer DelFGMatch(Model& model, const Payload& payload);
+Answer GetFG(Model& model, const Payload& payload);
+Answer GetNextFG(Model& model, const Payload& payload);
+Answer GetBulkFGSon(Model& model, const Payload& payload);
+Answer GetBulkSPSon(Model& model, const Payload& payload);
+
 Answer SetDebug(Model& model, const Payload& payload);
 Answer ResetDebug(Model& model, const Payload& payload);
 

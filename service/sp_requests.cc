@@ -10,12 +10,13 @@ namespace {
 
 using SPObject = ObjectTable<SP>::Object;
 
-// The data TLV of an SP: value1 is its unit; value2 and the words are not used yet.
+// The data TLV of an SP: value1 is its unit, value2 the number of its own children.
 Answer Describe(const SPObject& sp, uint16_t type) {
   HQOS_SPInfo info{};
   sp.name.copy(info.name, sizeof info.name - 1);
   info.id = sp.id;
   info.value1 = sp.value.unit;
+  info.value2 = static_cast<uint32_t>(sp.value.children.size());
   Bytes inner;
   AppendRecord(inner, HQOS_TLV_SPBASE, hqos::kSPBase, info);
   AppendRecord(inner, HQOS_TLV_WORDS, hqos::kWords<HQOS_SPInfo>, info);
@@ -55,13 +56,9 @@ Answer GetSP(Model& model, const Payload& payload) {
 }
 
 Answer GetNextSP(Model& model, const Payload& payload) {
-  HQOS_NextKey key{};
-  if (!Read(payload, hqos::kNextKey, key)) return TooShort();
-  if (key.id > HQOS_ID_NONE) {
-    return Refuse(HQOSD_BAD_VALUE, std::to_string(key.id) + " is not an identifier");
-  }
-  const auto* const sp = model.sps.Next(static_cast<uint16_t>(key.id));
-  return sp == nullptr ? Refuse(HQOSD_END, "no SP follows") : Describe(*sp, HQOS_GETNEXT_SP);
+  Answer refusal;
+  const auto* const sp = FindNext(model.sps, "SP", payload, refusal);
+  return sp == nullptr ? refusal : Describe(*sp, HQOS_GETNEXT_SP);
 }
 
 }  // namespace hqosd

@@ -1,0 +1,127 @@
+#include "service/hierarchy.h"
+
+namespace hqosd {
+
+namespace {
+
+using Ids = std::set<uint16_t>;
+
+// The FGs one level further, up or down.
+Ids Upper(const Model& model, const Ids& fgs) {
+  Ids upper;
+  for (const uint16_t id : fgs) {
+    const Parents& parents = model.fgs.All().at(id).value.parents;
+    upper.insert(parents.fgs.begin(), parents.fgs.end());
+  }
+  return upper;
+}
+
+Ids Lower(const Model& model, const Ids& fgs) {
+  Ids lower;
+  for (const uint16_t id : fgs) {
+    for (const auto& [childId, nesting] : model.fgs.All().at(id).value.children)
+      lower.insert(childId);
+  }
+  return lower;
+}
+
+// Of a set of children, the FGs.
+Ids OnlyFGs(const Model& model, const Ids& children) {
+  Ids fgs;
+  for (const uint16_t id : children) {
+    if (model.fgs.All().contains(id)) fgs.insert(id);
+  }
+  return fgs;
+}
+
+Parents& ParentsOf(Model& model, uint16_t childId) {
+  auto* const fg = model.fgs.Find(childId);
+  return fg != nullptr ? fg->value.parents : model.fcs.Find(childId)->value.parents;
+}
+
+const Children* ChildrenOf(const Model& model, uint16_t id) {
+  const auto fg = model.fgs.All().find(id);
+  return fg == model.fgs.All().end() ? nullptr : &fg->second.value.children;
+}
+
+template <class Table>
+void FindUser(const Model& model, const Table& parents, const char* kind, const std::string& fp,
+              std::string& user) {
+  for (const auto& [id, parent] : parents.All()) {
+    for (const auto& [childId, nesting] : parent.value.children) {
+      if (nesting.fp != fp) continue;
+      const Child child = ChildOf(model, childId);
+      user = std::string(child.kind) + " " + *child.name + " below " + kind + " " + parent.name;
+      return;
+    }
+  }
+}
+
+}  // namespace
+
+Child ChildOf(const Model& model, uint16_t id) {
+  const auto fg = model.fgs.All().find(id);
+  if (fg != model.fgs.All().end()) return {"FG", &fg->second.name};
+  return {"FC", &model.fcs.All().at(id).name};
+}
+
+bool FitsBelow(const Model& model, uint16_t parentId, uint16_t childId) {
+  int levels = 0;
+  if (parentId != HQOS_ID_NONE) {
+    for (Ids above = {parentId}; !above.empty(); above = Upper(model, above)) ++levels;
+  }
+  for (Ids below = {childId}; !below.empty() && levels <= kLevels; ++levels) {
+    if (below.contains(parentId)) return false;
+    const Ids fgs = OnlyFGs(model, below);
+    below = Lower(model, fgs);
+  }
+  return levels <= kLevels;
+}
+
+void Nest(Model& model, const Parent& parent, uint16_t childId, Nesting nesting) {
+  if (!nesting.fp.empty()) ++model.fps.Find(nesting.fp)->value.uses;
+  Parents& parents = ParentsOf(model, childId);
+  (parent.isSP() ? parents.sps : parents.fgs).insert(parent.id);
+  parent.children->emplace(childId, std::move(nesting));
+}
+
+void Unnest(Model& model, const Parent& parent, uint16_t childId) {
+  const auto nesting = parent.children->find(childId);
+  if (!nesting->second.fp.empty()) --model.fps.Find(nesting->second.fp)->value.uses;
+  parent.children->erase(nesting);
+  Parents& parents = ParentsOf(model, childId);
+  (parent.isSP() ? parents.sps : parents.fgs).erase(parent.id);
+  const auto* const fc = model.fcs.Find(childId);
+  if (fc != nullptr && parents.empty()) model.fcs.Remove(std::string(fc->name));
+}
+
+std::string UserOf(const Model& model, const std::string& fp) {
+  std::string user;
+  FindUser(model, model.sps, "SP", fp, user);
+  if (user.empty()) FindUser(model, model.fgs, "FG", fp, user);
+  return user;
+}
+
+const Nesting* NextSon(const Model& model, const SP& sp, HQOS_SPSonPath& path) {
+  // The siblings at each level of the path, as far as it exists, and one level more.
+  const Children* siblings[kLevels + 1] = {nullptr, &sp.children};
+  int level = 1;
+  while (path.field[level] != HQOS_PATH_UNSET && siblings[level]->contains(path.field[level])) {
+    const Children* const below = ChildrenOf(model, path.field[level]);
+    if (level == kLevels || below == nullptr) break;
+    siblings[++level] = below;
+  }
+  // The first sibling behind the path at the deepest level, or further up.
+  for (; level >= 1; --level) {
+    const uint16_t id = path.field[level];
+    const auto next =
+        id == HQOS_PATH_UNSET ? siblings[level]->begin() : siblings[level]->upper_bound(id);
+    if (next == siblings[level]->end()) continue;
+    path.field[level] = next->first;
+    std::fill(path.field + level + 1, path.field + kLevels + 1, uint16_t{HQOS_PATH_UNSET});
+    return &next->second;
+  }
+  return nullptr;
+}
+
+}  // namespace hqosd

@@ -1,0 +1,45 @@
+// The hierarchy below SPs: who is nested where, and the walk over it.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "service/model.h"
+
+namespace hqosd {
+
+constexpr int kLevels = 5;  // below an SP
+
+// A parent: an SP or an FG.
+struct Parent {
+  const char* kind;  // "SP" or "FG"
+  std::string name;
+  uint16_t id;
+  Children* children;
+  bool isSP() const { return kind[0] == 'S'; }
+};
+
+// A child of either kind, by the identifier under which it is nested.
+struct Child {
+  const char* kind;  // "FG" or "FC"
+  const std::string* name;
+  bool isFC() const { return kind[1] == 'C'; }
+};
+Child ChildOf(const Model& model, uint16_t id);
+
+// Whether the FG `childId` may be nested below the FG `parentId`: no cycle, and no more levels than
+// there are. For an SP as the parent, parentId is HQOS_ID_NONE.
+bool FitsBelow(const Model& model, uint16_t parentId, uint16_t childId);
+
+// Enters and removes a nesting, on both ends; an FC without any ceases to exist.
+void Nest(Model& model, const Parent& parent, uint16_t childId, Nesting nesting);
+void Unnest(Model& model, const Parent& parent, uint16_t childId);
+
+// Who uses the FP: "FG voice below SP gold".
+std::string UserOf(const Model& model, const std::string& fp);
+
+// Moves `path` to the child that follows it below the SP, depth first, siblings by identifier; the
+// path need not exist any more. Null when none follows.
+const Nesting* NextSon(const Model& model, const SP& sp, HQOS_SPSonPath& path);
+
+}  // namespace hqosd

@@ -1,0 +1,119 @@
+// Queries that list children.
+#include "lib/bulk_request.h"
+#include "lib/fg_son.h"
+#include "lib/sp_son.h"
+#include "lib/words.h"
+#include "service/hierarchy.h"
+#include "service/objects.h"
+#include "service/tlvs.h"
+
+namespace hqosd {
+
+namespace {
+
+constexpr uint32_t kFG = 1, kFC = 2;  // the kind of a child, in its record
+
+// Adds a data TLV while there is room in a reply and `count`, 0 for no limit, is not reached.
+class Block {
+ public:
+  Block(Answer& answer, uint32_t count) : answer_(answer), left_(count == 0 ? UINT32_MAX : count) {}
+
+  // False when it has no place any more.
+  bool Add(uint16_t type, const uint8_t* value, size_t length) {
+    const size_t before = answer_.data.size();
+    AppendTlv(answer_.data, type, value, length);
+    if (left_-- > 0 && HQOS_MSGHEAD_LEN + answer_.data.size() <= HQOS_MSG_MAX) return true;
+    answer_.data.resize(before);
+    return false;
+  }
+
+ private:
+  Answer& answer_;
+  uint32_t left_;
+};
+
+void CopyName(const std::string& name, char (&field)[HQOS_NAME_SIZE]) {
+  name.copy(field, sizeof field - 1);
+}
+
+// The container of a child: words[0] is its level, value1 its identifier, value2 its kind, name1
+// its name and name2 its FP.
+Bytes Describe(const Model& model, const HQOS_SPSonPath& path, const Nesting& nesting) {
+  HQOS_SPSon son{};
+  uint32_t level = kLevels;
+  while (path.field[level] == HQOS_PATH_UNSET) --level;
+  const Child child = ChildOf(model, path.field[level]);
+  son.words[0] = level;
+  son.path = path;
+  son.cfg.value1 = path.field[level];
+  son.cfg.value2 = child.isFC() ? kFC : kFG;
+  CopyName(*child.name, son.cfg.name1);
+  CopyName(nesting.fp, son.cfg.name2);
+  son.cfg.rule = nesting.rule;
+  Bytes container;
+  AppendRecord(container, HQOS_TLV_SONPATH, hqos::kSonPath, son.path);
+  AppendRecord(container, HQOS_TLV_SONCFG, hqos::kSonCfg, son.cfg);
+  AppendRecord(container, HQOS_TLV_WORDS, hqos::kWords<HQOS_SPSon>, son);
+  return container;
+}
+
+}  // namespace
+
+Answer GetBulkSPSon(Model& model, const Payload& payload) {
+  HQOS_AppObj obj{};
+  HQOS_SPSonPath path;
+  std::fill(std::begin(path.field), std::end(path.field), uint16_t{HQOS_PATH_UNSET});
+  uint32_t count = 0;
+  HQOS_msg_DecapBulkReq(payload.value, payload.length, &obj, &path, &count);
+  Answer answer;
+  if (path.field[0] == HQOS_PATH_UNSET) {
+    const auto* const first = model.sps.Next(HQOS_ID_NONE);
+    if (first == nullptr) return answer;
+    path.field[0] = first->id;
+  }
+  const auto* const sp = model.sps.Find(path.field[0]);
+  if (sp == nullptr) {
+    return Refuse(HQOSD_NOT_FOUND, "no SP has the identifier " + std::to_string(path.field[0]));
+  }
+  Block block(answer, count);
+  while (const Nesting* const nesting = NextSon(model, sp->value, path)) {
+    const Bytes container = Describe(model, path, *nesting);
+    if (!block.Add(HQOS_BULK_SP_SON, container.data(), container.size())) break;
+  }
+  return answer;
+}
+
+// A key is the FG's identifier, the child's, and HQOS_ID_NONE. Both queries take HQOS_ID_NONE for
+// the parent as the first there is.
+Answer GetBulkFGSon(Model& model, const Payload& payload) {
+  HQOS_FGSonRequest request{};
+  if (!Read(payload, hqos::kFGSonRequest, request)) return TooShort();
+  const uint16_t parentId = request.start.field[0];
+  const auto* const fg =
+      parentId == HQOS_ID_NONE ? model.fgs.Next(HQOS_ID_NONE) : model.fgs.Find(parentId);
+  if (fg == nullptr && parentId == HQOS_ID_NONE) return {};
+  if (fg == nullptr) {
+    return Refuse(HQOSD_NOT_FOUND, "no FG has the identifier " + std::to_string(parentId));
+  }
+  Answer answer;
+  Block block(answer, request.count);
+  const Children& children = fg->value.children;
+  const uint16_t after = request.start.field[1];
+  auto next = after == HQOS_ID_NONE ? children.begin() : children.upper_bound(after);
+  for (; next != children.end(); ++next) {
+    const auto& [id, nesting] = *next;
+    const Child child = ChildOf(model, id);
+    HQOS_FGSon son{};
+    son.key = {{fg->id, id, HQOS_ID_NONE}};
+    son.word = child.isFC() ? kFC : kFG;
+    CopyName(*child.name, son.name1);
+    CopyName(nesting.fp, son.name2);
+    son.rule = nesting.rule;
+    uint8_t value[hqos::kFGSon.size];
+    Encode(hqos::kFGSon, son, value);
+    if (!block.Add(HQOS_BULK_FG_SON, value, sizeof value)) break;
+  }
+  return answer;
+}
+
+}  // namespace hqosd
