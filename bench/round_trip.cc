@@ -1,5 +1,6 @@
 // What a command costs beyond its system calls: HQOS_lib_SetDebug against a bare loop of socket,
-// connect, send, recv and close to the same peer, call by call in turn, both processes on one CPU.
+// connect, send, recv and close to the same peer, call by call in turn, both processes on one CPU,
+// with the endpoint in HQOS_RUNTIME_DIR.
 //   round_trip_bench [CALLS]         the medians and their ratio, and the heap allocations
 //   round_trip_bench --calls CALLS   just that many commands, to be counted from outside
 #include <arpa/inet.h>
@@ -21,12 +22,19 @@
 #include "hqos.h"
 #include "platform/lip.h"
 
-// Every allocation of the process comes by here.
-extern "C" void* __libc_malloc(size_t size);  // NOLINT(bugprone-reserved-identifier)
+// Counts the allocations of the process.
+// NOLINTBEGIN(bugprone-reserved-identifier)
+extern "C" void* __libc_malloc(size_t size);
+extern "C" void* __libc_calloc(size_t count, size_t size);
+extern "C" void* __libc_realloc(void* block, size_t size);
+extern "C" void* __libc_memalign(size_t alignment, size_t size);
+// NOLINTEND(bugprone-reserved-identifier)
 static size_t g_allocations = 0;
-void* malloc(size_t size) {
-  ++g_allocations;
-  return __libc_malloc(size);
+void* malloc(size_t size) { return ++g_allocations, __libc_malloc(size); }
+void* calloc(size_t count, size_t size) { return ++g_allocations, __libc_calloc(count, size); }
+void* realloc(void* block, size_t size) { return ++g_allocations, __libc_realloc(block, size); }
+void* aligned_alloc(size_t alignment, size_t size) {
+  return ++g_allocations, __libc_memalign(alignment, size);
 }
 
 namespace {
@@ -117,8 +125,9 @@ int main(int argc, char** argv) {
 
   const sockaddr_lip address{
       sizeof(sockaddr_lip), LIP_FAMILY, htons(HQOS_SERVICE_PORT), htonl(HQOS_SERVICE_NODE), {}};
+  uint32_t rank = 0;
   const int listener = LIP_Socket(LIP_FAMILY, SOCK_DGRAM, LIP_PROTOCOL);
-  if (LIP_Listen(listener, &address, 16) != 0) Die("LIP_Listen");
+  if (LIP_Listen(listener, &address, 16, &rank) != 0) Die("LIP_Listen");
   const pid_t peer = fork();
   if (peer == 0) Answer(listener);
 

@@ -61,6 +61,7 @@ int RunBatch(std::istream& in, const std::string& file, bool force, Output& outp
     if (result == kDone) result = code;
     if (!force || code == kNoService) break;
   }
+  if (in.bad()) throw Failure(kUsage, "cannot read " + file);
   return result;
 }
 

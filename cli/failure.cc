@@ -17,7 +17,7 @@ std::string NoServiceText() {
        ++rank) {
     tried += (rank == 0 ? "" : " or ") + std::string(path);
   }
-  return "no hqos service answers at " + tried + "; start one with: hqosd";
+  return "no answer from an hqos service at " + tried + "; start one with: hqosd";
 }
 
 void CheckRoundTrip(uint32_t status) {

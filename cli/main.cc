@@ -27,7 +27,9 @@ int Run(int argc, char** argv, hqosctl::Output& output) {
   std::string batch;
   bool force = false;
   CLI::Option* const batchOption =
-      app.add_option("--batch", batch, "carry out the commands of FILE (-: standard input)")
+      app.add_option("--batch", batch,
+                     "carry out the commands of FILE (-: standard input), one a line, "
+                     "without options of hqosctl's own")
           ->type_name("FILE");
   app.add_flag("--force", force, "in a batch, go on behind a refusal")->needs(batchOption);
   app.require_subcommand(0, 1);
@@ -56,5 +58,9 @@ int main(int argc, char** argv) {
     result = failure.code();
   }
   output.Finish();
+  if (!std::cout.flush()) {
+    std::cerr << "hqosctl: cannot write to standard output\n";
+    if (result == hqosctl::kDone) result = hqosctl::kUsage;
+  }
   return result;
 }

@@ -16,5 +16,6 @@ write_basic_package_version_file(${PROJECT_BINARY_DIR}/hqosConfigVersion.cmake
 install(FILES ${PROJECT_BINARY_DIR}/hqosConfig.cmake ${PROJECT_BINARY_DIR}/hqosConfigVersion.cmake
   DESTINATION ${package_dir})
 
+file(RELATIVE_PATH pkgconfig_to_prefix /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
 configure_file(cmake/hqos.pc.in ${PROJECT_BINARY_DIR}/hqos.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/hqos.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

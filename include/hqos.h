@@ -10,12 +10,15 @@
 //             - HQOS_ERR_BADREPLY: the reply held no usable status; *result is all zero.
 //             A command whose call failed may or may not have taken effect: ask before repeating.
 // Queries     Return 0 with the outputs filled, HQOS_ERR_FAILED or HQOS_ERR_BADREPLY as above, or
-//             the service's own non-zero code. Outputs are untouched unless 0 is returned.
-// Waiting     A call waits for the reply without a time limit. A service that dies ends the wait
-//             with HQOS_ERR_FAILED. Signals neither end nor disturb a call.
-// Ownership   Every record and buffer is the caller's; nothing is kept after the call, nothing
-//             is allocated on the heap. A round trip takes about 4 kB of stack and one descriptor,
-//             which is closed before the call returns.
+//             the service's own non-zero code. Outputs are untouched unless 0 is returned. A status
+//             of code 0 is no proper answer to a query: its TLV is then taken for data.
+// Waiting     A call waits for the reply without a time limit. Signals neither end nor disturb it.
+//             On a host a service that dies ends the wait with HQOS_ERR_FAILED; on a platform with
+//             plain datagrams it may not.
+// Ownership   Every record and buffer is the caller's; nothing is kept after the call, and the
+//             library allocates nothing on the heap. A round trip takes about 4 kB of stack, beside
+//             what the platform's operations take, and one descriptor, which is closed before the
+//             call returns.
 // Pointers    Must not be null where the text does not allow it; this is not checked.
 // Names       NUL-terminated. An object name longer than 31 characters is cut to 31. In a record
 //             the characters behind the terminator are zero.

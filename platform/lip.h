@@ -42,20 +42,22 @@ static inline int LIP_Connect(int fd, const struct sockaddr_lip* address, sockle
 int LIP_Socket(int family, int type, int protocol);
 
 // Connects to whoever listens at the address (EINVAL unless it is a sockaddr_lip of 16 bytes). The
-// endpoints of LIP_GetEndpoint are tried in their order; one that is missing, or where nobody
-// listens any more, is passed over. EPERM: the endpoint stands where another user could have put
-// it.
+// endpoints of LIP_GetEndpoint are tried in their order; one that is missing or not accessible,
+// where nobody listens any more, or that another user could have put there (EPERM) is passed over.
 int LIP_Connect(int fd, const struct sockaddr_lip* address, socklen_t length);
 
 // For a service: binds fd to the address and listens there, in the first endpoint directory that
-// can be made or written to. An endpoint that a dead service left behind is replaced. 0, or -1 with
-// errno: EADDRINUSE when a live service listens there already.
-int LIP_Listen(int fd, const struct sockaddr_lip* address, int backlog);
+// can be made or written to. An endpoint that a dead service left behind is replaced. Returns 0, or
+// -1 with errno: EADDRINUSE when a live service listens there already. *rank is then the rank of
+// the endpoint where it listens, or which failed.
+int LIP_Listen(int fd, const struct sockaddr_lip* address, int backlog, uint32_t* rank);
 
-// The path of a port's endpoint, a socket named lip-<node, 8 hex digits>-<port>:
-//   rank 0  in $HQOS_RUNTIME_DIR, the only rank where that is set; else in /run/hqos
-//   rank 1  in $XDG_RUNTIME_DIR/hqos where that is set; else in .hqos in the home directory that
-//           the user database gives the effective user
+// The path of a port's endpoint, a socket named lip-<node, 8 hex digits>-<port>. The ranks count
+// the directories that there are, in this order:
+//   $HQOS_RUNTIME_DIR, and no other where that is set
+//   /run/hqos
+//   $XDG_RUNTIME_DIR/hqos
+//   $HOME/.hqos; without HOME the directory that the user database gives the effective user
 // Set-uid and set-gid programs do not look at the environment. Writes the path, NUL-terminated, at
 // `path` and returns its length; 0 when there is no such rank or `room` does not hold the path.
 uint32_t LIP_GetEndpoint(uint32_t node, uint16_t port, uint32_t rank, char* path, uint32_t room);

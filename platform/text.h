@@ -9,13 +9,18 @@ extern "C" {
 #endif
 
 // Where the C library has the function, its declaration stands.
-#if !defined(__GLIBC__) || !__GLIBC_PREREQ(2, 38)
+#ifdef __GLIBC__
+#if __GLIBC_PREREQ(2, 38)
+#define HQOS_LIBC_HAS_STRLCPY
+#endif
+#endif
 
+#ifndef HQOS_LIBC_HAS_STRLCPY
 // Copies `from` into the `room` bytes at `to`: as much as fits, always terminated (room 0: nothing
 // is written). Returns the length of `from`.
 size_t strlcpy(char* to, const char* from, size_t room);
-
 #endif
+#undef HQOS_LIBC_HAS_STRLCPY
 
 // Prints into the `room` bytes at `to`: as much as fits, always terminated (room 0: nothing is
 // written). Returns the number of characters stored, without the NUL.

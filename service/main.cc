@@ -1,6 +1,8 @@
 // hqosd: stand-in for the hqos service.
 #include <arpa/inet.h>
-#include <sys/un.h>
+#include <signal.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
@@ -17,43 +19,66 @@ namespace {
 
 constexpr int kBacklog = 512;
 
-// The path of the Unix-domain socket that stands for the endpoint.
-std::string PathOf(int fd) {
-  sockaddr_un address{};
-  socklen_t length = sizeof address;
-  getsockname(fd, reinterpret_cast<sockaddr*>(&address), &length);
-  return address.sun_path;
-}
+// The endpoint where the service listens, a socket in the file system.
+class Endpoint {
+ public:
+  Endpoint() : fd_(LIP_Socket(LIP_FAMILY, SOCK_DGRAM, LIP_PROTOCOL)) {
+    const sockaddr_lip address{
+        sizeof(sockaddr_lip), LIP_FAMILY, htons(HQOS_SERVICE_PORT), htonl(HQOS_SERVICE_NODE), {}};
+    uint32_t rank = 0;
+    const bool listening = fd_ >= 0 && LIP_Listen(fd_, &address, kBacklog, &rank) == 0;
+    reason_ = listening ? 0 : errno;
+    LIP_GetEndpoint(HQOS_SERVICE_NODE, HQOS_SERVICE_PORT, rank, path_, sizeof path_);
+    stat(path_, &file_);
+  }
+  // Removes the socket, unless another has taken its place.
+  ~Endpoint() {
+    struct stat now;
+    if (reason_ == 0 && stat(path_, &now) == 0 && now.st_ino == file_.st_ino &&
+        now.st_dev == file_.st_dev) {
+      unlink(path_);
+    }
+    if (fd_ >= 0) close(fd_);
+  }
+  Endpoint(const Endpoint&) = delete;
+  Endpoint& operator=(const Endpoint&) = delete;
 
-int Listen() {
-  const sockaddr_lip address{
-      sizeof(sockaddr_lip), LIP_FAMILY, htons(HQOS_SERVICE_PORT), htonl(HQOS_SERVICE_NODE), {}};
-  const int fd = LIP_Socket(LIP_FAMILY, SOCK_DGRAM, LIP_PROTOCOL);
-  if (fd >= 0 && LIP_Listen(fd, &address, kBacklog) == 0) return fd;
-  const int reason = errno;
-  char path[4096] = "";
-  LIP_GetEndpoint(HQOS_SERVICE_NODE, HQOS_SERVICE_PORT, 0, path, sizeof path);
-  hqosd::Log("cannot listen at %s: %s", path,
-             reason == EADDRINUSE ? "another service is there" : std::strerror(reason));
-  if (fd >= 0) close(fd);
-  return -1;
-}
+  int fd() const { return fd_; }
+  int reason() const { return reason_; }  // why it does not listen; 0: it does
+  const char* path() const { return path_; }
+
+ private:
+  int fd_;
+  int reason_;
+  char path_[4096] = "";
+  struct stat file_ {};
+};
 
 int Serve() {
-  const int listener = Listen();
-  if (listener < 0) return 1;
-  const std::string path = PathOf(listener);
-  hqosd::Log("listening at %s", path.c_str());
+  const Endpoint endpoint;
+  if (endpoint.reason() != 0) {
+    const char* const why = endpoint.reason() == EADDRINUSE ? "another service is there"
+                                                            : std::strerror(endpoint.reason());
+    hqosd::Log("cannot listen at %s: %s", endpoint.path(), why);
+    return 1;
+  }
+  hqosd::Log("listening at %s", endpoint.path());
 
   hqosd::Model model;
-  hqosd::Server server(listener, [&model](const uint8_t* request, size_t length) {
+  hqosd::Server server(endpoint.fd(), [&model](const uint8_t* request, size_t length) {
     return hqosd::Respond(model, request, length);
   });
   const bool ended = server.Run();
-  unlink(path.c_str());
-  close(listener);
   hqosd::Log(ended ? "ended" : "the event loop failed");
   return ended ? 0 : 1;
+}
+
+// As many descriptors, and so clients, as the system allows.
+void RaiseDescriptorLimit() {
+  rlimit limit;
+  if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return;
+  limit.rlim_cur = limit.rlim_max;
+  setrlimit(RLIMIT_NOFILE, &limit);
 }
 
 }  // namespace
@@ -71,5 +96,7 @@ int main(int argc, char** argv) {
   } catch (const CLI::ParseError& e) {
     return app.exit(e) == 0 ? 0 : 2;
   }
+  signal(SIGPIPE, SIG_IGN);  // the reader of the log may go
+  RaiseDescriptorLimit();
   return Serve();
 }

@@ -194,7 +194,7 @@ Answer AddFGNestFC(Model& model, const Payload& payload) {
   const Parent parent = FindParent(model.fgs, "FG", request.parentName, answer);
   if (parent.children == nullptr) return answer;
   const std::string name = request.childName;
-  if (!IsUsableName(name)) return BadName("FC");
+  if (!IsUsableName(name)) return BadName("FC", name);
   const auto* const existing = model.fcs.Find(name);
   const uint16_t id = existing != nullptr ? existing->id : FreeFCId(model);
   if (id == HQOS_ID_NONE) {

@@ -25,7 +25,9 @@ template <class Value>
 auto* FindObject(ObjectTable<Value>& table, const char* kind, const std::string& name,
                  Answer& refusal) {
   auto* const object = table.Find(name);
-  if (object == nullptr) {
+  if (name.empty()) {
+    refusal = Refuse(HQOSD_NOT_FOUND, std::string(kind) + ": no name is given");
+  } else if (object == nullptr) {
     refusal = Refuse(HQOSD_NOT_FOUND, Title(kind, name) + " does not exist");
   }
   return object;
@@ -66,10 +68,10 @@ const auto* FindNext(const ObjectTable<Value>& table, const char* kind, const Pa
   return object;
 }
 
-inline Answer BadName(const char* kind) {
-  return Refuse(
-      HQOSD_BAD_NAME,
-      std::string(kind) + ": a name has 1 to 31 characters, none of them a control character");
+inline Answer BadName(const char* kind, const std::string& name) {
+  return Refuse(HQOSD_BAD_NAME,
+                Title(kind, "\"" + name + "\"") +
+                    ": a name has 1 to 31 characters, none of them a control character");
 }
 
 // Creates an object. `taken` tells who else has an identifier, "" when nobody.
@@ -78,7 +80,7 @@ Answer AddObject(ObjectTable<Value>& table, const char* kind, const Payload& pay
                  const Taken& taken) {
   HQOS_ObjPayload key{};
   if (!Read(payload, hqos::kObjPayload, key)) return TooShort();
-  if (!IsUsableName(key.name)) return BadName(kind);
+  if (!IsUsableName(key.name)) return BadName(kind, key.name);
   const std::string title = Title(kind, key.name);
   if (table.Find(std::string(key.name)) != nullptr) {
     return Refuse(HQOSD_EXISTS, title + " already exists");

@@ -3,6 +3,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstring>
@@ -64,19 +65,30 @@ void Server::Accept() {
     const int fd = accept4(listener_, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
     if (fd < 0) {
       if (errno == EAGAIN || errno == EINTR || errno == ECONNABORTED) return;
-      Log("cannot accept a client: %s", std::strerror(errno));
-      event_del(accept_.get());
-      event_add(acceptAgain_.get(), &kShortage);
-      return;
+      return MakeRoom(errno);
     }
     Client& client = clients_[fd];
     client.server = this;
     client.fd = fd;
+    client.order = nextOrder_++;
     client.event = NewEvent(fd, EV_READ, serve, &client);
     if (client.event == nullptr || event_add(client.event.get(), &kRequestTime) != 0) {
       Drop(client);
     }
   }
+}
+
+// Out of descriptors: the client that has been here longest goes. When there is none, somebody else
+// has them, and accepting pauses.
+void Server::MakeRoom(int reason) {
+  if (!saidShort_) Log("cannot accept a client, dropping the oldest: %s", std::strerror(reason));
+  saidShort_ = true;
+  const auto oldest = std::min_element(
+      clients_.begin(), clients_.end(),
+      [](const auto& a, const auto& b) { return a.second.order < b.second.order; });
+  if (oldest != clients_.end()) return Drop(oldest->second);
+  event_del(accept_.get());
+  event_add(acceptAgain_.get(), &kShortage);
 }
 
 void Server::Serve(Client& client, short what) {
@@ -103,6 +115,7 @@ void Server::Serve(Client& client, short what) {
 void Server::Drop(Client& client) {
   const int fd = client.fd;
   clients_.erase(fd);
+  if (clients_.empty()) saidShort_ = false;
   close(fd);
 }
 

@@ -35,6 +35,7 @@ class Server {
   struct Client {
     Server* server;
     int fd;
+    uint64_t order;  // of its coming
     bool answered = false;
     EventPtr event;
   };
@@ -42,6 +43,7 @@ class Server {
   void Accept();
   void Serve(Client& client, short what);
   void Drop(Client& client);
+  void MakeRoom(int reason);
   EventPtr NewEvent(int fd, short what, event_callback_fn callback, void* argument);
 
   std::unique_ptr<event_base, FreeEvent> base_;
@@ -49,6 +51,8 @@ class Server {
   Responder respond_;
   EventPtr accept_, acceptAgain_, terminate_, interrupt_;
   std::unordered_map<int, Client> clients_;
+  uint64_t nextOrder_ = 0;
+  bool saidShort_ = false;  // a shortage of descriptors is logged once
 };
 
 }  // namespace hqosd

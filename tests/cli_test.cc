@@ -83,12 +83,25 @@ TEST(Ctl, TellsFailuresApart) {
       EXPECT_EQ(outcome.err, c.err);
     }
   }
+  EXPECT_EQ(Ctl({"--batch", service.dir()}).status, 2);
+  EXPECT_EQ(Ctl({"--json", "--batch", "/dev/null"}).out, "[]\n");
   service.Signal(15);
   service.Wait();
   const Outcome alone = Ctl({"sp", "show"});
   EXPECT_EQ(alone.status, 3);
-  EXPECT_EQ(alone.err, "hqosctl: no hqos service answers at " + service.endpoint() +
+  EXPECT_EQ(alone.err, "hqosctl: no answer from an hqos service at " + service.endpoint() +
                            "; start one with: hqosd\n");
+}
+
+TEST(Ctl, EndsABatchWithoutAService) {
+  Service service;
+  const std::string file = service.dir() + "/batch";
+  std::ofstream(file) << "sp add a\nsp add b\n";
+  service.Signal(15);
+  service.Wait();
+  const Outcome outcome = Ctl({"--force", "--batch", file});
+  EXPECT_EQ(outcome.status, 3);
+  EXPECT_EQ(outcome.err.find(":2:"), std::string::npos);
 }
 
 TEST(Ctl, CarriesOutBatches) {

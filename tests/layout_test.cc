@@ -129,4 +129,20 @@ TEST(TlvWalk, StopsAtHostileLengths) {
   }
 }
 
+TEST(TlvWalk, OfAMessageBeginsBehindItsHead) {
+  struct {
+    uint8_t headLen;
+    int tlvs;
+  } const cases[] = {{0, 3}, {4, 2}, {8, 1}, {11, 0}, {12, 0}, {13, 0}, {255, 0}};
+  for (const auto& c : cases) {
+    Bytes message(12);  // TLVs without values, one behind the other
+    message[0] = c.headLen;
+    hqos::TlvWalk walk = hqos::WalkMessage(message.data(), static_cast<uint16_t>(message.size()));
+    hqos::Tlv tlv;
+    int found = 0;
+    while (walk.Next(tlv)) ++found;
+    EXPECT_EQ(found, c.tlvs) << int{c.headLen};
+  }
+}
+
 }  // namespace

@@ -1,5 +1,6 @@
 // The host's platform layer itself.
 #include <arpa/inet.h>
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <net/if.h>
 #include <pwd.h>
@@ -13,6 +14,7 @@
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <vector>
 
 #include "platform/interface.h"
 #include "platform/lip.h"
@@ -103,7 +105,10 @@ class Endpoints : public testing::Test {
   }
   static int Listen(const sockaddr_lip& address) {
     const int fd = Open();
-    return Done(fd, LIP_Listen(fd, &address, 5));
+    uint32_t rank = 9;
+    const int listener = Done(fd, LIP_Listen(fd, &address, 5, &rank));
+    EXPECT_EQ(rank, 0u);
+    return listener;
   }
 
   fs::path dir_;
@@ -122,12 +127,17 @@ TEST_F(Endpoints, AreNamedByNodeAndPort) {
   EXPECT_EQ(Endpoint(1174, 1), "");
 
   setenv("HQOS_RUNTIME_DIR", "", 1);
+  setenv("HOME", "/home/me", 1);
   EXPECT_EQ(Endpoint(1174, 0), "/run/hqos/lip-80000000-1174");
-  EXPECT_EQ(Endpoint(1174, 1),
-            std::string(getpwuid(geteuid())->pw_dir) + "/.hqos/lip-80000000-1174");
+  EXPECT_EQ(Endpoint(1174, 1), "/home/me/.hqos/lip-80000000-1174");
+  EXPECT_EQ(Endpoint(1174, 2), "");
   setenv("XDG_RUNTIME_DIR", "/run/user/7", 1);
   EXPECT_EQ(Endpoint(1174, 1), "/run/user/7/hqos/lip-80000000-1174");
-  EXPECT_EQ(Endpoint(1174, 2), "");
+  EXPECT_EQ(Endpoint(1174, 2), "/home/me/.hqos/lip-80000000-1174");
+  EXPECT_EQ(Endpoint(1174, 3), "");
+  unsetenv("HOME");
+  const std::string home = getpwuid(geteuid())->pw_dir;
+  EXPECT_EQ(Endpoint(1174, 2), home + "/.hqos/lip-80000000-1174");
 }
 
 TEST_F(Endpoints, NeedRoomForTheirPath) {
@@ -195,35 +205,54 @@ TEST_F(Endpoints, AreTakenOverFromTheDead) {
   EXPECT_TRUE(fs::is_regular_file(Endpoint(1, 0)));
 }
 
-// Without HQOS_RUNTIME_DIR, a directory that others can write to is not trusted.
+// Without HQOS_RUNTIME_DIR a directory that is another user's, or that others can write to, is
+// passed over; HOME is the next.
 TEST_F(Endpoints, AreNotTakenFromOthers) {
-  fs::create_directory(dir_ / "hqos");
-  setenv("HQOS_RUNTIME_DIR", (dir_ / "hqos").c_str(), 1);
-  const int listener = Listen(Address(1));
-  ASSERT_GE(listener, 0);
+  const fs::path planted = dir_ / "hqos", own = dir_ / ".hqos";
+  std::vector<int> listeners;
+  for (const fs::path& path : {planted, own}) {
+    setenv("HQOS_RUNTIME_DIR", path.c_str(), 1);
+    listeners.push_back(Listen(Address(1)));
+    ASSERT_GE(listeners.back(), 0);
+  }
   unsetenv("HQOS_RUNTIME_DIR");
   setenv("XDG_RUNTIME_DIR", dir_.c_str(), 1);
-  struct {
-    fs::perms mode;
-    int reason;
-  } const cases[] = {{fs::perms(0700), 0}, {fs::perms(0720), EPERM}, {fs::perms(0702), EPERM}};
-  for (const auto& c : cases) {
-    fs::permissions(dir_ / "hqos", c.mode);
-    errno = 0;
+  // Which of the two a client reaches; -1 and errno when none.
+  const auto reached = [&] {
     const int client = Connect(Address(1));
-    EXPECT_EQ(client >= 0, c.reason == 0);
-    if (client < 0) {
-      EXPECT_EQ(errno, c.reason);
-    } else {
+    if (client < 0) return -1;
+    for (size_t i = 0; i < listeners.size(); ++i) {
+      const int accepted = accept4(listeners[i], nullptr, nullptr, SOCK_NONBLOCK);
+      if (accepted < 0) continue;
+      close(accepted);
       close(client);
+      return static_cast<int>(i);
     }
+    return -1;
+  };
+  for (const int listener : listeners) fcntl(listener, F_SETFL, O_NONBLOCK);
+  const auto expectPlanted = [&](bool trusted) {
+    setenv("HOME", dir_.c_str(), 1);
+    EXPECT_EQ(reached(), trusted ? 0 : 1);
+    setenv("HOME", "/nonexistent", 1);
+    errno = 0;
+    EXPECT_EQ(reached(), trusted ? 0 : -1);
+  };
+  expectPlanted(true);
+  for (const auto mode : {0720, 0702}) {
+    fs::permissions(planted, fs::perms(mode));
+    expectPlanted(false);
   }
-  fs::permissions(dir_ / "hqos", fs::perms(0700));
-  fs::rename(dir_ / "hqos", dir_ / "real");
-  fs::create_symlink(dir_ / "real", dir_ / "hqos");
-  EXPECT_EQ(Connect(Address(1)), -1);
-  EXPECT_EQ(errno, EPERM);
-  close(listener);
+  fs::permissions(planted, fs::perms(0700));
+  if (geteuid() == 0) {
+    ASSERT_EQ(chown(planted.c_str(), 65534, 65534), 0);
+    expectPlanted(false);
+    ASSERT_EQ(chown(planted.c_str(), 0, 0), 0);
+  }
+  fs::rename(planted, dir_ / "real");
+  fs::create_symlink(dir_ / "real", planted);
+  expectPlanted(false);
+  for (const int listener : listeners) close(listener);
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include <signal.h>
 #include <spawn.h>
 #include <stdlib.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -92,6 +93,13 @@ void Service::Start() {
 }
 
 void Service::Signal(int signal) const { kill(pid_, signal); }
+
+void Service::LimitDescriptors(unsigned most) const {
+  const rlimit limit{most, most};
+  prlimit(pid_, RLIMIT_NOFILE, &limit, nullptr);
+}
+
+std::string Service::Log() const { return ReadFile(dir_ + "/err"); }
 
 int Service::Wait() {
   const int status = WaitFor(pid_);

@@ -30,6 +30,11 @@ class Service {
   // Waits for its end; the exit status as in Outcome.
   int Wait();
 
+  // Lets it open no more than that many descriptors.
+  void LimitDescriptors(unsigned most) const;
+  // What it has logged.
+  std::string Log() const;
+
   const std::string& dir() const { return dir_; }
   std::string endpoint() const { return dir_ + "/lip-80000000-1174"; }
 

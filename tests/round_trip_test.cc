@@ -182,6 +182,36 @@ TEST(RoundTrip, FailsWithoutTouchingTheResult) {
   }
 }
 
+// A part of a request sent is a failure, also when errno still tells of an earlier interruption.
+TEST(RoundTrip, DoesNotMistakeAnOldErrno) {
+  Script script;
+  script.shortSend = true;
+  HQOS_Result result = kUntouched;
+  Seen seen;
+  const uint32_t status = Play(script, seen, [&] {
+    errno = EINTR;
+    return HQOS_lib_AddFG("fg1", 5, &result);
+  });
+  EXPECT_EQ(status, uint32_t{HQOS_ERR_FAILED});
+  EXPECT_EQ(seen.sends, 1);
+}
+
+TEST(RoundTrip, TakesTheLargestReplies) {
+  Script script;
+  Seen seen;
+  // The last TLV reaches to byte 1500, so one byte less and it would be lost.
+  const Bytes text = wire::Status(7, std::string(HQOS_MSG_MAX - 17, 'x'));
+  ASSERT_EQ(text.size(), size_t{HQOS_MSG_MAX});
+  EXPECT_EQ(Reply(text).result.code, 7u);
+  const Bytes unknown = wire::Tlv(5, Bytes(HQOS_MSG_MAX - 12 - 12 - 4));
+  script.reply =
+      wire::Message(2, 2, wire::Tlv(1, unknown + wire::Tlv(6, Hex("00000001 00000002"))));
+  ASSERT_EQ(script.reply.size(), size_t{HQOS_MSG_MAX});
+  HQOS_SPInfo info{};
+  EXPECT_EQ(Play(script, seen, [&] { return HQOS_lib_GetSP("gold", &info); }), 0u);
+  EXPECT_EQ(info.words[1], 2u);
+}
+
 TEST(MsgHead, IsWrittenAsEightBytes) {
   Bytes out(10, 0xEE);
   EXPECT_EQ(HQOS_msg_EncapMsgHead(2, 3, 4, out.data()), 8u);

@@ -1,5 +1,4 @@
 // The library, a real socket and a real service.
-#include <arpa/inet.h>
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <unistd.h>
@@ -13,12 +12,13 @@
 
 #include "hqos.h"
 #include "platform/hqosd.h"
-#include "platform/lip.h"
 #include "tests/bytes.h"
+#include "tests/client.h"
 #include "tests/process.h"
 
 namespace {
 
+using process::Client;
 using process::Service;
 using wire::Bytes;
 using wire::Hex;
@@ -62,10 +62,14 @@ TEST(Service, KeepsObjects) {
   ASSERT_EQ(HQOS_lib_GetSP("gold", &info), 0u);
   EXPECT_EQ(info.value1, uint32_t{HQOS_SPUNIT_BYTE_COUNT});
 
+  // Identifiers that were given back or passed over, the lowest first.
   EXPECT_EQ(Do(HQOS_lib_DelSP, 0, "silver"), "");
-  EXPECT_EQ(Do(HQOS_lib_AddSP, 0, "again", HQOS_ID_NONE), "");
-  ASSERT_EQ(HQOS_lib_GetSP("again", &info), 0u);
-  EXPECT_EQ(info.id, 0);
+  EXPECT_EQ(Do(HQOS_lib_AddSP, 0, "one", 1), "");
+  for (const auto& [name, id] : {std::pair("zero", 0), std::pair("two", 2)}) {
+    EXPECT_EQ(Do(HQOS_lib_AddSP, 0, name, HQOS_ID_NONE), "");
+    ASSERT_EQ(HQOS_lib_GetSP(name, &info), 0u);
+    EXPECT_EQ(info.id, id);
+  }
   for (const auto del : {HQOS_lib_DelFP, HQOS_lib_DelDP}) {
     HQOS_Result result;
     EXPECT_EQ(del("gold", &result), 0u);
@@ -84,41 +88,19 @@ TEST(Service, SaysWhyItRefuses) {
   EXPECT_EQ(Do(HQOS_lib_SetSPUnit, HQOSD_BAD_VALUE, "gold", 2), "SP gold: there is no unit 2");
   EXPECT_EQ(Do(HQOS_lib_SetSPUnit, HQOSD_NOT_FOUND, "tin", 1), "SP tin does not exist");
   EXPECT_EQ(Do(HQOS_lib_ResetSPUnit, HQOSD_NOT_FOUND, "tin"), "SP tin does not exist");
-  const char kNames[] = "a name has 1 to 31 characters, none of them a control character";
-  EXPECT_EQ(Do(HQOS_lib_AddDP, HQOSD_BAD_NAME, "", 1), std::string("DP: ") + kNames);
-  EXPECT_EQ(Do(HQOS_lib_AddFP, HQOSD_BAD_NAME, "a\tb", 1), std::string("FP: ") + kNames);
+  const char kNames[] = ": a name has 1 to 31 characters, none of them a control character";
+  EXPECT_EQ(Do(HQOS_lib_AddDP, HQOSD_BAD_NAME, "", 1), std::string("DP \"\"") + kNames);
+  EXPECT_EQ(Do(HQOS_lib_AddFP, HQOSD_BAD_NAME, "a\tb", 1), std::string("FP \"a?b\"") + kNames);
+  EXPECT_EQ(Do(HQOS_lib_DelSP, HQOSD_NOT_FOUND, ""), "SP: no name is given");
   HQOS_SPInfo info;
   EXPECT_EQ(HQOS_lib_GetSP("tin", &info), uint32_t{HQOSD_NOT_FOUND});
 }
 
-// A raw client of the service.
-class Client {
- public:
-  Client() : fd_(LIP_Socket(LIP_FAMILY, SOCK_DGRAM, LIP_PROTOCOL)) {
-    const sockaddr_lip address{
-        sizeof(sockaddr_lip), LIP_FAMILY, htons(HQOS_SERVICE_PORT), htonl(HQOS_SERVICE_NODE), {}};
-    EXPECT_EQ(LIP_Connect(fd_, &address, sizeof address), 0);
-  }
-  ~Client() { close(fd_); }
-  Client(const Client&) = delete;
-  Client& operator=(const Client&) = delete;
-
-  uint32_t TrySend(const Bytes& request) const {
-    return HQOS_msg_Send(fd_, request.data(), static_cast<uint16_t>(request.size()));
-  }
-  void Send(const Bytes& request) const { EXPECT_EQ(TrySend(request), 0u); }
-  // The reply; empty when there is none.
-  Bytes Receive() const {
-    Bytes reply(2000);
-    uint16_t length = 0;
-    HQOS_msg_Recv(fd_, static_cast<uint16_t>(reply.size()), reply.data(), &length);
-    reply.resize(length);
-    return reply;
-  }
-
- private:
-  int fd_;
-};
+Bytes Ask(const Bytes& request) {
+  const Client client;
+  client.Send(request);
+  return client.Receive();
+}
 
 TEST(Service, AnswersMalformedRequestsAndChangesNothing) {
   Service service;
@@ -141,19 +123,30 @@ TEST(Service, AnswersMalformedRequestsAndChangesNothing) {
     requests.emplace_back(good.begin(), good.begin() + static_cast<ptrdiff_t>(length));
   }
   for (const Bytes& request : requests) {
-    const Client client;
-    client.Send(request);
-    const Bytes reply = client.Receive();
+    const Bytes reply = Ask(request);
     ASSERT_GT(reply.size(), 16u) << testing::PrintToString(request);
     EXPECT_EQ(Bytes(reply.begin() + 8, reply.begin() + 10), Hex("7000"));
     const uint32_t code = reply[15];
     EXPECT_TRUE(code == (HQOSD_MALFORMED & 0xFF) || code == (HQOSD_UNKNOWN & 0xFF)) << code;
   }
+  EXPECT_NE(service.Log().find("refused a request of 1501 bytes: the request is too long"),
+            std::string::npos);
   HQOS_SPInfo info;
   EXPECT_EQ(HQOS_lib_GetNextSP(HQOS_ID_NONE, &info), uint32_t{HQOSD_END});
-  const Client client;
-  client.Send(good);
-  EXPECT_EQ(client.Receive(), wire::Message(2, 1, wire::Tlv(0x7000, Bytes(5))));
+  EXPECT_EQ(Ask(good), wire::Message(2, 1, wire::Tlv(0x7000, Bytes(5))));
+}
+
+// Numbers that the library cannot send.
+TEST(Service, ChecksNumbers) {
+  Service service;
+  Do(HQOS_lib_AddSP, 0, "gold", 5);
+  const auto code = [](uint8_t opClass, uint16_t type, const Bytes& payload) {
+    const Bytes reply = Ask(wire::Message(1, opClass, wire::Tlv(type, payload)));
+    return reply.size() > 15 && reply[8] == 0x70 ? 0x40020000u | reply[15] : 0;
+  };
+  EXPECT_EQ(code(1, 4, wire::Field("gold", 32) + Hex("0006 0000")), uint32_t{HQOSD_BAD_VALUE});
+  EXPECT_EQ(code(3, 2, Hex("00010000")), uint32_t{HQOSD_BAD_VALUE});
+  EXPECT_EQ(code(2, 1, wire::Field("gold", 32) + Hex("0005 0000")), 0u);
 }
 
 TEST(Service, IsNotDelayedByIdleOrHostileClients) {
@@ -167,6 +160,38 @@ TEST(Service, IsNotDelayedByIdleOrHostileClients) {
     ASSERT_EQ(HQOS_lib_GetNextSP(HQOS_ID_NONE, &info), uint32_t{HQOSD_END});
   }
   EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(2));
+}
+
+TEST(Service, LeavesTheClosingToTheClient) {
+  Service service;
+  const Client answered, again, silent;
+  for (const Client* client : {&answered, &again}) {
+    client->Send(Hex("08"));
+    EXPECT_FALSE(client->Receive().empty());
+  }
+  again.Send(Hex("08"));
+  EXPECT_TRUE(again.Receive().empty());  // one request a connection
+  const auto begin = std::chrono::steady_clock::now();
+  const auto passed = [begin] { return std::chrono::steady_clock::now() - begin; };
+  for (const Client* client : {&answered, &silent}) {
+    while (!client->IsClosed() && passed() < std::chrono::seconds(10)) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+  }
+  EXPECT_GT(passed(), std::chrono::seconds(4));
+  EXPECT_LT(passed(), std::chrono::seconds(8));
+}
+
+TEST(Service, DropsTheOldestWhenDescriptorsRunOut) {
+  Service service;
+  service.LimitDescriptors(40);
+  const std::vector<Client> silent(200);
+  HQOS_SPInfo info;
+  const auto begin = std::chrono::steady_clock::now();
+  EXPECT_EQ(HQOS_lib_GetNextSP(HQOS_ID_NONE, &info), uint32_t{HQOSD_END});
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(1));
+  EXPECT_TRUE(silent.front().IsClosed());
+  EXPECT_FALSE(silent.back().IsClosed());
 }
 
 TEST(Service, ServesManyThreadsAtOnce) {
@@ -233,6 +258,15 @@ TEST(Service, EndsCleanly) {
   }
 }
 
+TEST(Service, LeavesAnothersEndpoint) {
+  Service service;
+  std::filesystem::rename(service.endpoint(), service.endpoint() + ".old");
+  std::ofstream(service.endpoint()) << "another";
+  service.Signal(SIGTERM);
+  EXPECT_EQ(service.Wait(), 0);
+  EXPECT_TRUE(std::filesystem::exists(service.endpoint()));
+}
+
 TEST(Service, LeavesALiveOneAlone) {
   Service service;
   const process::Outcome second = process::Run({HQOSD});
@@ -247,14 +281,17 @@ TEST(Service, LogsWhatItIsAsked) {
   EXPECT_EQ(HQOS_lib_SetDebug(HQOSD_DEBUG_REQUESTS | HQOSD_DEBUG_BYTES), 0u);
   EXPECT_EQ(HQOS_lib_SetDebug(4), 0u);  // refused, unseen
   Do(HQOS_lib_DelSP, HQOSD_NOT_FOUND, "tin");
-  EXPECT_EQ(HQOS_lib_ResetDebug(HQOSD_DEBUG_REQUESTS | HQOSD_DEBUG_BYTES), 0u);
+  EXPECT_EQ(HQOS_lib_ResetDebug(HQOSD_DEBUG_BYTES), 0u);
   Do(HQOS_lib_DelSP, HQOSD_NOT_FOUND, "lead");
-  std::ifstream log(service.dir() + "/err");
-  const std::string text(std::istreambuf_iterator<char>(log), {});
+  EXPECT_EQ(HQOS_lib_ResetDebug(HQOSD_DEBUG_REQUESTS), 0u);
+  Do(HQOS_lib_DelSP, HQOSD_NOT_FOUND, "iron");
+  const std::string text = service.Log();
   EXPECT_NE(text.find("SetDebug: 0x40020004 debug selector 4 is unknown"), text.npos);
   EXPECT_NE(text.find("DelSP: 0x40020007 SP tin does not exist"), text.npos);
   EXPECT_NE(text.find("request 08010101 01000000 00040024 74696e00"), text.npos);
-  EXPECT_EQ(text.find("lead"), text.npos);
+  EXPECT_NE(text.find("SP lead does not exist"), text.npos);
+  EXPECT_EQ(text.find("00040024 6c656164"), text.npos);
+  EXPECT_EQ(text.find("iron"), text.npos);
 }
 
 }  // namespace

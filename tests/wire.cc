@@ -66,7 +66,8 @@ ssize_t send(int fd, const void* buf, size_t length, int flags) {
       abort();
     }
   }
-  return sent - (g_script.shortSend ? 1 : 0);
+  if (g_script.shortSend) return sent - 1;
+  return sent;
 }
 
 ssize_t recv(int fd, void* buf, size_t length, int flags) {

@@ -38,17 +38,8 @@ const char* Environment(const char* name) {
   return value != nullptr && *value != '\0' ? value : nullptr;
 }
 
-}  // namespace
-
-uint32_t LIP_GetEndpoint(uint32_t node, uint16_t port, uint32_t rank, char* path, uint32_t room) {
-  if (rank > 1) return 0;
-  if (const char* dir = Environment("HQOS_RUNTIME_DIR")) {
-    return rank == 0 ? Compose(dir, "", node, port, path, room) : 0;
-  }
-  if (rank == 0) return Compose("/run/hqos", "", node, port, path, room);
-  if (const char* dir = Environment("XDG_RUNTIME_DIR")) {
-    return Compose(dir, "/hqos", node, port, path, room);
-  }
+// The home directory by the user database; a function of its own for the sake of its buffer.
+[[gnu::noinline]] uint32_t ComposeInHome(uint32_t node, uint16_t port, char* path, uint32_t room) {
   char buffer[4096];
   passwd entry;
   passwd* found = nullptr;
@@ -56,6 +47,22 @@ uint32_t LIP_GetEndpoint(uint32_t node, uint16_t port, uint32_t rank, char* path
     return 0;
   }
   return Compose(found->pw_dir, "/.hqos", node, port, path, room);
+}
+
+}  // namespace
+
+uint32_t LIP_GetEndpoint(uint32_t node, uint16_t port, uint32_t rank, char* path, uint32_t room) {
+  if (const char* dir = Environment("HQOS_RUNTIME_DIR")) {
+    return rank == 0 ? Compose(dir, "", node, port, path, room) : 0;
+  }
+  if (rank == 0) return Compose("/run/hqos", "", node, port, path, room);
+  if (const char* dir = Environment("XDG_RUNTIME_DIR")) {
+    if (--rank == 0) return Compose(dir, "/hqos", node, port, path, room);
+  }
+  if (rank != 1) return 0;
+  const char* const home = Environment("HOME");
+  return home != nullptr ? Compose(home, "/.hqos", node, port, path, room)
+                         : ComposeInHome(node, port, path, room);
 }
 
 namespace hqos::host {

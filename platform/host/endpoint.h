@@ -1,6 +1,7 @@
 // Where endpoints stand on a host, and who may have put them there.
 #pragma once
 
+#include <errno.h>
 #include <sys/un.h>
 
 #include "platform/lip.h"
@@ -13,9 +14,16 @@ bool EndpointAddress(const sockaddr_lip& address, uint32_t rank, sockaddr_un* ou
                      socklen_t* length);
 
 // Whether nobody but this user or the system can have made the endpoint of that rank. Rank 0 stands
-// where only the system or the user's own word puts it; the directory of rank 1 must belong to the
-// effective user, with no write access for others. When false, errno says why (EPERM: not safe).
+// where only the system or the user's own word puts it; the directories of others must belong to
+// the effective user, with no write access for others. When false, errno says why (EPERM: not
+// safe).
 bool IsTrusted(const sockaddr_un& endpoint, uint32_t rank);
+
+// Whether a failure at one endpoint (errno) leaves the next one to be tried.
+inline bool IsPassedOver(int reason) {
+  return reason == ENOENT || reason == ECONNREFUSED || reason == EACCES || reason == EPERM ||
+         reason == EROFS || reason == ENOTDIR;
+}
 
 // Copies the directory part of an endpoint's path, NUL-terminated, to `dir`.
 void CopyDirectory(const sockaddr_un& endpoint, char (&dir)[sizeof(sockaddr_un::sun_path)]);

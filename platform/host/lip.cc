@@ -6,6 +6,7 @@
 #include "platform/host/endpoint.h"
 
 using hqos::host::EndpointAddress;
+using hqos::host::IsPassedOver;
 using hqos::host::IsTrusted;
 
 int LIP_Socket(int family, int type, int protocol) {
@@ -31,7 +32,7 @@ int LIP_Connect(int fd, const sockaddr_lip* address, socklen_t length) {
       return 0;
     }
     reason = errno;
-    if (reason != ENOENT && reason != ECONNREFUSED) break;
+    if (!IsPassedOver(reason)) break;
   }
   errno = reason;
   return -1;

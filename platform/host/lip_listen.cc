@@ -9,6 +9,7 @@
 
 using hqos::host::CopyDirectory;
 using hqos::host::EndpointAddress;
+using hqos::host::IsPassedOver;
 using hqos::host::IsTrusted;
 
 namespace {
@@ -55,14 +56,15 @@ bool ListenInDirectory(int fd, const sockaddr_un& endpoint, socklen_t length, ui
 
 }  // namespace
 
-int LIP_Listen(int fd, const sockaddr_lip* address, int backlog) {
+int LIP_Listen(int fd, const sockaddr_lip* address, int backlog, uint32_t* rank) {
   int reason = ENAMETOOLONG;
   sockaddr_un endpoint;
   socklen_t length;
-  for (uint32_t rank = 0; EndpointAddress(*address, rank, &endpoint, &length); ++rank) {
-    if (ListenInDirectory(fd, endpoint, length, rank, backlog)) return 0;
+  for (uint32_t next = 0; EndpointAddress(*address, next, &endpoint, &length); ++next) {
+    *rank = next;
+    if (ListenInDirectory(fd, endpoint, length, next, backlog)) return 0;
     reason = errno;
-    if (reason != EACCES && reason != EROFS && reason != ENOENT) break;
+    if (!IsPassedOver(reason)) break;
   }
   errno = reason;
   return -1;
