@@ -11,10 +11,14 @@ class Output;
 // out; it throws a Failure when it does not succeed.
 void AddCommands(CLI::App& app, Output& output);
 
-// The groups of commands: objects of the four kinds, and the service's debugging.
+// The groups of commands.
 void AddObjectCommands(CLI::App& app, Output& output);
 void AddDebugCommands(CLI::App& app);
 void AddSPCommands(CLI::App& sp, Output& output);
+void AddFGCommands(CLI::App& fg, Output& output);
+void AddNestCommands(CLI::App& app);
+void AddRuleCommands(CLI::App& app, Output& output);
+void AddTreeCommands(CLI::App& app, Output& output);
 
 // A command that only holds others; one of them must follow.
 CLI::App* AddGroup(CLI::App& app, const std::string& name, const std::string& help);

@@ -76,11 +76,15 @@ void AddObjectCommands(CLI::App& app, Output& output) {
   for (const Kind& kind : kKinds) {
     CLI::App* const group = AddKind(app, kind);
     if (kind.add == HQOS_lib_AddSP) AddSPCommands(*group, output);
+    if (kind.add == HQOS_lib_AddFG) AddFGCommands(*group, output);
   }
 }
 
 void AddCommands(CLI::App& app, Output& output) {
   AddObjectCommands(app, output);
+  AddNestCommands(app);
+  AddTreeCommands(app, output);
+  AddRuleCommands(app, output);
   AddDebugCommands(app);
 }
 

@@ -7,7 +7,8 @@ namespace hqosctl {
 
 void Output::Begin(std::vector<std::string> headers) {
   if (records_.is_null()) records_ = nlohmann::ordered_json::array();
-  lines_ = {std::move(headers)};
+  lines_.clear();
+  if (!headers.empty()) lines_.push_back(std::move(headers));
 }
 
 void Output::Add(std::vector<std::string> cells, Record record) {
@@ -16,15 +17,18 @@ void Output::Add(std::vector<std::string> cells, Record record) {
     std::replace_if(cell.begin(), cell.end(), isControl, '?');
   }
   lines_.push_back(std::move(cells));
-  records_.push_back(std::move(record));
+  if (!record.is_null()) records_.push_back(std::move(record));
 }
+
+void Output::Line(std::string text, Record record) { Add({std::move(text)}, std::move(record)); }
 
 void Output::End() {
   if (json) return;
   if (!first_) std::cout << '\n';
   first_ = false;
-  std::vector<size_t> widths(lines_[0].size());
+  std::vector<size_t> widths;
   for (const auto& line : lines_) {
+    widths.resize(std::max(widths.size(), line.size()));
     for (size_t i = 0; i < line.size(); ++i) widths[i] = std::max(widths[i], line[i].size());
   }
   for (const auto& line : lines_) {
@@ -33,6 +37,7 @@ void Output::End() {
       text += line[i];
       if (i + 1 < line.size()) text.append(widths[i] - line[i].size() + 2, ' ');
     }
+    text.erase(text.find_last_not_of(' ') + 1);
     std::cout << text << '\n';
   }
 }

@@ -2,11 +2,10 @@
 #include <algorithm>
 #include <memory>
 
+#include "cli/children.h"
 #include "cli/commands.h"
 #include "cli/failure.h"
-#include "cli/output.h"
 #include "hqos.h"
-#include "platform/hqosd.h"
 
 namespace hqosctl {
 
@@ -45,15 +44,7 @@ void AddLine(const HQOS_SPInfo& sp, Output& output) {
 
 void Show(const std::string& name, Output& output) {
   output.Begin({"NAME", "ID", "UNIT"});
-  HQOS_SPInfo sp;
-  if (!name.empty()) {
-    CheckQuery(HQOS_lib_GetSP(name.c_str(), &sp), "SP " + name);
-    AddLine(sp, output);
-  } else {
-    uint32_t status = HQOS_lib_GetNextSP(HQOS_ID_NONE, &sp);
-    for (; status == 0; status = HQOS_lib_GetNextSP(sp.id, &sp)) AddLine(sp, output);
-    if (status != HQOSD_END) CheckQuery(status, "SPs");
-  }
+  for (const HQOS_SPInfo& sp : ReadSPs(name)) AddLine(sp, output);
   output.End();
 }
 

@@ -51,15 +51,16 @@ Answer Normalise(HQOS_MatchRule& rule) {
 // Whether the rule may stand beside those of its siblings: all of one type and without a value in
 // common; one of them may be a group instead.
 Answer CheckSiblings(const Model& model, const Parent& parent, const HQOS_MatchRule& rule) {
+  const bool isGroup = rule.type == HQOS_MATCH_GROUP;
   for (const auto& [id, sibling] : *parent.children) {
-    if (sibling.rule.type == HQOS_MATCH_NONE) continue;
-    const bool groups = (sibling.rule.type == HQOS_MATCH_GROUP) != (rule.type == HQOS_MATCH_GROUP);
-    if (groups || HQOS_util_MatchRuleCompare(&rule, &sibling.rule) == HQOS_REL_DISJOINT) continue;
-    const char* const what = rule.type == HQOS_MATCH_GROUP    ? "there is a group already: "
-                             : sibling.rule.type == rule.type ? "the rule overlaps that of "
-                                                              : "another match type has ";
+    const uint32_t type = sibling.rule.type;
+    if (type == HQOS_MATCH_NONE || (type == HQOS_MATCH_GROUP) != isGroup) continue;
+    if (HQOS_util_MatchRuleCompare(&rule, &sibling.rule) == HQOS_REL_DISJOINT) continue;
     const Child child = ChildOf(model, id);
-    return Refuse(HQOSD_RULE, what + Place(child.kind, *child.name, parent));
+    const std::string title = Title(child.kind, *child.name);
+    if (isGroup) return Refuse(HQOSD_RULE, title + " is the group already");
+    if (type != rule.type) return Refuse(HQOSD_RULE, title + " has a rule of another match type");
+    return Refuse(HQOSD_RULE, "the rule overlaps that of " + title);
   }
   return {};
 }
@@ -87,9 +88,13 @@ Answer NestFG(Model& model, Table& parents, const char* kind, const Payload& pay
   const auto* const child = FindObject(model.fgs, "FG", std::string(request.childName), answer);
   if (child == nullptr) return answer;
   answer = CheckNesting(model, parent, "FG", child->id, request);
-  if (answer.code == 0) answer = Normalise(request.rule);
-  if (answer.code == 0) answer = CheckSiblings(model, parent, request.rule);
   if (answer.code != 0) return answer;
+  answer = Normalise(request.rule);
+  if (answer.code == 0) answer = CheckSiblings(model, parent, request.rule);
+  if (answer.code != 0) {
+    answer.text = Place("FG", child->name, parent) + ": " + answer.text;
+    return answer;
+  }
   if (!FitsBelow(model, parent.isSP() ? uint16_t{HQOS_ID_NONE} : parent.id, child->id)) {
     return Refuse(HQOSD_TOO_DEEP, Place("FG", child->name, parent) +
                                       " would make a cycle or more than five levels");
@@ -138,7 +143,10 @@ Answer DelMatch(Model& model, Table& parents, const char* kind, const Payload& p
   const Parent parent = FindParent(parents, kind, request.name, answer);
   if (parent.children == nullptr) return answer;
   answer = Normalise(request.rule);
-  if (answer.code != 0) return answer;
+  if (answer.code != 0) {
+    answer.text = Title(kind, parent.name) + ": " + answer.text;
+    return answer;
+  }
   for (const auto& [id, nesting] : *parent.children) {
     if (HQOS_util_MatchRuleCompare(&request.rule, &nesting.rule) != HQOS_REL_EQUAL) continue;
     Unnest(model, parent, id);
