@@ -23,12 +23,11 @@
 #include "platform/lip.h"
 
 // Counts the allocations of the process.
-// NOLINTBEGIN(bugprone-reserved-identifier)
+// NOLINTBEGIN(bugprone-reserved-identifier,readability-inconsistent-declaration-parameter-name)
 extern "C" void* __libc_malloc(size_t size);
 extern "C" void* __libc_calloc(size_t count, size_t size);
 extern "C" void* __libc_realloc(void* block, size_t size);
 extern "C" void* __libc_memalign(size_t alignment, size_t size);
-// NOLINTEND(bugprone-reserved-identifier)
 static size_t g_allocations = 0;
 void* malloc(size_t size) { return ++g_allocations, __libc_malloc(size); }
 void* calloc(size_t count, size_t size) { return ++g_allocations, __libc_calloc(count, size); }
@@ -36,6 +35,7 @@ void* realloc(void* block, size_t size) { return ++g_allocations, __libc_realloc
 void* aligned_alloc(size_t alignment, size_t size) {
   return ++g_allocations, __libc_memalign(alignment, size);
 }
+// NOLINTEND(bugprone-reserved-identifier,readability-inconsistent-declaration-parameter-name)
 
 namespace {
 

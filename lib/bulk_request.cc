@@ -12,7 +12,7 @@ void EncodeAppObj(const HQOS_AppObj& obj, uint8_t (&out)[kAppObj.size]) {
 }
 
 bool DecodeAppObj(const uint8_t* value, uint16_t length, HQOS_AppObj* obj) {
-  HQOS_AppObj packed;
+  HQOS_AppObj packed{};
   if (!Decode(kAppObj, value, length, packed)) return false;
   *obj = packed;
   obj->value = 0;
@@ -46,7 +46,7 @@ uint32_t HQOS_msg_DecapBulkReq(const uint8_t* buf, uint16_t len, HQOS_AppObj* ob
                                HQOS_SPSonPath* start, uint32_t* count) {
   hqos::TlvWalk walk(buf, len);
   for (hqos::Tlv tlv; walk.Next(tlv);) {
-    hqos::BulkCount number;
+    hqos::BulkCount number{};
     switch (tlv.type) {
       case HQOS_TLV_APPOBJ:
         hqos::DecodeAppObj(tlv.value, tlv.length, obj);

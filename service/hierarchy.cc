@@ -35,8 +35,8 @@ Ids OnlyFGs(const Model& model, const Ids& children) {
 }
 
 Parents& ParentsOf(Model& model, uint16_t childId) {
-  auto* const fg = model.fgs.Find(childId);
-  return fg != nullptr ? fg->value.parents : model.fcs.Find(childId)->value.parents;
+  return model.fgs.All().contains(childId) ? model.fgs.At(childId).value.parents
+                                           : model.fcs.At(childId).value.parents;
 }
 
 const Children* ChildrenOf(const Model& model, uint16_t id) {

@@ -33,6 +33,9 @@ class ObjectTable {
     return found == byId_.end() ? nullptr : &found->second;
   }
 
+  // The object that has the identifier; there must be one.
+  Object& At(uint16_t id) { return byId_.at(id); }
+
   // The object with the next higher identifier; HQOS_ID_NONE comes before the first.
   const Object* Next(uint16_t id) const {
     const auto next = id == HQOS_ID_NONE ? byId_.begin() : byId_.upper_bound(id);

@@ -84,7 +84,7 @@ class Hierarchy {
     const std::string parent = Name(fg);
     std::set<uint16_t> chosen;
     for (int i = 0; i < 3 && level < kLevels; ++i) {
-      const auto child = static_cast<uint16_t>(level * 8 + random_() % 8);
+      const auto child = static_cast<uint16_t>(size_t{level} * 8 + random_() % 8);
       if (!chosen.insert(child).second) continue;
       const HQOS_MatchRule rule = Value(static_cast<uint16_t>(child + 1));
       EXPECT_EQ(HQOS_lib_AddFGNestFG(parent.c_str(), &rule, Name(child).c_str(), nullptr, &result),
