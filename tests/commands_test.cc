@@ -5,6 +5,7 @@
 #include <string>
 
 #include "hqos.h"
+#include "tests/rule_bytes.h"
 #include "tests/wire.h"
 
 namespace {
@@ -13,6 +14,8 @@ using wire::operator+;
 using wire::Bytes;
 using wire::Field;
 using wire::Hex;
+using wire::kRule;
+using wire::kRuleBytes;
 using wire::Play;
 using wire::Script;
 using wire::Seen;
@@ -69,11 +72,6 @@ TEST(Commands, SendTheirBytes) {
       },
       {});
 }
-
-const HQOS_MatchRule kRule{
-    2, {{3, 5}, {7, 7}, {0xFFFF, 0xFFFF}, {9, 10}, {0x1112, 0x1314}, {1, 2}, {3, 4}, {5, 0x6162}}};
-const Bytes kRuleBytes =
-    Hex("00000002 0003 0005 0007 0007 ffff ffff 0009 000a 1112 1314 0001 0002 0003 0004 0005 6162");
 
 TEST(Commands, NestTheirBytes) {
   using R = HQOS_Result*;

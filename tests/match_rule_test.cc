@@ -1,4 +1,4 @@
-// Match rules: text form, bitmaps, comparison, and the view names that carry them.
+// Match rules: text form, bitmaps, comparison.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -240,82 +240,6 @@ TEST(ValueRanges, OfTheMatchTypes) {
     EXPECT_EQ(min, c.min) << c.type;
     EXPECT_EQ(max, c.max) << c.type;
   }
-}
-
-TEST(ViewNames, AreTakenApart) {
-  const std::string n31(31, 'n');
-  struct {
-    std::string view;
-    uint32_t nameStatus;
-    std::string name;
-    uint32_t objStatus;
-    std::string obj;
-  } const cases[] = {
-      {"a-b-gold", 0, "gold", 0, "b"},
-      {"a-fg-gold\r\n", 0, "gold", 0, "fg"},
-      {"a-b-x-y", 0, "x-y", 0, "b"},
-      {"a-b-" + n31 + "more", 0, n31, 0, "b"},
-      {"a-abcdefg-gold", 0, "gold", 0, "abcdefg"},
-      {"a-abcdefgh-gold", 0, "gold", HQOS_ERR_FAILED, ""},
-      {std::string(5000, 'a') + "-" + "b-gold", 0, "gold", 0, "b"},
-      {"a-b", HQOS_ERR_FAILED, "", HQOS_ERR_FAILED, ""},
-      {"a-b-", HQOS_ERR_FAILED, "", HQOS_ERR_FAILED, ""},
-      {"a--gold", HQOS_ERR_FAILED, "", HQOS_ERR_FAILED, ""},
-      {"-b-gold", HQOS_ERR_FAILED, "", HQOS_ERR_FAILED, ""},
-      {"", HQOS_ERR_FAILED, "", HQOS_ERR_FAILED, ""},
-  };
-  for (const auto& c : cases) {
-    char obj[HQOS_VIEW_OBJ_SIZE] = "", name[HQOS_NAME_SIZE] = "";
-    EXPECT_EQ(HQOS_util_GetNameByCmdView(c.view.c_str(), name), c.nameStatus) << c.view;
-    EXPECT_EQ(name, c.name);
-    EXPECT_EQ(HQOS_util_GetObjByCmdView(c.view.c_str(), obj, name), c.objStatus) << c.view;
-    if (c.objStatus == 0) {
-      EXPECT_EQ(obj, c.obj);
-      EXPECT_EQ(name, c.name);
-    }
-  }
-}
-
-TEST(ViewNames, CarryRules) {
-  const HQOS_MatchRule rule = Rule(2, {{3, 5}, {7, 7}});
-  const std::string text = Text(rule);
-  for (const size_t length : std::initializer_list<size_t>{0, 1, 31, 32, 209, 210}) {
-    const std::string name(length, '-');
-    char obj[HQOS_VIEW_OBJ_SIZE], out[HQOS_SUBVIEW_NAME_SIZE];
-    HQOS_MatchRule read{};
-    const std::string view = "a-fc-" + name + "-" + text + "\r\n";
-    EXPECT_EQ(HQOS_util_GetInfoBySubCmdView(view.c_str(), obj, out, &read), 0u) << length;
-    EXPECT_EQ(obj, std::string("fc"));
-    EXPECT_EQ(out, name);
-    EXPECT_TRUE(read == rule);
-  }
-  // Beyond 264 characters the tail is cut, and what then counts as the rule is something else: the
-  // name still fits.
-  char obj[HQOS_VIEW_OBJ_SIZE], out[HQOS_SUBVIEW_NAME_SIZE];
-  HQOS_MatchRule read{};
-  const std::string longer = "a-fc-" + std::string(5000, 'n');
-  EXPECT_EQ(HQOS_util_GetInfoBySubCmdView(longer.c_str(), obj, out, &read), 0u);
-  EXPECT_EQ(out, std::string(210, 'n'));
-  for (const std::string& view : {"a-fc-" + text, std::string("a-fc-x"), "a-" + text}) {
-    EXPECT_EQ(HQOS_util_GetInfoBySubCmdView(view.c_str(), obj, out, &read),
-              uint32_t{HQOS_ERR_FAILED});
-  }
-}
-
-TEST(ViewNames, NeedAllTheirArguments) {
-  char obj[HQOS_VIEW_OBJ_SIZE], name[HQOS_SUBVIEW_NAME_SIZE];
-  HQOS_MatchRule rule;
-  const char* const view = "a-b-c";
-  EXPECT_EQ(HQOS_util_GetNameByCmdView(nullptr, name), uint32_t{HQOS_ERR_FAILED});
-  EXPECT_EQ(HQOS_util_GetNameByCmdView(view, nullptr), uint32_t{HQOS_ERR_FAILED});
-  EXPECT_EQ(HQOS_util_GetObjByCmdView(nullptr, obj, name), uint32_t{HQOS_ERR_FAILED});
-  EXPECT_EQ(HQOS_util_GetObjByCmdView(view, nullptr, name), uint32_t{HQOS_ERR_FAILED});
-  EXPECT_EQ(HQOS_util_GetObjByCmdView(view, obj, nullptr), uint32_t{HQOS_ERR_FAILED});
-  const uint32_t failed = HQOS_ERR_FAILED;
-  EXPECT_EQ(HQOS_util_GetInfoBySubCmdView(nullptr, obj, name, &rule), failed);
-  EXPECT_EQ(HQOS_util_GetInfoBySubCmdView(view, nullptr, name, &rule), failed);
-  EXPECT_EQ(HQOS_util_GetInfoBySubCmdView(view, obj, nullptr, &rule), failed);
-  EXPECT_EQ(HQOS_util_GetInfoBySubCmdView(view, obj, name, nullptr), failed);
 }
 
 }  // namespace

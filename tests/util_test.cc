@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <string>
+
 #include "hqos.h"
 #include "platform/interface.h"
 
@@ -13,28 +15,19 @@ uint32_t IF_GetDataByIfIndex(uint32_t ifIndex, uint32_t item, void* data) {
 
 namespace {
 
-TEST(EnumNames, AreTheKeywords) {
-  EXPECT_STREQ(HQOS_util_GetDirStr(HQOS_DIR_INBOUND), "inbound");
-  EXPECT_STREQ(HQOS_util_GetDirStr(HQOS_DIR_OUTBOUND), "outbound");
-  EXPECT_STREQ(HQOS_util_GetDirStr(HQOS_DIR_BOTH), "both");
-  EXPECT_STREQ(HQOS_util_GetMatchTypeStr(HQOS_MATCH_DOT1P), "dot1p");
-  EXPECT_STREQ(HQOS_util_GetMatchTypeStr(HQOS_MATCH_LOCAL_PRECEDENCE), "local-precedence");
-  EXPECT_STREQ(HQOS_util_GetMatchTypeStr(HQOS_MATCH_QOS_LOCAL_ID), "qos-local-id");
-  EXPECT_STREQ(HQOS_util_GetMatchTypeStr(HQOS_MATCH_SERVICE_VLAN_ID), "service-vlan-id");
-  EXPECT_STREQ(HQOS_util_GetMatchTypeStr(HQOS_MATCH_GROUP), "group");
-  EXPECT_STREQ(HQOS_util_GetSPUnitStr(HQOS_SPUNIT_BYTE_COUNT), "byte-count");
-  EXPECT_STREQ(HQOS_util_GetSPUnitStr(HQOS_SPUNIT_WEIGHT), "weight");
-}
-
-TEST(EnumNames, AreNullForOtherValues) {
-  for (uint32_t value : {0u, 1u, 7u, 0x80000000u, 0xFFFFFFFFu}) {
-    EXPECT_EQ(HQOS_util_GetMatchTypeStr(value), nullptr) << value;
-  }
-  for (uint32_t value : {3u, 0x40000000u, 0xFFFFFFFFu}) {
-    EXPECT_EQ(HQOS_util_GetDirStr(value), nullptr) << value;
-    EXPECT_EQ(HQOS_util_GetSPUnitStr(value), nullptr) << value;
-  }
-  EXPECT_EQ(HQOS_util_GetSPUnitStr(2), nullptr);
+TEST(EnumNames, AreTheKeywordsAndNullBeyond) {
+  const auto names = [](const char* (*nameOf)(uint32_t)) {
+    std::string all;
+    for (uint32_t value : {0u, 1u, 2u, 3u, 4u, 5u, 6u, 7u, 0x40000000u, 0xFFFFFFFFu}) {
+      const char* const name = nameOf(value);
+      all += (name != nullptr ? name : "-") + std::string(" ");
+    }
+    return all;
+  };
+  EXPECT_EQ(names(HQOS_util_GetDirStr), "inbound outbound both - - - - - - - ");
+  EXPECT_EQ(names(HQOS_util_GetSPUnitStr), "byte-count weight - - - - - - - - ");
+  EXPECT_EQ(names(HQOS_util_GetMatchTypeStr),
+            "- - dot1p local-precedence qos-local-id service-vlan-id group - - - ");
 }
 
 TEST(AppObjects, ArePackedAndUnpackedByType) {
@@ -71,6 +64,111 @@ TEST(AppObjects, LiveOnTheirSlot) {
     EXPECT_EQ(HQOS_util_GetAppSlotByType(c.type, c.value, &slot), c.status);
     EXPECT_EQ(slot, c.slot) << c.type << " " << c.value;
   }
+}
+
+TEST(Paths, AreOrderedDepthFirst) {
+  const uint16_t none = 0xFFFF;
+  struct {
+    HQOS_SPSonPath a, b;
+    uint32_t ab, ba;
+  } const cases[] = {
+      {{{0, 1, 2, 3, 4, 5}}, {{0, 1, 2, 3, 4, 5}}, 0, 0},
+      {{{0, 1, none, none, none, none}}, {{0, 1, 2, none, none, none}}, 2, 1},
+      {{{0, 1, 3, none, none, none}}, {{0, 2, none, none, none, none}}, 2, 1},
+      {{{0, 1, 1, 1, 1, 5}}, {{0, 1, 1, 1, 1, none}}, 1, 2},
+      {{{0, 1, 1, 1, 1, 0}}, {{0, 1, 1, 1, 1, 0xFFFE}}, 2, 1},
+      {{{9, 1, 1, 1, 1, 1}}, {{0, 1, 1, 1, 1, 2}}, 2, 1},
+      {{{0, 1, none, none, none, none}}, {{9, 1, none, none, none, none}}, 2, 2},
+      {{{0, 1, 1, 1, 1, 1}}, {{9, 1, 1, 1, 1, 1}}, 1, 1},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(HQOS_util_SPSonPathCompare(&c.a, &c.b), c.ab);
+    EXPECT_EQ(HQOS_util_SPSonPathCompare(&c.b, &c.a), c.ba);
+  }
+  // Every level decides, and the upper ones before the lower.
+  for (int level = 1; level <= 5; ++level) {
+    HQOS_SPSonPath a{{0, 5, 5, 5, 5, 5}}, b = a;
+    a.field[level] = 4;
+    for (int below = level + 1; below <= 5; ++below) b.field[below] = 1;
+    EXPECT_EQ(HQOS_util_SPSonPathCompare(&a, &b), 2u) << level;
+  }
+}
+
+TEST(ViewNames, AreTakenApart) {
+  const std::string n31(31, 'n');
+  struct {
+    std::string view;
+    uint32_t nameStatus;
+    std::string name;
+    uint32_t objStatus;
+    std::string obj;
+  } const cases[] = {
+      {"a-b-gold", 0, "gold", 0, "b"},
+      {"a-fg-gold\r\n", 0, "gold", 0, "fg"},
+      {"a-b-x-y", 0, "x-y", 0, "b"},
+      {"a-b-" + n31 + "more", 0, n31, 0, "b"},
+      {"a-abcdefg-gold", 0, "gold", 0, "abcdefg"},
+      {"a-abcdefgh-gold", 0, "gold", HQOS_ERR_FAILED, ""},
+      {std::string(5000, 'a') + "-" + "b-gold", 0, "gold", 0, "b"},
+      {"a-b", HQOS_ERR_FAILED, "", HQOS_ERR_FAILED, ""},
+      {"a-b-", HQOS_ERR_FAILED, "", HQOS_ERR_FAILED, ""},
+      {"a--gold", HQOS_ERR_FAILED, "", HQOS_ERR_FAILED, ""},
+      {"-b-gold", HQOS_ERR_FAILED, "", HQOS_ERR_FAILED, ""},
+      {"", HQOS_ERR_FAILED, "", HQOS_ERR_FAILED, ""},
+  };
+  for (const auto& c : cases) {
+    char obj[HQOS_VIEW_OBJ_SIZE] = "", name[HQOS_NAME_SIZE] = "";
+    EXPECT_EQ(HQOS_util_GetNameByCmdView(c.view.c_str(), name), c.nameStatus) << c.view;
+    EXPECT_EQ(name, c.name);
+    EXPECT_EQ(HQOS_util_GetObjByCmdView(c.view.c_str(), obj, name), c.objStatus) << c.view;
+    if (c.objStatus == 0) {
+      EXPECT_EQ(obj, c.obj);
+      EXPECT_EQ(name, c.name);
+    }
+  }
+}
+
+TEST(ViewNames, CarryRules) {
+  const std::string text = "0002-300500700700oOOoOOoOOoOOoOOoOOoOOoOOoOOoOOoOOoOO";
+  for (const size_t length : std::initializer_list<size_t>{0, 1, 31, 32, 209, 210}) {
+    const std::string name(length, '-');
+    char obj[HQOS_VIEW_OBJ_SIZE], out[HQOS_SUBVIEW_NAME_SIZE];
+    HQOS_MatchRule read{};
+    const std::string view = "a-fc-" + name + "-" + text + "\r\n";
+    EXPECT_EQ(HQOS_util_GetInfoBySubCmdView(view.c_str(), obj, out, &read), 0u) << length;
+    EXPECT_EQ(obj, std::string("fc"));
+    EXPECT_EQ(out, name);
+    char again[HQOS_MATCHRULE_STR_SIZE];
+    HQOS_util_MatchRuleToStr(&read, again);
+    EXPECT_EQ(again, text);
+  }
+  // Beyond 264 characters the tail is cut, and what then counts as the rule is something else: the
+  // name still fits.
+  char obj[HQOS_VIEW_OBJ_SIZE], out[HQOS_SUBVIEW_NAME_SIZE];
+  HQOS_MatchRule read{};
+  const std::string longer = "a-fc-" + std::string(5000, 'n');
+  EXPECT_EQ(HQOS_util_GetInfoBySubCmdView(longer.c_str(), obj, out, &read), 0u);
+  EXPECT_EQ(out, std::string(210, 'n'));
+  for (const std::string& view : {"a-fc-" + text, std::string("a-fc-x"), "a-" + text}) {
+    EXPECT_EQ(HQOS_util_GetInfoBySubCmdView(view.c_str(), obj, out, &read),
+              uint32_t{HQOS_ERR_FAILED});
+  }
+}
+
+TEST(ViewNames, NeedAllTheirArguments) {
+  char obj[HQOS_VIEW_OBJ_SIZE], name[HQOS_SUBVIEW_NAME_SIZE];
+  HQOS_MatchRule rule;
+  const char* const view = "a-b-c";
+  EXPECT_EQ(HQOS_util_GetNameByCmdView(nullptr, name), uint32_t{HQOS_ERR_FAILED});
+  EXPECT_EQ(HQOS_util_GetNameByCmdView(view, nullptr), uint32_t{HQOS_ERR_FAILED});
+  EXPECT_EQ(HQOS_util_GetObjByCmdView(nullptr, obj, name), uint32_t{HQOS_ERR_FAILED});
+  EXPECT_EQ(HQOS_util_GetObjByCmdView(view, nullptr, name), uint32_t{HQOS_ERR_FAILED});
+  EXPECT_EQ(HQOS_util_GetObjByCmdView(view, obj, nullptr), uint32_t{HQOS_ERR_FAILED});
+  const uint32_t failed = HQOS_ERR_FAILED;
+  EXPECT_EQ(HQOS_util_GetInfoBySubCmdView(nullptr, obj, name, &rule), failed);
+  EXPECT_EQ(HQOS_util_GetInfoBySubCmdView(view, nullptr, name, &rule), failed);
+  EXPECT_EQ(HQOS_util_GetInfoBySubCmdView(view, obj, nullptr, &rule), failed);
+  EXPECT_EQ(HQOS_util_GetInfoBySubCmdView(view, obj, name, nullptr), failed);
 }
 
 }  // namespace
