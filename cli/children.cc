@@ -12,8 +12,9 @@ std::vector<HQOS_SPSon> ReadSPSons(const HQOS_SPInfo& sp) {
   HQOS_SPSonPath start{
       {sp.id, HQOS_PATH_UNSET, HQOS_PATH_UNSET, HQOS_PATH_UNSET, HQOS_PATH_UNSET, HQOS_PATH_UNSET}};
   for (uint32_t count = 1; count != 0;) {
-    CheckQuery(HQOS_lib_GetBulkSPSon(&start, 0, &count, block.data()),
-               std::string("children of SP ") + sp.name);
+    const uint32_t status = HQOS_lib_GetBulkSPSon(&start, 0, &count, block.data());
+    if (status == HQOSD_NOT_FOUND) return {};
+    CheckQuery(status, std::string("children of SP ") + sp.name);
     sons.insert(sons.end(), block.begin(), block.begin() + count);
     if (count != 0) start = sons.back().path;
   }

@@ -10,7 +10,7 @@
 
 namespace hqosctl {
 
-// The children of the SP, at every depth, in the service's order.
+// The children of the SP, at every depth, in the service's order; none when it is gone by now.
 std::vector<HQOS_SPSon> ReadSPSons(const HQOS_SPInfo& sp);
 
 // The children of the FG of that name.

@@ -410,7 +410,7 @@ uint32_t HQOS_lib_GetBulkSPSon(const HQOS_SPSonPath* start, uint32_t count, uint
                                HQOS_SPSon* infos);
 
 // The same with each child's statistics, or diagnosis, where the SP is applied to `obj`, which may
-// be null: none is sent.
+// be null: none is sent. Room for HQOS_BULK_SPSON_MAX records here too.
 uint32_t HQOS_lib_GetBulkSPSonStat(const HQOS_AppObj* obj, const HQOS_SPSonPath* start,
                                    uint32_t count, uint32_t* outCount, HQOS_SPSonStat* infos);
 uint32_t HQOS_lib_GetBulkSPSonDiag(const HQOS_AppObj* obj, const HQOS_SPSonPath* start,

@@ -46,6 +46,8 @@ constexpr Request kRequests[] = {
     {HQOS_OP_GETNEXT, HQOS_GETNEXT_SP, "GetNextSP", GetNextSP},
     {HQOS_OP_BULK, HQOS_BULK_FG_SON, "GetBulkFGSon", GetBulkFGSon},
     {HQOS_OP_BULK, HQOS_BULK_SP_SON, "GetBulkSPSon", GetBulkSPSon},
+    {HQOS_OP_BULK, HQOS_BULK_SP_SON_STAT, "GetBulkSPSonStat", GetBulkSPSonStat},
+    {HQOS_OP_BULK, HQOS_BULK_SP_SON_DIAG, "GetBulkSPSonDiag", GetBulkSPSonDiag},
 };
 
 // Finds the request's head and its one TLV. The answer is a refusal when they cannot be read.

@@ -92,7 +92,9 @@ void Unnest(Model& model, const Parent& parent, uint16_t childId) {
   Parents& parents = ParentsOf(model, childId);
   (parent.isSP() ? parents.sps : parents.fgs).erase(parent.id);
   const auto* const fc = model.fcs.Find(childId);
-  if (fc != nullptr && parents.empty()) model.fcs.Remove(std::string(fc->name));
+  if (fc == nullptr || !parents.empty()) return;
+  model.fcs.Remove(std::string(fc->name));
+  model.fcIdHint = std::max(model.fcIdHint, childId);
 }
 
 std::string UserOf(const Model& model, const std::string& fp) {

@@ -103,7 +103,8 @@ struct Model {
   ObjectTable<FC> fcs;
   ObjectTable<FP> fps;
   ObjectTable<DP> dps;
-  uint32_t debug = 0;  // bits of HQOSD_Debug
+  uint32_t debug = 0;                    // bits of HQOSD_Debug
+  uint16_t fcIdHint = HQOS_ID_NONE - 1;  // above it no identifier is free for an FC
 };
 
 }  // namespace hqosd

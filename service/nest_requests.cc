@@ -155,20 +155,13 @@ Answer DelMatch(Model& model, Table& parents, const char* kind, const Payload& p
   return Refuse(HQOSD_NOT_FOUND, Title(kind, parent.name) + " has no child with that rule");
 }
 
-// FCs get the highest identifier that neither an FC nor an FG has.
-uint16_t FreeFCId(const Model& model) {
-  const auto& fcs = model.fcs.All();
-  const auto isFree = [&](uint16_t id) {
-    return !fcs.contains(id) && !model.fgs.All().contains(id);
+// FCs get the highest identifier that neither an FC nor an FG has; HQOS_ID_NONE when there is none.
+uint16_t FreeFCId(Model& model) {
+  const auto isTaken = [&](uint16_t id) {
+    return model.fcs.Find(id) != nullptr || model.fgs.Find(id) != nullptr;
   };
-  // Most often those in use are the highest ones.
-  if (!fcs.empty() && fcs.begin()->first == HQOS_ID_NONE - fcs.size() && fcs.begin()->first > 0) {
-    const auto below = static_cast<uint16_t>(fcs.begin()->first - 1);
-    if (isFree(below)) return below;
-  }
-  uint16_t id = HQOS_ID_NONE - 1;
-  while (!isFree(id)) --id;  // wraps to HQOS_ID_NONE, which nobody has
-  return id;
+  while (model.fcIdHint > 0 && isTaken(model.fcIdHint)) --model.fcIdHint;
+  return isTaken(model.fcIdHint) ? uint16_t{HQOS_ID_NONE} : model.fcIdHint;
 }
 
 }  // namespace

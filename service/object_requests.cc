@@ -6,8 +6,10 @@ namespace hqosd {
 
 namespace {
 
-std::string HasChildren(const Children& children) {
-  return children.empty() ? "" : "still has children";
+std::string HasChildren(const Model& model, const Children& children) {
+  if (children.empty()) return "";
+  const Child first = ChildOf(model, children.begin()->first);
+  return std::string("still has ") + first.kind + " " + *first.name + " below it";
 }
 
 std::string NestedBelow(const Model& model, const Parents& parents) {
@@ -36,14 +38,18 @@ Answer AddFG(Model& model, const Payload& payload) {
 
 Answer DelSP(Model& model, const Payload& payload) {
   return DelObject(model.sps, "SP", payload,
-                   [](const auto& sp) { return HasChildren(sp.value.children); });
+                   [&](const auto& sp) { return HasChildren(model, sp.value.children); });
 }
 
 Answer DelFG(Model& model, const Payload& payload) {
-  return DelObject(model.fgs, "FG", payload, [&](const auto& fg) {
+  uint16_t id = 0;
+  Answer answer = DelObject(model.fgs, "FG", payload, [&](const auto& fg) {
+    id = fg.id;
     const std::string nested = NestedBelow(model, fg.value.parents);
-    return nested.empty() ? HasChildren(fg.value.children) : nested;
+    return nested.empty() ? HasChildren(model, fg.value.children) : nested;
   });
+  if (answer.code == 0) model.fcIdHint = std::max(model.fcIdHint, id);
+  return answer;
 }
 
 Answer DelFP(Model& model, const Payload& payload) {

@@ -47,6 +47,8 @@ Answer GetFG(Model& model, const Payload& payload);
 Answer GetNextFG(Model& model, const Payload& payload);
 Answer GetBulkFGSon(Model& model, const Payload& payload);
 Answer GetBulkSPSon(Model& model, const Payload& payload);
+Answer GetBulkSPSonStat(Model& model, const Payload& payload);
+Answer GetBulkSPSonDiag(Model& model, const Payload& payload);
 
 Answer SetDebug(Model& model, const Payload& payload);
 Answer ResetDebug(Model& model, const Payload& payload);

@@ -3,6 +3,7 @@
 #include "lib/fg_son.h"
 #include "lib/sp_son.h"
 #include "lib/words.h"
+#include "msg/tlv.h"
 #include "service/hierarchy.h"
 #include "service/objects.h"
 #include "service/tlvs.h"
@@ -57,12 +58,22 @@ Bytes Describe(const Model& model, const HQOS_SPSonPath& path, const Nesting& ne
   return container;
 }
 
-}  // namespace
+bool HasPath(const Payload& payload) {
+  hqos::TlvWalk walk(payload.value, payload.length);
+  for (hqos::Tlv tlv; walk.Next(tlv);) {
+    if (tlv.type == HQOS_TLV_SONPATH && tlv.length >= hqos::kSonPath.size) return true;
+  }
+  return false;
+}
 
-Answer GetBulkSPSon(Model& model, const Payload& payload) {
+// Lists the children of an SP; `addMore` puts into each container what one listing has beside the
+// others.
+template <class AddMore>
+Answer ListSPSons(const Model& model, const Payload& payload, uint16_t type,
+                  const AddMore& addMore) {
+  if (!HasPath(payload)) return TooShort();
   HQOS_AppObj obj{};
-  HQOS_SPSonPath path;
-  std::fill(std::begin(path.field), std::end(path.field), uint16_t{HQOS_PATH_UNSET});
+  HQOS_SPSonPath path{};
   uint32_t count = 0;
   HQOS_msg_DecapBulkReq(payload.value, payload.length, &obj, &path, &count);
   Answer answer;
@@ -71,16 +82,36 @@ Answer GetBulkSPSon(Model& model, const Payload& payload) {
     if (first == nullptr) return answer;
     path.field[0] = first->id;
   }
-  const auto* const sp = model.sps.Find(path.field[0]);
-  if (sp == nullptr) {
+  const auto sp = model.sps.All().find(path.field[0]);
+  if (sp == model.sps.All().end()) {
     return Refuse(HQOSD_NOT_FOUND, "no SP has the identifier " + std::to_string(path.field[0]));
   }
   Block block(answer, count);
-  while (const Nesting* const nesting = NextSon(model, sp->value, path)) {
-    const Bytes container = Describe(model, path, *nesting);
-    if (!block.Add(HQOS_BULK_SP_SON, container.data(), container.size())) break;
+  while (const Nesting* const nesting = NextSon(model, sp->second.value, path)) {
+    Bytes container = Describe(model, path, *nesting);
+    addMore(container);
+    if (!block.Add(type, container.data(), container.size())) break;
   }
   return answer;
+}
+
+}  // namespace
+
+Answer GetBulkSPSon(Model& model, const Payload& payload) {
+  return ListSPSons(model, payload, HQOS_BULK_SP_SON, [](Bytes&) {});
+}
+
+// Nothing is applied yet, so nothing is counted and there is nothing to diagnose: all is zero.
+Answer GetBulkSPSonStat(Model& model, const Payload& payload) {
+  return ListSPSons(model, payload, HQOS_BULK_SP_SON_STAT, [](Bytes& container) {
+    AppendRecord(container, HQOS_TLV_SONSTAT, hqos::kSonStat, HQOS_SPSonCounters{});
+  });
+}
+
+Answer GetBulkSPSonDiag(Model& model, const Payload& payload) {
+  return ListSPSons(model, payload, HQOS_BULK_SP_SON_DIAG, [](Bytes& container) {
+    AppendRecord(container, HQOS_TLV_SONDIAG, hqos::kSonDiag, HQOS_SPSonDiag{});
+  });
 }
 
 // A key is the FG's identifier, the child's, and HQOS_ID_NONE. Both queries take HQOS_ID_NONE for

@@ -167,7 +167,7 @@ TEST(Ctl, HandsOnWhatIsWrongWithAHierarchy) {
   struct {
     std::string command, text;
   } const cases[] = {
-      {"sp del gold", "SP gold still has children"},
+      {"sp del gold", "SP gold still has FG voice below it"},
       {"fg del voice", "FG voice is nested below SP gold"},
       {"fg del customer-a", "FG customer-a is nested below FG data"},
       {"fp del fp-voice", "FP fp-voice is used by FG voice below SP gold"},

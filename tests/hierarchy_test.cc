@@ -150,6 +150,30 @@ TEST(Hierarchy, IsListedInBlocksOfAnySize) {
   }
 }
 
+TEST(Hierarchy, IsTheSameInAllThreeListings) {
+  Service service;
+  const Hierarchy hierarchy(11);
+  const HQOS_SPSonPath start{{3, kNone, kNone, kNone, kNone, kNone}};
+  std::vector<HQOS_SPSon> sons(HQOS_BULK_SPSON_MAX);
+  std::vector<HQOS_SPSonStat> stats(HQOS_BULK_SPSON_MAX);
+  std::vector<HQOS_SPSonDiag> diags(HQOS_BULK_SPSON_MAX);
+  uint32_t n = 0, withStats = 0, withDiags = 0;
+  EXPECT_EQ(HQOS_lib_GetBulkSPSon(&start, 0, &n, sons.data()), 0u);
+  EXPECT_EQ(HQOS_lib_GetBulkSPSonStat(nullptr, &start, 0, &withStats, stats.data()), 0u);
+  EXPECT_EQ(HQOS_lib_GetBulkSPSonDiag(nullptr, &start, 0, &withDiags, diags.data()), 0u);
+  EXPECT_EQ(n, 10u);
+  EXPECT_EQ(withStats, 5u);
+  EXPECT_EQ(withDiags, 9u);
+  const HQOS_SPSonCounters zero{};
+  for (uint32_t i = 0; i < withStats; ++i) {
+    EXPECT_EQ(memcmp(&stats[i].son, &sons[i], sizeof sons[i]), 0);
+    EXPECT_EQ(memcmp(stats[i].counters.stat64, zero.stat64, sizeof zero.stat64), 0);
+  }
+  for (uint32_t i = 0; i < withDiags; ++i) {
+    EXPECT_EQ(memcmp(&diags[i].son, &sons[i], sizeof sons[i]), 0);
+  }
+}
+
 // A listing goes on from where a child was, also when it is there no more.
 TEST(Hierarchy, IsListedOnFromAnywhere) {
   Service service;
@@ -229,6 +253,15 @@ TEST(Hierarchy, BeginsWithTheFirstAndKnowsItsEnd) {
   EXPECT_STREQ(result.text, "FG fc-id: identifier 65533 belongs to FC fc1");
   HQOS_lib_AddFG("fc-id", 0xFFFE, &result);
   EXPECT_EQ(result.code, 0u) << result.text;
+  // An identifier that an FG gives back is free for an FC.
+  HQOS_lib_DelFG("fc-id", &result);
+  HQOS_lib_AddFGNestFC("fg", "again", nullptr, &result);
+  start = {{5, 0xFFFD, kNone}};
+  ASSERT_EQ(HQOS_lib_GetBulkFGSon(&start, 0, &got, fgSon), 0u);
+  ASSERT_EQ(got, 1u);
+  EXPECT_STREQ(fgSon[0].name1, "again");
+  HQOS_lib_DelFGNestFC("fg", "again", &result);
+  HQOS_lib_AddFG("fc-id", 0xFFFE, &result);
   HQOS_FGInfo info;
   EXPECT_EQ(HQOS_lib_GetNextFG(5, &info), 0u);
   EXPECT_STREQ(info.name, "fc-id");

@@ -127,6 +127,8 @@ TEST(RuleRelations, OfPairs) {
       {Rule(6, {}), Rule(2, {{0, 3}}), HQOS_REL_CONTAINS, HQOS_REL_CONTAINED},
       {Rule(6, {{1, 2}}), Rule(6, {{3, 4}}), HQOS_REL_EQUAL, HQOS_REL_EQUAL},
       {Rule(2, {{0, 3}}), Rule(3, {{0, 3}}), HQOS_REL_OTHER_TYPE, HQOS_REL_OTHER_TYPE},
+      // Values beyond the bitmaps are told apart by their span.
+      {Rule(2, {{5000, 5000}}), Rule(2, {{6000, 6000}}), HQOS_REL_DISJOINT, HQOS_REL_DISJOINT},
       {Rule(2, {}), Rule(2, {}), HQOS_REL_EQUAL, HQOS_REL_EQUAL},
       {Rule(2, {}), Rule(2, {{0, 7}}), HQOS_REL_DISJOINT, HQOS_REL_DISJOINT},
       {Rule(4, {{4095, 4095}}), Rule(4, {{1, 4095}}), HQOS_REL_CONTAINED, HQOS_REL_CONTAINS},
@@ -222,6 +224,17 @@ TEST(RuleBitmaps, StartAtTheLowestValue) {
   EXPECT_TRUE(rule == Rule(2, {{4000, 4095}}));
 }
 
+TEST(RuleBitmaps, MayBeLargerThanTheValues) {
+  alignas(8) uint8_t buffer[2048];
+  Bitmap* const bitmap = Bitmap_CreateFromBuffer(buffer, sizeof buffer, 8192);
+  for (const BitmapRange& run : {BitmapRange{1, 3, 4}, {1, 5000, 6000}, {1, 8191, 8191}}) {
+    Bitmap_SetRange(bitmap, &run);
+  }
+  HQOS_MatchRule rule;
+  EXPECT_EQ(HQOS_util_Bitmap2MatchRule(bitmap, 2, &rule), 0u);
+  EXPECT_TRUE(rule == Rule(2, {{3, 4}, {5000, 6000}, {8191, 8191}}));
+}
+
 TEST(ValueRanges, OfTheMatchTypes) {
   struct {
     uint32_t type, status;
@@ -231,7 +244,6 @@ TEST(ValueRanges, OfTheMatchTypes) {
                      {2, 0, 0, 7},
                      {3, 0, 0, 7},
                      {4, 0, 1, 4095},
-                     {5, 0, 1, 4094},
                      {6, HQOS_ERR_FAILED, 9, 9},
                      {7, HQOS_ERR_FAILED, 9, 9}};
   for (const auto& c : cases) {

@@ -117,6 +117,8 @@ TEST(Service, AnswersMalformedRequestsAndChangesNothing) {
       wire::Message(1, 1, wire::Tlv(99, Bytes(36))),  // no such command
       wire::Message(1, 1, wire::Tlv(3, wire::Field("gold", 35))),
       wire::Message(1, 4, wire::Tlv(1, Bytes(1488))),
+      wire::Message(1, 4, wire::Tlv(5, {})),  // no path
+      wire::Message(1, 4, wire::Tlv(5, wire::Tlv(1, Bytes(11)))),
       wire::Message(1, 1, addSP) + Bytes(1500),  // too long
   };
   for (size_t length = 1; length < good.size(); ++length) {

@@ -140,6 +140,21 @@ TEST(BulkRequest, IsWrittenAndRead) {
   EXPECT_EQ(tight, kPathTlv + Hex("ee"));
 }
 
+// A value that another writer did not pack.
+TEST(BulkRequest, UnpacksTheValueByItsType) {
+  const uint32_t values[] = {0, 0x2345, 0x2345, 0, 0x12345, 0};
+  for (uint8_t type = 1; type <= 5; ++type) {
+    const Bytes record =
+        wire::Tlv(7, Bytes{0, 0, 0, type} + Hex("00012345 00000000") + Bytes(48, 'n'));
+    HQOS_AppObj obj{};
+    HQOS_SPSonPath path;
+    uint32_t count;
+    HQOS_msg_DecapBulkReq(record.data(), static_cast<uint16_t>(record.size()), &obj, &path, &count);
+    EXPECT_EQ(obj.value, values[type]) << int{type};
+    EXPECT_EQ(obj.name, std::string(47, 'n'));
+  }
+}
+
 TEST(BulkRequest, LeavesWhatIsMissingOrShort) {
   const Bytes whole = wire::Tlv(7, kObjCases[0].sent);
   struct {
@@ -280,29 +295,55 @@ TEST(FGSons, EndAtAShortRecord) {
   EXPECT_EQ(FGListing(Reply(full)).count, uint32_t{HQOS_BULK_FGSON_MAX});
 }
 
-// Cut and mutated replies: whatever comes out, nothing beyond the buffers is touched.
+// Every cut of a reply, and many with some bytes changed.
+std::vector<Bytes> Damaged(const Bytes& whole) {
+  std::vector<Bytes> all;
+  for (size_t length = 1; length < whole.size(); ++length) {
+    all.emplace_back(whole.begin(), whole.begin() + static_cast<ptrdiff_t>(length));
+  }
+  std::mt19937 random(7);
+  for (int round = 0; round < 1000; ++round) {
+    all.push_back(whole);
+    for (int i = 0; i < 4; ++i) {
+      all.back()[random() % whole.size()] = static_cast<uint8_t>(random() % 3 == 0 ? 0 : random());
+    }
+  }
+  return all;
+}
+
+// Whatever comes out, the records behind those counted are untouched.
+template <class Record>
+void ExpectUntouched(uint32_t count, uint32_t most, const Record* infos) {
+  if (count == kUntouched) count = 0;
+  ASSERT_LE(count, most);
+  if (count == most) return;
+  Record untouched;
+  memset(static_cast<void*>(&untouched), 0xEE, sizeof untouched);
+  ASSERT_TRUE(Same(infos[count], untouched));
+}
+
 TEST(SPSons, SurviveCutsAndMutations) {
   const Bytes all = kWordsTlv + kStatTlv + kCfgTlv + kDiagTlv + kPathTlv;
   const Bytes whole = Reply(wire::Tlv(1, all) + wire::Tlv(1, all));
-  for (size_t length = 1; length < whole.size(); ++length) {
-    const auto stats =
-        Stats(Bytes(whole.begin(), whole.begin() + static_cast<ptrdiff_t>(length)), nullptr);
+  for (const Bytes& reply : Damaged(whole)) {
+    const auto sons = Sons(reply);
+    ExpectUntouched(sons.count, HQOS_BULK_SPSON_MAX, sons.infos.data());
+    const auto stats = Stats(reply, nullptr);
+    ExpectUntouched(stats.count, HQOS_BULK_SPSON_MAX, stats.infos.data());
+    const auto diags = Diags(reply, nullptr);
+    ExpectUntouched(diags.count, HQOS_BULK_SPSON_MAX, diags.infos.data());
+    if (reply.size() == whole.size()) continue;
+    const size_t length = reply.size();
     EXPECT_EQ(stats.status, length < 8 ? uint32_t{HQOS_ERR_BADREPLY} : 0u);
     EXPECT_EQ(stats.count, length < 8 ? kUntouched : length >= 8 + 4 + all.size() ? 1u : 0u);
   }
-  std::mt19937 random(7);
-  for (int round = 0; round < 2000; ++round) {
-    Bytes mutated = whole;
-    for (int i = 0; i < 4; ++i) {
-      mutated[random() % mutated.size()] = static_cast<uint8_t>(random() % 3 == 0 ? 0 : random());
-    }
-    const auto stats = Stats(mutated, nullptr);
-    EXPECT_TRUE(stats.count == kUntouched || stats.count <= HQOS_BULK_SPSON_MAX);
-    for (const HQOS_SPSonStat& info : stats.infos) {
-      if (&info - stats.infos.data() < static_cast<ptrdiff_t>(stats.count)) continue;
-      ASSERT_EQ(info.son.words[0], 0xEEEEEEEE);
-      break;
-    }
+}
+
+TEST(FGSons, SurviveCutsAndMutations) {
+  const Bytes tlv = wire::Tlv(4, kFGSonValue);
+  for (const Bytes& reply : Damaged(Reply(tlv + tlv + tlv))) {
+    const FGListing listing(reply);
+    ExpectUntouched(listing.count, HQOS_BULK_FGSON_MAX, listing.infos);
   }
 }
 

@@ -1,9 +1,12 @@
+#include <dlfcn.h>
 #include <gtest/gtest.h>
 
 #include <string>
 
 #include "hqos.h"
+#include "platform/bitmap.h"
 #include "platform/interface.h"
+#include "platform/vlan.h"
 
 // Stands in for the platform's: interface 5 is on slot 3, interface 6 is not known.
 uint32_t IF_GetDataByIfIndex(uint32_t ifIndex, uint32_t item, void* data) {
@@ -13,7 +16,48 @@ uint32_t IF_GetDataByIfIndex(uint32_t ifIndex, uint32_t item, void* data) {
   return 0;
 }
 
+// The VLAN range, with more than the 16 bits that are kept, and the order of the calls.
+static std::string g_vlanCalls;
+uint32_t VLAN_GetMinVlanID() {
+  g_vlanCalls += "min ";
+  return 0x10003;
+}
+uint32_t VLAN_GetMaxVlanID() {
+  g_vlanCalls += "max ";
+  return 0x10FF0;
+}
+
+// What the bitmap predicates say for true.
+static uint16_t g_true = 1;
+uint16_t Bitmap_IsEqual(const Bitmap* a, const Bitmap* b) {
+  static const auto real =
+      reinterpret_cast<decltype(&Bitmap_IsEqual)>(dlsym(RTLD_NEXT, "Bitmap_IsEqual"));
+  return real(a, b) != 0 ? g_true : 0;
+}
+uint16_t Bitmap_IsEmpty(const Bitmap* bitmap) {
+  static const auto real =
+      reinterpret_cast<decltype(&Bitmap_IsEmpty)>(dlsym(RTLD_NEXT, "Bitmap_IsEmpty"));
+  return real(bitmap) != 0 ? g_true : 0;
+}
+
 namespace {
+
+TEST(Platform, IsAskedForTheVlanRange) {
+  uint16_t min = 0, max = 0;
+  EXPECT_EQ(HQOS_util_GetValueRangeByType(HQOS_MATCH_SERVICE_VLAN_ID, &min, &max), 0u);
+  EXPECT_EQ(g_vlanCalls, "max min ");
+  EXPECT_EQ(min, 3);
+  EXPECT_EQ(max, 0xFF0);
+}
+
+TEST(Platform, MeansTrueByOneOnly) {
+  alignas(8) uint8_t buffer[1024];
+  const Bitmap* const empty = Bitmap_CreateFromBuffer(buffer, sizeof buffer, 4096);
+  EXPECT_EQ(HQOS_util_RuleBitmapCompare(empty, empty), uint32_t{HQOS_REL_EQUAL});
+  g_true = 2;
+  EXPECT_EQ(HQOS_util_RuleBitmapCompare(empty, empty), uint32_t{HQOS_REL_OVERLAP});
+  g_true = 1;
+}
 
 TEST(EnumNames, AreTheKeywordsAndNullBeyond) {
   const auto names = [](const char* (*nameOf)(uint32_t)) {
@@ -158,7 +202,8 @@ TEST(ViewNames, CarryRules) {
 TEST(ViewNames, NeedAllTheirArguments) {
   char obj[HQOS_VIEW_OBJ_SIZE], name[HQOS_SUBVIEW_NAME_SIZE];
   HQOS_MatchRule rule;
-  const char* const view = "a-b-c";
+  const char* const view = "a-b-c-0002-300500700700oOOoOOoOOoOOoOOoOOoOOoOOoOOoOOoOOoOO";
+  EXPECT_EQ(HQOS_util_GetInfoBySubCmdView(view, obj, name, &rule), 0u);
   EXPECT_EQ(HQOS_util_GetNameByCmdView(nullptr, name), uint32_t{HQOS_ERR_FAILED});
   EXPECT_EQ(HQOS_util_GetNameByCmdView(view, nullptr), uint32_t{HQOS_ERR_FAILED});
   EXPECT_EQ(HQOS_util_GetObjByCmdView(nullptr, obj, name), uint32_t{HQOS_ERR_FAILED});
