@@ -1,4 +1,4 @@
-// Showing the hierarchy: an FG's children, and the trees below SPs.
+// Showing the hierarchy: FGs, an FG's children, and the trees below SPs.
 #include <iostream>
 #include <memory>
 
@@ -6,6 +6,7 @@
 #include "cli/commands.h"
 #include "cli/failure.h"
 #include "cli/rule_text.h"
+#include "platform/hqosd.h"
 
 namespace hqosctl {
 
@@ -23,6 +24,24 @@ void ShowFGSons(const std::string& name, Output& output) {
                 {"name1", son.name1},
                 {"rule", RuleRecord(son.rule)},
                 {"name2", son.name2}});
+  }
+  output.End();
+}
+
+void AddFGLine(const HQOS_FGInfo& fg, Output& output) {
+  output.Add({fg.name, std::to_string(fg.id)}, {{"name", fg.name}, {"id", fg.id}});
+}
+
+void ShowFGs(const std::string& name, Output& output) {
+  output.Begin({"NAME", "ID"});
+  HQOS_FGInfo fg;
+  if (!name.empty()) {
+    CheckQuery(HQOS_lib_GetFG(name.c_str(), &fg), "FG " + name);
+    AddFGLine(fg, output);
+  } else {
+    uint32_t status = HQOS_lib_GetNextFG(HQOS_ID_NONE, &fg);
+    for (; status == 0; status = HQOS_lib_GetNextFG(fg.id, &fg)) AddFGLine(fg, output);
+    if (status != HQOSD_END) CheckQuery(status, "FGs");
   }
   output.End();
 }
@@ -92,6 +111,10 @@ void ShowTree(const std::string& name, Output& output) {
 
 void AddFGCommands(CLI::App& fg, Output& output) {
   const auto name = std::make_shared<std::string>();
+  CLI::App* const show = fg.add_subcommand("show", "Show the FG, or all FGs");
+  Named(show->add_option("NAME", *name, "its name"))->required(false);
+  show->callback([name, &output] { ShowFGs(*name, output); });
+
   CLI::App* const children = fg.add_subcommand("children", "List the FG's children");
   Named(children->add_option("NAME", *name, "its name"));
   children->callback([name, &output] { ShowFGSons(*name, output); });

@@ -148,6 +148,8 @@ TEST(Ctl, BuildsAndDrawsTrees) {
             "KIND  NAME        ID  RULE                         FP\n"
             "FG    customer-a  2   service-vlan-id:100-199\n"
             "FG    customer-b  3   service-vlan-id:200,300-399\n");
+  EXPECT_EQ(Ctl({"fg", "show", "data"}).out, "NAME  ID\ndata  1\n");
+  EXPECT_EQ(json::parse(Ctl({"fg", "show", "--json"}).out).size(), 5u);
   const json tree = json::parse(Ctl({"tree", "--json"}).out);
   EXPECT_EQ(tree[0]["children"][1]["children"][0]["children"][1]["cfg"]["name1"], "backup");
   EXPECT_EQ(tree[0]["children"][0]["cfg"]["rule"]["ranges"][0], (json{{"low", 5}, {"high", 7}}));
