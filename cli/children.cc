@@ -6,6 +6,27 @@
 
 namespace hqosctl {
 
+namespace {
+
+// The object named, or without a name all that a walk gives.
+template <class Info>
+std::vector<Info> ReadObjects(const std::string& name, const std::string& kind,
+                              uint32_t (*get)(const char*, Info*),
+                              uint32_t (*getNext)(uint16_t, Info*)) {
+  Info info;
+  if (!name.empty()) {
+    CheckQuery(get(name.c_str(), &info), kind + " " + name);
+    return {info};
+  }
+  std::vector<Info> all;
+  uint32_t status = getNext(HQOS_ID_NONE, &info);
+  for (; status == 0; status = getNext(info.id, &info)) all.push_back(info);
+  if (status != HQOSD_END) CheckQuery(status, kind + "s");
+  return all;
+}
+
+}  // namespace
+
 std::vector<HQOS_SPSon> ReadSPSons(const HQOS_SPInfo& sp) {
   std::vector<HQOS_SPSon> sons;
   std::vector<HQOS_SPSon> block(HQOS_BULK_SPSON_MAX);
@@ -36,16 +57,11 @@ std::vector<HQOS_FGSon> ReadFGSons(const std::string& name) {
 }
 
 std::vector<HQOS_SPInfo> ReadSPs(const std::string& name) {
-  std::vector<HQOS_SPInfo> sps;
-  HQOS_SPInfo sp;
-  if (!name.empty()) {
-    CheckQuery(HQOS_lib_GetSP(name.c_str(), &sp), "SP " + name);
-    return {sp};
-  }
-  uint32_t status = HQOS_lib_GetNextSP(HQOS_ID_NONE, &sp);
-  for (; status == 0; status = HQOS_lib_GetNextSP(sp.id, &sp)) sps.push_back(sp);
-  if (status != HQOSD_END) CheckQuery(status, "SPs");
-  return sps;
+  return ReadObjects(name, "SP", HQOS_lib_GetSP, HQOS_lib_GetNextSP);
+}
+
+std::vector<HQOS_FGInfo> ReadFGs(const std::string& name) {
+  return ReadObjects(name, "FG", HQOS_lib_GetFG, HQOS_lib_GetNextFG);
 }
 
 Output::Record RuleRecord(const HQOS_MatchRule& rule) {

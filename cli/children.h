@@ -16,8 +16,9 @@ std::vector<HQOS_SPSon> ReadSPSons(const HQOS_SPInfo& sp);
 // The children of the FG of that name.
 std::vector<HQOS_FGSon> ReadFGSons(const std::string& name);
 
-// All SPs, or the one named.
+// All SPs, all FGs, or the one named.
 std::vector<HQOS_SPInfo> ReadSPs(const std::string& name);
+std::vector<HQOS_FGInfo> ReadFGs(const std::string& name);
 
 // The fields of a rule, of a path.
 Output::Record RuleRecord(const HQOS_MatchRule& rule);

@@ -6,7 +6,6 @@
 #include "cli/commands.h"
 #include "cli/failure.h"
 #include "cli/rule_text.h"
-#include "platform/hqosd.h"
 
 namespace hqosctl {
 
@@ -28,20 +27,10 @@ void ShowFGSons(const std::string& name, Output& output) {
   output.End();
 }
 
-void AddFGLine(const HQOS_FGInfo& fg, Output& output) {
-  output.Add({fg.name, std::to_string(fg.id)}, {{"name", fg.name}, {"id", fg.id}});
-}
-
 void ShowFGs(const std::string& name, Output& output) {
   output.Begin({"NAME", "ID"});
-  HQOS_FGInfo fg;
-  if (!name.empty()) {
-    CheckQuery(HQOS_lib_GetFG(name.c_str(), &fg), "FG " + name);
-    AddFGLine(fg, output);
-  } else {
-    uint32_t status = HQOS_lib_GetNextFG(HQOS_ID_NONE, &fg);
-    for (; status == 0; status = HQOS_lib_GetNextFG(fg.id, &fg)) AddFGLine(fg, output);
-    if (status != HQOSD_END) CheckQuery(status, "FGs");
+  for (const HQOS_FGInfo& fg : ReadFGs(name)) {
+    output.Add({fg.name, std::to_string(fg.id)}, {{"name", fg.name}, {"id", fg.id}});
   }
   output.End();
 }

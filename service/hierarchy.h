@@ -10,6 +10,13 @@ namespace hqosd {
 
 constexpr int kLevels = 5;  // below an SP
 
+// The empty rule, but for its type.
+inline HQOS_MatchRule EmptyRule(uint32_t type) {
+  HQOS_MatchRule rule{type, {}};
+  for (HQOS_ValueRange& range : rule.ranges) range = {HQOS_RANGE_UNUSED, HQOS_RANGE_UNUSED};
+  return rule;
+}
+
 // A parent: an SP or an FG.
 struct Parent {
   const char* kind;  // "SP" or "FG"

@@ -24,7 +24,7 @@ std::string Place(const char* kind, const std::string& child, const Parent& pare
 // when it has no values, or others than its type has.
 Answer Normalise(HQOS_MatchRule& rule) {
   if (rule.type == HQOS_MATCH_GROUP) {
-    for (HQOS_ValueRange& range : rule.ranges) range = {HQOS_RANGE_UNUSED, HQOS_RANGE_UNUSED};
+    rule = EmptyRule(HQOS_MATCH_GROUP);
     return {};
   }
   uint16_t min, max;
@@ -207,9 +207,7 @@ Answer AddFGNestFC(Model& model, const Payload& payload) {
     return Refuse(HQOSD_TOO_DEEP, Place("FC", name, parent) + " would make more than five levels");
   }
   if (existing == nullptr) model.fcs.Add(name, id);
-  HQOS_MatchRule none{HQOS_MATCH_NONE, {}};
-  for (HQOS_ValueRange& range : none.ranges) range = {HQOS_RANGE_UNUSED, HQOS_RANGE_UNUSED};
-  Nest(model, parent, id, {none, request.extraName});
+  Nest(model, parent, id, {EmptyRule(HQOS_MATCH_NONE), request.extraName});
   return {};
 }
 
