@@ -77,11 +77,14 @@ void AddObjectCommands(CLI::App& app, Output& output) {
     CLI::App* const group = AddKind(app, kind);
     if (kind.add == HQOS_lib_AddSP) AddSPCommands(*group, output);
     if (kind.add == HQOS_lib_AddFG) AddFGCommands(*group, output);
+    if (kind.add == HQOS_lib_AddFP) AddFPCommands(*group, output);
+    if (kind.add == HQOS_lib_AddDP) AddDPCommands(*group, output);
   }
 }
 
 void AddCommands(CLI::App& app, Output& output) {
   AddObjectCommands(app, output);
+  AddFCCommands(app, output);
   AddNestCommands(app);
   AddTreeCommands(app, output);
   AddRuleCommands(app, output);

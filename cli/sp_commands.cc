@@ -2,9 +2,9 @@
 #include <algorithm>
 #include <memory>
 
-#include "cli/children.h"
 #include "cli/commands.h"
 #include "cli/failure.h"
+#include "cli/read.h"
 #include "hqos.h"
 
 namespace hqosctl {

@@ -2,16 +2,14 @@
 #include <iostream>
 #include <memory>
 
-#include "cli/children.h"
 #include "cli/commands.h"
 #include "cli/failure.h"
+#include "cli/read.h"
 #include "cli/rule_text.h"
 
 namespace hqosctl {
 
 namespace {
-
-constexpr uint32_t kFC = 2;  // the stand-in service's kind of an FC child; FGs have 1
 
 void ShowFGSons(const std::string& name, Output& output) {
   output.Begin({"KIND", "NAME", "ID", "RULE", "FP"});
@@ -27,10 +25,12 @@ void ShowFGSons(const std::string& name, Output& output) {
   output.End();
 }
 
-void ShowFGs(const std::string& name, Output& output) {
+// FGs or FCs.
+template <class Info>
+void ShowNamed(const std::vector<Info>& infos, Output& output) {
   output.Begin({"NAME", "ID"});
-  for (const HQOS_FGInfo& fg : ReadFGs(name)) {
-    output.Add({fg.name, std::to_string(fg.id)}, {{"name", fg.name}, {"id", fg.id}});
+  for (const Info& info : infos) {
+    output.Add({info.name, std::to_string(info.id)}, {{"name", info.name}, {"id", info.id}});
   }
   output.End();
 }
@@ -102,11 +102,19 @@ void AddFGCommands(CLI::App& fg, Output& output) {
   const auto name = std::make_shared<std::string>();
   CLI::App* const show = fg.add_subcommand("show", "Show the FG, or all FGs");
   Named(show->add_option("NAME", *name, "its name"))->required(false);
-  show->callback([name, &output] { ShowFGs(*name, output); });
+  show->callback([name, &output] { ShowNamed(ReadFGs(*name), output); });
 
   CLI::App* const children = fg.add_subcommand("children", "List the FG's children");
   Named(children->add_option("NAME", *name, "its name"));
   children->callback([name, &output] { ShowFGSons(*name, output); });
+}
+
+void AddFCCommands(CLI::App& app, Output& output) {
+  const auto name = std::make_shared<std::string>();
+  CLI::App* const fc = AddGroup(app, "fc", "FC objects (nest and unnest make and remove them)");
+  CLI::App* const show = fc->add_subcommand("show", "Show the FC, or all FCs");
+  Named(show->add_option("NAME", *name, "its name"))->required(false);
+  show->callback([name, &output] { ShowNamed(ReadFCs(*name), output); });
 }
 
 void AddTreeCommands(CLI::App& app, Output& output) {

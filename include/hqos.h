@@ -59,6 +59,7 @@ enum {
   HQOS_SLOT_NONE = 0xFFFF,        // "not bound to one slot"
   HQOS_PATH_UNSET = 0xFFFF,       // field of a path: no node at that level
   HQOS_RANGE_UNUSED = 0xFFFF,     // low of a value range: the range is empty
+  HQOS_DP_THRESHOLDS = 3,         // thresholds that a DP is reported with
   HQOS_APPOBJ_NAME_SIZE = 48,     // name field of an application object: 47 characters and the NUL
   HQOS_MATCHRULE_RANGES = 8,      // value ranges of a match rule
   HQOS_MATCHRULE_STR_LEN = 53,    // text form of a match rule, characters without the NUL
@@ -71,6 +72,9 @@ enum {
 // The largest number of records that any reply can hold, whatever the service sends: an array of
 // that many never overflows, whatever `count` asked for.
 enum {
+  HQOS_BULK_FC_MAX = 39,     // HQOS_lib_GetAllFC
+  HQOS_BULK_DP_MAX = 18,     // HQOS_lib_GetBulkDP
+  HQOS_BULK_FP_MAX = 375,    // HQOS_lib_GetBulkFP
   HQOS_BULK_FGSON_MAX = 12,  // HQOS_lib_GetBulkFGSon
   HQOS_BULK_SPSON_MAX = 375  // HQOS_lib_GetBulkSPSon, ..SPSonStat, ..SPSonDiag
 };
@@ -111,6 +115,13 @@ typedef enum HQOS_RuleRelation {  // how one match rule, the first, relates to a
   HQOS_REL_DISJOINT = 4,          // no value in common
   HQOS_REL_OTHER_TYPE = 5         // different match types, neither of them a group
 } HQOS_RuleRelation;
+
+typedef enum HQOS_FPFlag {  // which settings of an FP are present; the flags of its records
+  HQOS_FPI_GTS = 1,         // shaping
+  HQOS_FPI_DPREF = 2,       // reference to a DP
+  HQOS_FPI_QUEUE = 4,
+  HQOS_FPI_BANDWIDTH = 8
+} HQOS_FPFlag;
 
 typedef enum HQOS_AppObjType {  // what an SP is applied to, and what its value holds
   HQOS_APPOBJ_SLOT = 1,         // slot number, 16 bits
@@ -193,6 +204,14 @@ typedef enum HQOS_BulkType {
   HQOS_BULK_SP_SON_DIAG = 7
 } HQOS_BulkType;
 
+typedef enum HQOS_FPTlvType {  // the TLVs of an FP, see HQOS_msg_EncapFPInfo
+  HQOS_FPTLV_NAME = 1,         // name and identifier; 36 bytes
+  HQOS_FPTLV_DPREF = 2,        // name and identifier of its DP; 36 bytes
+  HQOS_FPTLV_GTS = 3,          // four 32-bit values
+  HQOS_FPTLV_QUEUE = 4,        // three 32-bit values
+  HQOS_FPTLV_BANDWIDTH = 5     // one 32-bit value
+} HQOS_FPTlvType;
+
 typedef enum HQOS_TlvType {
   HQOS_TLV_SONPATH = 1,     // path of an SP child; 12 bytes
   HQOS_TLV_SONCFG = 2,      // configuration of an SP child; 104 bytes
@@ -237,6 +256,42 @@ typedef struct HQOS_FGInfo {
   char name[HQOS_NAME_SIZE];
   uint16_t id;
 } HQOS_FGInfo;
+
+// An FC as the service reports it. 34 bytes.
+typedef struct HQOS_FCInfo {
+  char name[HQOS_NAME_SIZE];
+  uint16_t id;
+} HQOS_FCInfo;
+
+// An FP and its settings. 108 bytes. A setting is valid when its flag is set, and zero in a record
+// read from a message when it is not. Units and ranges of the settings are the service's.
+typedef struct HQOS_FPInfo {
+  char name[HQOS_NAME_SIZE];
+  uint16_t id;                  // HQOS_ID_NONE in a record read: the message held none
+  uint32_t flags;               // HQOS_FPFlag bits; others are ignored
+  char dpName[HQOS_NAME_SIZE];  // the DP that the FP refers to (HQOS_FPI_DPREF)
+  uint16_t dpId;                // its identifier; HQOS_ID_NONE as above
+  uint32_t gts[4];              // shaping (HQOS_FPI_GTS)
+  uint32_t queue[3];            // which queue, and its two values (HQOS_FPI_QUEUE)
+  uint32_t bandwidth;           // HQOS_FPI_BANDWIDTH
+} HQOS_FPInfo;
+
+// A threshold of a DP. 12 bytes. What the values mean is the service's.
+typedef struct HQOS_DPThreshold {
+  uint16_t value1;
+  uint16_t value2;
+  uint32_t value3;
+  uint32_t value4;
+} HQOS_DPThreshold;
+
+// A DP as the service reports it. 76 bytes. Which index of HQOS_lib_AddDPThreshold fills which
+// threshold is the service's.
+typedef struct HQOS_DPInfo {
+  char name[HQOS_NAME_SIZE];
+  uint16_t id;
+  uint32_t weight;
+  HQOS_DPThreshold thresholds[HQOS_DP_THRESHOLDS];
+} HQOS_DPInfo;
 
 // Values of an attribute, both ends included. 4 bytes. Empty when low is HQOS_RANGE_UNUSED.
 typedef struct HQOS_ValueRange {
@@ -341,6 +396,33 @@ uint32_t HQOS_lib_ResetSPUnit(const char* name, HQOS_Result* result);
 uint32_t HQOS_lib_SetDebug(uint32_t debug);
 uint32_t HQOS_lib_ResetDebug(uint32_t debug);
 
+// ---- FP settings --------------------------------------------------------------------------------
+// Commands, as told under Conventions. They give the FP `name` a setting and take it back; the
+// values are passed on unchanged, what they mean is the service's.
+// Return: 0, HQOS_ERR_FAILED, HQOS_ERR_BADREPLY.
+
+// queue[0] selects the queue, queue[1] and queue[2] are its values.
+uint32_t HQOS_lib_AddQueue(const char* name, const uint32_t queue[3], HQOS_Result* result);
+uint32_t HQOS_lib_DelQueue(const char* name, uint32_t queueSel, HQOS_Result* result);
+uint32_t HQOS_lib_AddGTS(const char* name, const uint32_t gts[4], HQOS_Result* result);
+uint32_t HQOS_lib_DelGTS(const char* name, HQOS_Result* result);
+uint32_t HQOS_lib_AddBandwidth(const char* name, const uint32_t* bandwidth, HQOS_Result* result);
+uint32_t HQOS_lib_DelBandwidth(const char* name, HQOS_Result* result);
+// Lets the FP refer to the DP `dpName`.
+uint32_t HQOS_lib_FPReferDP(const char* name, const char* dpName, HQOS_Result* result);
+uint32_t HQOS_lib_DelFPReferDP(const char* name, HQOS_Result* result);
+
+// ---- DP settings --------------------------------------------------------------------------------
+// Commands, as told under Conventions. They give the DP `name` a weight, or the threshold with that
+// index, and take them back; which values there are and what they mean is the service's.
+// Return: 0, HQOS_ERR_FAILED, HQOS_ERR_BADREPLY.
+
+uint32_t HQOS_lib_AddDPThreshold(const char* name, uint32_t index, HQOS_DPThreshold thr,
+                                 HQOS_Result* result);
+uint32_t HQOS_lib_DelDPThreshold(const char* name, uint32_t index, HQOS_Result* result);
+uint32_t HQOS_lib_AddDPWeight(const char* name, uint32_t weight, HQOS_Result* result);
+uint32_t HQOS_lib_DelDPWeight(const char* name, HQOS_Result* result);
+
 // ---- Nesting ------------------------------------------------------------------------------------
 // Commands, as told under Conventions. An FG or FC becomes a child of an SP or FG, or ceases to be
 // one. `rule` selects the child's values; it is only read, and not examined. `extraName` is the
@@ -377,17 +459,39 @@ uint32_t HQOS_lib_GetSP(const char* name, HQOS_SPInfo* info);
 // ends it is the service's.
 uint32_t HQOS_lib_GetNextSP(uint16_t id, HQOS_SPInfo* info);
 
-// ---- FG queries ---------------------------------------------------------------------------------
+// ---- FG, FC, FP and DP queries ------------------------------------------------------------------
 // Queries, as told under Conventions. A reply without a record, or with one shorter than its
 // layout, gives HQOS_ERR_BADREPLY; *info is written only when 0 is returned.
 // Return: 0, HQOS_ERR_FAILED, HQOS_ERR_BADREPLY, or the service's code.
 
-// Reads the FG named `name`.
+// Read the object named `name`.
 uint32_t HQOS_lib_GetFG(const char* name, HQOS_FGInfo* info);
+uint32_t HQOS_lib_GetFC(const char* name, HQOS_FCInfo* info);
+uint32_t HQOS_lib_GetDP(const char* name, HQOS_DPInfo* info);
+
+// The same; *info is all zero unless 0 is returned. A record is a sequence of parts here: those
+// that are missing or too short are left out of it, as told at HQOS_msg_DecapFPInfo.
+uint32_t HQOS_lib_GetFP(const char* name, HQOS_FPInfo* info);
 
 // Reads the FG that follows identifier `id` in the service's order; a walk as with
 // HQOS_lib_GetNextSP.
 uint32_t HQOS_lib_GetNextFG(uint16_t id, HQOS_FGInfo* info);
+
+// Lists, one reply each. `startId` and `count` go to the service as they are: what they select, and
+// in which order the objects come, is the service's. The records are written to infos, their
+// number, which is not compared with `count`, to *outCount: give infos room for the records that a
+// reply can hold. *outCount and infos are untouched unless 0 is returned, but for this: an FC or DP
+// that is shorter than its layout ends the query with HQOS_ERR_BADREPLY, and *outCount is then the
+// number of records before it. A reply without records gives 0 with *outCount = 0.
+
+// All FCs, as many as the service puts into its reply; room for HQOS_BULK_FC_MAX.
+uint32_t HQOS_lib_GetAllFC(uint32_t* outCount, HQOS_FCInfo* infos);
+// Room for HQOS_BULK_FP_MAX records.
+uint32_t HQOS_lib_GetBulkFP(uint16_t startId, uint32_t count, uint32_t* outCount,
+                            HQOS_FPInfo* infos);
+// Room for HQOS_BULK_DP_MAX records.
+uint32_t HQOS_lib_GetBulkDP(uint16_t startId, uint32_t count, uint32_t* outCount,
+                            HQOS_DPInfo* infos);
 
 // ---- Child queries ------------------------------------------------------------------------------
 // Queries that list children a block at a time. `start` and `count` go to the service as they are:
@@ -442,6 +546,17 @@ uint32_t HQOS_msg_Send(int fd, const void* buf, uint16_t len);
 // for it, also over interruptions. What a longer message holds beyond cap is lost. Return: 0, or
 // HQOS_ERR_FAILED with *len untouched when the peer has closed or the receive failed.
 uint32_t HQOS_msg_Recv(int fd, uint16_t cap, void* buf, uint16_t* len);
+
+// Writes an FP as a sequence of TLVs (HQOS_FPTlvType), in the order of their types, into the `room`
+// bytes at out: name and identifier always, each setting when its flag is set. Returns the bytes
+// written; a TLV that does not fit is left out and the next one tried, 104 bytes and five TLV
+// headers hold them all.
+uint32_t HQOS_msg_EncapFPInfo(const HQOS_FPInfo* info, uint16_t room, uint8_t* out);
+
+// Reads the `len` bytes of such a sequence into *out, all of which is written: zero but for what
+// the TLVs hold, identifiers that are missing HQOS_ID_NONE, the flags those of the settings found.
+// TLVs in any order, the last of a type counts; those shorter than their layout are passed over.
+void HQOS_msg_DecapFPInfo(const uint8_t* tlvs, uint16_t len, HQOS_FPInfo* out);
 
 // Writes the payload of a child query, the bulk request record, into the bufLen bytes at buf: obj
 // (may be null: left out), start and count. Returns the bytes written; what does not fit is left

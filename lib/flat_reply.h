@@ -26,6 +26,14 @@ uint32_t DecodeFirst(const Reply& reply, const Layout& layout, Record* info) {
   return 0;
 }
 
+// Reads the object of that name.
+template <class Layout, class Record>
+uint32_t GetByName(uint16_t queryType, const char* name, const Layout& layout, Record* info) {
+  Reply reply;
+  const uint32_t status = Ask(HQOS_OP_GET, queryType, kObjPayload, NamedObject(name), reply);
+  return status != 0 ? status : DecodeFirst(reply, layout, info);
+}
+
 // Decodes every data TLV into the next element of infos and counts them in *outCount. Ends with
 // HQOS_ERR_BADREPLY at one that is shorter than the layout.
 template <class Layout, class Record>

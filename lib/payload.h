@@ -25,6 +25,12 @@ struct HQOS_NextKey {
   uint32_t id;
 };
 
+// The identifier after which a list goes on, and how many records are wanted.
+struct HQOS_BulkKey {
+  uint16_t startId;
+  uint32_t count;
+};
+
 namespace hqos {
 
 // Bytes 34-35 are zero.
@@ -37,5 +43,9 @@ inline constexpr auto kObjValuePayload = Table<36>(Row{0, 32, kText, &HQOS_ObjVa
 inline constexpr auto kDebugPayload = Table<4>(Row{0, 4, kBig, &HQOS_DebugPayload::debug});
 
 inline constexpr auto kNextKey = Table<4>(Row{0, 4, kBig, &HQOS_NextKey::id});
+
+// Bytes 2-3 are zero.
+inline constexpr auto kBulkKey =
+    Table<8>(Row{0, 2, kBig, &HQOS_BulkKey::startId}, Row{4, 4, kBig, &HQOS_BulkKey::count});
 
 }  // namespace hqos

@@ -14,7 +14,7 @@ using hqos::Decode;
 using hqos::Tlv;
 
 // One TLV of a child, by the kind of record; those of other types are passed over.
-void DecodePart(const Tlv& tlv, HQOS_SPSon& son) {
+[[gnu::always_inline]] inline void DecodePart(const Tlv& tlv, HQOS_SPSon& son) {
   if (tlv.type == HQOS_TLV_SONPATH) Decode(hqos::kSonPath, tlv.value, tlv.length, son.path);
   if (tlv.type == HQOS_TLV_SONCFG) Decode(hqos::kSonCfg, tlv.value, tlv.length, son.cfg);
   if (tlv.type == HQOS_TLV_WORDS) {

@@ -76,12 +76,10 @@ void CopyText(const void* from, void* to) {
   for (size_t i = 0; i < N; i += 8) {
     uint64_t word;
     std::memcpy(&word, static_cast<const uint8_t*>(from) + i, 8);
-    word &= alive;
     const uint64_t nul = (word - kOnes) & ~word & kTops;  // its lowest set bit marks the first NUL
-    const uint64_t beforeNul = ((nul & (~nul + 1)) >> 7) - 1;
-    word &= beforeNul;
-    alive &= beforeNul == ~uint64_t{0} ? ~uint64_t{0} : 0;
+    word &= (nul ^ (nul - 1)) & alive;                    // nothing behind that bit
     std::memcpy(static_cast<uint8_t*>(to) + i, &word, 8);
+    alive = nul == 0 ? alive : 0;
   }
   static_cast<uint8_t*>(to)[N - 1] = 0;
 }
@@ -105,14 +103,14 @@ constexpr size_t Width(const Form& form, const T (*)[N]) {
   return N * Width(form, static_cast<const T*>(nullptr));
 }
 template <class Form, class T, size_t N>
-void Put(const Form& form, const T (&member)[N], uint8_t* at) {
+[[gnu::always_inline]] inline void Put(const Form& form, const T (&member)[N], uint8_t* at) {
   for (const T& element : member) {
     Put(form, element, at);
     at += Width(form, static_cast<const T*>(nullptr));
   }
 }
 template <class Form, class T, size_t N>
-void Get(const Form& form, const uint8_t* at, T (&member)[N]) {
+[[gnu::always_inline]] inline void Get(const Form& form, const uint8_t* at, T (&member)[N]) {
   for (T& element : member) {
     Get(form, at, element);
     at += Width(form, static_cast<const T*>(nullptr));
@@ -167,14 +165,14 @@ requires std::is_class_v<Record>
 [[gnu::always_inline]] inline void Put(const Layout<Size, Rows...>& layout, const Record& record,
                                        uint8_t* at) {
   std::memset(at, 0, Size);
-  std::apply([&](const auto&... row) { (Put(row.form, record.*row.member, at + row.offset), ...); },
+  std::apply([&](const auto&... row) __attribute__((always_inline)) { (Put(row.form, record.*row.member, at + row.offset), ...); },
              layout.rows);
 }
 template <class Record, size_t Size, class... Rows>
 requires std::is_class_v<Record>
 [[gnu::always_inline]] inline void Get(const Layout<Size, Rows...>& layout, const uint8_t* at,
                                        Record& record) {
-  std::apply([&](const auto&... row) { (Get(row.form, at + row.offset, record.*row.member), ...); },
+  std::apply([&](const auto&... row) __attribute__((always_inline)) { (Get(row.form, at + row.offset, record.*row.member), ...); },
              layout.rows);
 }
 

@@ -77,3 +77,29 @@ static_assert(offsetof(HQOS_FGSon, name2) == 80);
 static_assert(sizeof(HQOS_FGInfo) == 34);
 static_assert(offsetof(HQOS_FGInfo, name) == 0);
 static_assert(offsetof(HQOS_FGInfo, id) == 32);
+
+static_assert(sizeof(HQOS_FCInfo) == 34);
+static_assert(offsetof(HQOS_FCInfo, name) == 0);
+static_assert(offsetof(HQOS_FCInfo, id) == 32);
+
+static_assert(sizeof(HQOS_FPInfo) == 108);
+static_assert(offsetof(HQOS_FPInfo, name) == 0);
+static_assert(offsetof(HQOS_FPInfo, id) == 32);
+static_assert(offsetof(HQOS_FPInfo, flags) == 36);
+static_assert(offsetof(HQOS_FPInfo, dpName) == 40);
+static_assert(offsetof(HQOS_FPInfo, dpId) == 72);
+static_assert(offsetof(HQOS_FPInfo, gts) == 76);
+static_assert(offsetof(HQOS_FPInfo, queue) == 92);
+static_assert(offsetof(HQOS_FPInfo, bandwidth) == 104);
+
+static_assert(sizeof(HQOS_DPThreshold) == 12);
+static_assert(offsetof(HQOS_DPThreshold, value1) == 0);
+static_assert(offsetof(HQOS_DPThreshold, value2) == 2);
+static_assert(offsetof(HQOS_DPThreshold, value3) == 4);
+static_assert(offsetof(HQOS_DPThreshold, value4) == 8);
+
+static_assert(sizeof(HQOS_DPInfo) == 76);
+static_assert(offsetof(HQOS_DPInfo, name) == 0);
+static_assert(offsetof(HQOS_DPInfo, id) == 32);
+static_assert(offsetof(HQOS_DPInfo, weight) == 36);
+static_assert(offsetof(HQOS_DPInfo, thresholds) == 40);

@@ -93,9 +93,14 @@ struct FC {  // exists while it is nested
   Parents parents;
 };
 struct FP {
-  uint32_t uses = 0;  // nestings that name it
+  uint32_t uses = 0;          // nestings that name it
+  HQOS_FPInfo settings = {};  // with the DP's identifier; the names and its own are the objects'
 };
-struct DP {};
+struct DP {
+  uint32_t uses = 0;  // FPs that refer to it
+  uint32_t weight = 0;
+  HQOS_DPThreshold thresholds[HQOS_DP_THRESHOLDS] = {};
+};
 
 struct Model {
   ObjectTable<SP> sps;

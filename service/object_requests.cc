@@ -53,13 +53,25 @@ Answer DelFG(Model& model, const Payload& payload) {
 }
 
 Answer DelFP(Model& model, const Payload& payload) {
-  return DelObject(model.fps, "FP", payload, [&](const auto& fp) {
+  uint16_t dpId = HQOS_ID_NONE;
+  Answer answer = DelObject(model.fps, "FP", payload, [&](const auto& fp) {
+    if ((fp.value.settings.flags & HQOS_FPI_DPREF) != 0) dpId = fp.value.settings.dpId;
     return fp.value.uses == 0 ? std::string() : "is used by " + UserOf(model, fp.name);
   });
+  if (answer.code == 0 && dpId != HQOS_ID_NONE) --model.dps.At(dpId).value.uses;
+  return answer;
 }
 
 Answer DelDP(Model& model, const Payload& payload) {
-  return DelObject(model.dps, "DP", payload, [](const auto&) { return std::string(); });
+  return DelObject(model.dps, "DP", payload, [&](const auto& dp) {
+    if (dp.value.uses == 0) return std::string();
+    const auto& fps = model.fps.All();
+    const auto user = std::find_if(fps.begin(), fps.end(), [&](const auto& entry) {
+      const HQOS_FPInfo& settings = entry.second.value.settings;
+      return (settings.flags & HQOS_FPI_DPREF) != 0 && settings.dpId == dp.id;
+    });
+    return "is used by FP " + user->second.name;
+  });
 }
 
 namespace {

@@ -16,6 +16,19 @@ inline std::string Title(const char* kind, std::string name) {
   return std::string(kind) + " " + name;
 }
 
+inline void CopyName(const std::string& name, char (&field)[HQOS_NAME_SIZE]) {
+  name.copy(field, sizeof field - 1);
+}
+
+// A record, all zero but for the object's name and identifier.
+template <class Record, class Object>
+Record NamedRecord(const Object& object) {
+  Record record{};
+  CopyName(object.name, record.name);
+  record.id = object.id;
+  return record;
+}
+
 inline bool IsUsableName(const std::string& name) {
   return !name.empty() && std::none_of(name.begin(), name.end(), IsControl);
 }

@@ -45,10 +45,30 @@ Answer DelSPMatch(Model& model, const Payload& payload);
 Answer DelFGMatch(Model& model, const Payload& payload);
 Answer GetFG(Model& model, const Payload& payload);
 Answer GetNextFG(Model& model, const Payload& payload);
+Answer GetFC(Model& model, const Payload& payload);
+Answer GetAllFC(Model& model, const Payload& payload);
 Answer GetBulkFGSon(Model& model, const Payload& payload);
 Answer GetBulkSPSon(Model& model, const Payload& payload);
 Answer GetBulkSPSonStat(Model& model, const Payload& payload);
 Answer GetBulkSPSonDiag(Model& model, const Payload& payload);
+
+Answer AddQueue(Model& model, const Payload& payload);
+Answer DelQueue(Model& model, const Payload& payload);
+Answer AddGTS(Model& model, const Payload& payload);
+Answer DelGTS(Model& model, const Payload& payload);
+Answer AddBandwidth(Model& model, const Payload& payload);
+Answer DelBandwidth(Model& model, const Payload& payload);
+Answer FPReferDP(Model& model, const Payload& payload);
+Answer DelFPReferDP(Model& model, const Payload& payload);
+Answer GetFP(Model& model, const Payload& payload);
+Answer GetBulkFP(Model& model, const Payload& payload);
+
+Answer AddDPThreshold(Model& model, const Payload& payload);
+Answer DelDPThreshold(Model& model, const Payload& payload);
+Answer AddDPWeight(Model& model, const Payload& payload);
+Answer DelDPWeight(Model& model, const Payload& payload);
+Answer GetDP(Model& model, const Payload& payload);
+Answer GetBulkDP(Model& model, const Payload& payload);
 
 Answer SetDebug(Model& model, const Payload& payload);
 Answer ResetDebug(Model& model, const Payload& payload);

@@ -4,38 +4,14 @@
 #include "lib/sp_son.h"
 #include "lib/words.h"
 #include "msg/tlv.h"
+#include "service/block.h"
 #include "service/hierarchy.h"
-#include "service/objects.h"
-#include "service/tlvs.h"
 
 namespace hqosd {
 
 namespace {
 
 constexpr uint32_t kFG = 1, kFC = 2;  // the kind of a child, in its record
-
-// Adds a data TLV while there is room in a reply and `count`, 0 for no limit, is not reached.
-class Block {
- public:
-  Block(Answer& answer, uint32_t count) : answer_(answer), left_(count == 0 ? UINT32_MAX : count) {}
-
-  // False when it has no place any more.
-  bool Add(uint16_t type, const uint8_t* value, size_t length) {
-    const size_t before = answer_.data.size();
-    AppendTlv(answer_.data, type, value, length);
-    if (left_-- > 0 && HQOS_MSGHEAD_LEN + answer_.data.size() <= HQOS_MSG_MAX) return true;
-    answer_.data.resize(before);
-    return false;
-  }
-
- private:
-  Answer& answer_;
-  uint32_t left_;
-};
-
-void CopyName(const std::string& name, char (&field)[HQOS_NAME_SIZE]) {
-  name.copy(field, sizeof field - 1);
-}
 
 // The container of a child: words[0] is its level, value1 its identifier, value2 its kind, name1
 // its name and name2 its FP.

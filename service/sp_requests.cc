@@ -12,9 +12,7 @@ using SPObject = ObjectTable<SP>::Object;
 
 // The data TLV of an SP: value1 is its unit, value2 the number of its own children.
 Answer Describe(const SPObject& sp, uint16_t type) {
-  HQOS_SPInfo info{};
-  sp.name.copy(info.name, sizeof info.name - 1);
-  info.id = sp.id;
+  auto info = NamedRecord<HQOS_SPInfo>(sp);
   info.value1 = sp.value.unit;
   info.value2 = static_cast<uint32_t>(sp.value.children.size());
   Bytes inner;

@@ -15,6 +15,13 @@ inline void AppendTlv(Bytes& to, uint16_t type, const void* value, size_t length
   to.resize(before + written);
 }
 
+template <class Layout, class Record>
+Bytes Encoded(const Layout& layout, const Record& record) {
+  Bytes value(Layout::size);
+  Encode(layout, record, value.data());
+  return value;
+}
+
 // One TLV that holds `record` in `layout`.
 template <class Layout, class Record>
 void AppendRecord(Bytes& to, uint16_t type, const Layout& layout, const Record& record) {

@@ -1,5 +1,8 @@
 #include "tests/bytes.h"
 
+#include <cstddef>
+#include <random>
+
 namespace wire {
 
 Bytes Hex(const std::string& digits) {
@@ -41,6 +44,21 @@ Bytes Status(uint32_t code, const std::string& text) {
   const Bytes value{static_cast<uint8_t>(code >> 24), static_cast<uint8_t>(code >> 16),
                     static_cast<uint8_t>(code >> 8), static_cast<uint8_t>(code)};
   return Message(2, 1, Tlv(0x7000, value + Field(text, text.size() + 1)));
+}
+
+std::vector<Bytes> Damaged(const Bytes& whole) {
+  std::vector<Bytes> all;
+  for (size_t length = 1; length < whole.size(); ++length) {
+    all.emplace_back(whole.begin(), whole.begin() + static_cast<ptrdiff_t>(length));
+  }
+  std::mt19937 random(7);
+  for (int round = 0; round < 1000; ++round) {
+    all.push_back(whole);
+    for (int i = 0; i < 4; ++i) {
+      all.back()[random() % whole.size()] = static_cast<uint8_t>(random() % 3 == 0 ? 0 : random());
+    }
+  }
+  return all;
 }
 
 }  // namespace wire

@@ -21,4 +21,7 @@ Bytes Message(uint8_t kind, uint8_t opClass, const Bytes& tlvs);
 // A reply whose only TLV is a status.
 Bytes Status(uint32_t code, const std::string& text);
 
+// Every cut of a message, and many with some bytes changed.
+std::vector<Bytes> Damaged(const Bytes& whole);
+
 }  // namespace wire

@@ -73,6 +73,44 @@ TEST(Commands, SendTheirBytes) {
       {});
 }
 
+TEST(Commands, SetTheirBytes) {
+  using R = HQOS_Result*;
+  static constexpr uint32_t kQueue[] = {7, 1, 100}, kGTS[] = {0x01020304, 2, 3, 0xFFFFFFFF};
+  static constexpr uint32_t kNoBandwidth = 0;
+  const Bytes fp = wire::Tlv(1, Field("fp1", 36)), object = Field("fp1", 32) + Hex("ffff 0000");
+  const char* cut = kLong.c_str();
+  ExpectRequests(
+      {
+          {"AddQueue", [](R r) { return HQOS_lib_AddQueue("fp1", kQueue, r); }, 1, 19,
+           fp + wire::Tlv(4, Hex("00000007 00000001 00000064"))},
+          {"DelQueue", [](R r) { return HQOS_lib_DelQueue("fp1", 7, r); }, 1, 20,
+           fp + wire::Tlv(4, Hex("00000007 00000000 00000000"))},
+          {"AddGTS", [](R r) { return HQOS_lib_AddGTS("fp1", kGTS, r); }, 1, 21,
+           fp + wire::Tlv(3, Hex("01020304 00000002 00000003 ffffffff"))},
+          {"DelGTS", [](R r) { return HQOS_lib_DelGTS("fp1", r); }, 1, 22, object},
+          {"AddBandwidth", [](R r) { return HQOS_lib_AddBandwidth("fp1", &kNoBandwidth, r); }, 1,
+           23, fp + wire::Tlv(5, Bytes(4))},
+          {"DelBandwidth", [](R r) { return HQOS_lib_DelBandwidth("fp1", r); }, 1, 24, object},
+          {"FPReferDP", [](R r) { return HQOS_lib_FPReferDP("fp1", "dp1", r); }, 1, 25,
+           fp + wire::Tlv(2, Field("dp1", 36))},
+          {"long names", [=](R r) { return HQOS_lib_FPReferDP(cut, cut, r); }, 1, 25,
+           wire::Tlv(1, kLongCut + Bytes(4)) + wire::Tlv(2, kLongCut + Bytes(4))},
+          {"DelFPReferDP", [](R r) { return HQOS_lib_DelFPReferDP("fp1", r); }, 1, 26, object},
+          {"AddDPThreshold",
+           [](R r) {
+             return HQOS_lib_AddDPThreshold("dp1", 2, {0x0A0B, 20, 30, 40}, r);
+           },
+           1, 29, Field("dp1", 32) + Hex("00000002 0a0b 0014 0000001e 00000028")},
+          {"DelDPThreshold", [=](R r) { return HQOS_lib_DelDPThreshold(cut, 0xA1B2C3D4, r); }, 1,
+           30, kLongCut + Hex("a1b2c3d4") + Bytes(12)},
+          {"AddDPWeight", [](R r) { return HQOS_lib_AddDPWeight("dp1", 0x01020309, r); }, 1, 31,
+           Field("dp1", 32) + Hex("01020309")},
+          {"DelDPWeight", [](R r) { return HQOS_lib_DelDPWeight("dp1", r); }, 1, 32,
+           Field("dp1", 32) + Hex("ffff 0000")},
+      },
+      {});
+}
+
 TEST(Commands, NestTheirBytes) {
   using R = HQOS_Result*;
   const Bytes sp = Field("sp1", 32), fg = Field("fg1", 32), fc = Field("fc1", 32);

@@ -113,10 +113,14 @@ TEST(Service, AnswersMalformedRequestsAndChangesNothing) {
       Hex("00 01 01 01 01 00 00 00") + addSP,         // no head
       Hex("08 02 01 01 01 00 00 00") + addSP,         // another format
       wire::Message(1, 0, addSP),                     // no such class
-      wire::Message(1, 2, addSP),                     // no such query
+      wire::Message(1, 2, wire::Tlv(8, Bytes(60))),   // no such query
       wire::Message(1, 1, wire::Tlv(99, Bytes(36))),  // no such command
       wire::Message(1, 1, wire::Tlv(3, wire::Field("gold", 35))),
-      wire::Message(1, 4, wire::Tlv(1, Bytes(1488))),
+      wire::Message(1, 4, wire::Tlv(8, Bytes(1488))),
+      wire::Message(1, 1, wire::Tlv(19, wire::Tlv(1, wire::Field("fp", 36)))),  // no queue
+      wire::Message(1, 1, wire::Tlv(20, wire::Tlv(4, Bytes(11)))),
+      wire::Message(1, 1, wire::Tlv(29, Bytes(47))),
+      wire::Message(1, 4, wire::Tlv(3, Bytes(7))),
       wire::Message(1, 4, wire::Tlv(5, {})),  // no path
       wire::Message(1, 4, wire::Tlv(5, wire::Tlv(1, Bytes(11)))),
       wire::Message(1, 1, addSP) + Bytes(1500),  // too long

@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <random>
 #include <string>
 #include <vector>
 
@@ -295,22 +294,6 @@ TEST(FGSons, EndAtAShortRecord) {
   EXPECT_EQ(FGListing(Reply(full)).count, uint32_t{HQOS_BULK_FGSON_MAX});
 }
 
-// Every cut of a reply, and many with some bytes changed.
-std::vector<Bytes> Damaged(const Bytes& whole) {
-  std::vector<Bytes> all;
-  for (size_t length = 1; length < whole.size(); ++length) {
-    all.emplace_back(whole.begin(), whole.begin() + static_cast<ptrdiff_t>(length));
-  }
-  std::mt19937 random(7);
-  for (int round = 0; round < 1000; ++round) {
-    all.push_back(whole);
-    for (int i = 0; i < 4; ++i) {
-      all.back()[random() % whole.size()] = static_cast<uint8_t>(random() % 3 == 0 ? 0 : random());
-    }
-  }
-  return all;
-}
-
 // Whatever comes out, the records behind those counted are untouched.
 template <class Record>
 void ExpectUntouched(uint32_t count, uint32_t most, const Record* infos) {
@@ -325,7 +308,7 @@ void ExpectUntouched(uint32_t count, uint32_t most, const Record* infos) {
 TEST(SPSons, SurviveCutsAndMutations) {
   const Bytes all = kWordsTlv + kStatTlv + kCfgTlv + kDiagTlv + kPathTlv;
   const Bytes whole = Reply(wire::Tlv(1, all) + wire::Tlv(1, all));
-  for (const Bytes& reply : Damaged(whole)) {
+  for (const Bytes& reply : wire::Damaged(whole)) {
     const auto sons = Sons(reply);
     ExpectUntouched(sons.count, HQOS_BULK_SPSON_MAX, sons.infos.data());
     const auto stats = Stats(reply, nullptr);
@@ -341,7 +324,7 @@ TEST(SPSons, SurviveCutsAndMutations) {
 
 TEST(FGSons, SurviveCutsAndMutations) {
   const Bytes tlv = wire::Tlv(4, kFGSonValue);
-  for (const Bytes& reply : Damaged(Reply(tlv + tlv + tlv))) {
+  for (const Bytes& reply : wire::Damaged(Reply(tlv + tlv + tlv))) {
     const FGListing listing(reply);
     ExpectUntouched(listing.count, HQOS_BULK_FGSON_MAX, listing.infos);
   }

@@ -1,7 +1,6 @@
-// Listing children, block by block, to the end.
+// Reading from the service: one object by its name, or all of them, walked to the end.
 #pragma once
 
-#include <functional>
 #include <string>
 #include <vector>
 
@@ -10,15 +9,20 @@
 
 namespace hqosctl {
 
+constexpr uint32_t kFC = 2;  // the stand-in service's kind of an FC child; FGs have 1
+
 // The children of the SP, at every depth, in the service's order; none when it is gone by now.
 std::vector<HQOS_SPSon> ReadSPSons(const HQOS_SPInfo& sp);
 
 // The children of the FG of that name.
 std::vector<HQOS_FGSon> ReadFGSons(const std::string& name);
 
-// All SPs, all FGs, or the one named.
+// All objects of a kind, in the order of their identifiers, or the one named.
 std::vector<HQOS_SPInfo> ReadSPs(const std::string& name);
 std::vector<HQOS_FGInfo> ReadFGs(const std::string& name);
+std::vector<HQOS_FCInfo> ReadFCs(const std::string& name);
+std::vector<HQOS_FPInfo> ReadFPs(const std::string& name);
+std::vector<HQOS_DPInfo> ReadDPs(const std::string& name);
 
 // The fields of a rule, of a path.
 Output::Record RuleRecord(const HQOS_MatchRule& rule);

@@ -1,4 +1,6 @@
-#include "cli/children.h"
+#include "cli/read.h"
+
+#include <map>
 
 #include "cli/failure.h"
 #include "cli/rule_text.h"
@@ -8,20 +10,44 @@ namespace hqosctl {
 
 namespace {
 
+template <class Info>
+std::vector<Info> ReadOne(const std::string& name, const std::string& kind,
+                          uint32_t (*get)(const char*, Info*)) {
+  Info info;
+  CheckQuery(get(name.c_str(), &info), kind + " " + name);
+  return {info};
+}
+
 // The object named, or without a name all that a walk gives.
 template <class Info>
 std::vector<Info> ReadObjects(const std::string& name, const std::string& kind,
                               uint32_t (*get)(const char*, Info*),
                               uint32_t (*getNext)(uint16_t, Info*)) {
-  Info info;
-  if (!name.empty()) {
-    CheckQuery(get(name.c_str(), &info), kind + " " + name);
-    return {info};
-  }
+  if (!name.empty()) return ReadOne(name, kind, get);
   std::vector<Info> all;
+  Info info;
   uint32_t status = getNext(HQOS_ID_NONE, &info);
   for (; status == 0; status = getNext(info.id, &info)) all.push_back(info);
   if (status != HQOSD_END) CheckQuery(status, kind + "s");
+  return all;
+}
+
+// The object named, or without a name all that the blocks of a listing, of at most `most` records,
+// give.
+template <class Info>
+std::vector<Info> ReadObjects(const std::string& name, const std::string& kind,
+                              uint32_t (*get)(const char*, Info*),
+                              uint32_t (*getBulk)(uint16_t, uint32_t, uint32_t*, Info*),
+                              uint32_t most) {
+  if (!name.empty()) return ReadOne(name, kind, get);
+  std::vector<Info> all;
+  std::vector<Info> block(most);
+  uint32_t count = 0;
+  do {
+    const uint16_t start = all.empty() ? uint16_t{HQOS_ID_NONE} : all.back().id;
+    CheckQuery(getBulk(start, 0, &count, block.data()), kind + "s");
+    all.insert(all.end(), block.begin(), block.begin() + count);
+  } while (count != 0);
   return all;
 }
 
@@ -62,6 +88,36 @@ std::vector<HQOS_SPInfo> ReadSPs(const std::string& name) {
 
 std::vector<HQOS_FGInfo> ReadFGs(const std::string& name) {
   return ReadObjects(name, "FG", HQOS_lib_GetFG, HQOS_lib_GetNextFG);
+}
+
+std::vector<HQOS_FPInfo> ReadFPs(const std::string& name) {
+  return ReadObjects(name, "FP", HQOS_lib_GetFP, HQOS_lib_GetBulkFP, HQOS_BULK_FP_MAX);
+}
+
+std::vector<HQOS_DPInfo> ReadDPs(const std::string& name) {
+  return ReadObjects(name, "DP", HQOS_lib_GetDP, HQOS_lib_GetBulkDP, HQOS_BULK_DP_MAX);
+}
+
+// The query for all FCs has one reply and no way to go on. When that is full, the FCs are taken
+// from below the FGs, where they all are.
+std::vector<HQOS_FCInfo> ReadFCs(const std::string& name) {
+  if (!name.empty()) return ReadOne(name, "FC", HQOS_lib_GetFC);
+  std::vector<HQOS_FCInfo> all(HQOS_BULK_FC_MAX);
+  uint32_t count = 0;
+  CheckQuery(HQOS_lib_GetAllFC(&count, all.data()), "FCs");
+  all.resize(count);
+  if (count < HQOS_BULK_FC_MAX) return all;
+  std::map<uint16_t, HQOS_FCInfo> byId;
+  for (const HQOS_FGInfo& fg : ReadFGs("")) {
+    for (const HQOS_FGSon& son : ReadFGSons(fg.name)) {
+      HQOS_FCInfo fc{{}, son.key.field[1]};
+      std::copy(std::begin(son.name1), std::end(son.name1), fc.name);
+      if (son.word == kFC) byId.emplace(fc.id, fc);
+    }
+  }
+  all.clear();
+  for (const auto& [id, fc] : byId) all.push_back(fc);
+  return all;
 }
 
 Output::Record RuleRecord(const HQOS_MatchRule& rule) {
