@@ -1,24 +1,11 @@
 // Creates FPs with all their settings in a running service and lists them: round trips and time.
 //   fps_bench [FPS]
-#include <chrono>
-#include <cstdio>
-#include <cstdlib>
 #include <string>
 #include <vector>
 
-#include "hqos.h"
+#include "bench/service_tool.h"
 
 namespace {
-
-double Seconds(std::chrono::steady_clock::time_point since) {
-  return std::chrono::duration<double>(std::chrono::steady_clock::now() - since).count();
-}
-
-void Check(uint32_t status, const HQOS_Result& result) {
-  if (status == 0 && result.code == 0) return;
-  std::fprintf(stderr, "0x%08x: %s\n", status, result.text);
-  std::exit(1);
-}
 
 void Create(uint32_t fps) {
   constexpr uint32_t kQueue[] = {7, 1, 100}, kGTS[] = {10000, 20000, 4000, 0}, kBandwidth = 5000;

@@ -20,6 +20,8 @@ constexpr int kRounds = 41, kCalls = 20'000;
 // Takes a value away from the optimiser, so that it must be there.
 void Use(const void* p) { asm volatile("" : : "r"(p) : "memory"); }
 
+bool Same(const void* a, const void* b, size_t length) { return memcmp(a, b, length) == 0; }
+
 // Median nanoseconds a call of both, their rounds in turn.
 template <class Library, class Hand>
 void Compare(const char* what, Library library, Hand hand) {
@@ -67,8 +69,7 @@ struct Cursor {
 
 // ---- FP -----------------------------------------------------------------------------------------
 
-void EncodeByHand(const HQOS_FPInfo& fp, uint8_t* out) {
-  Cursor<uint8_t> to{out};
+void EncodeByHand(const HQOS_FPInfo& fp, Cursor<uint8_t> to) {
   to.Put16(1), to.Put16(36), to.PutName(fp.name), to.Put16(fp.id), to.Put16(0);
   to.Put16(2), to.Put16(36), to.PutName(fp.dpName), to.Put16(fp.dpId), to.Put16(0);
   to.Put16(3), to.Put16(16);
@@ -95,14 +96,14 @@ void CompareFP() {
                  {10000, 20000, 4000, 0}, {7, 1, 100}, 5000};
   uint8_t bytes[HQOS_MSG_MAX], byHand[HQOS_MSG_MAX];
   const auto length = static_cast<uint16_t>(HQOS_msg_EncapFPInfo(&fp, sizeof bytes, bytes));
-  EncodeByHand(fp, byHand);
+  EncodeByHand(fp, {byHand});
   HQOS_FPInfo read{}, readByHand{};
   HQOS_msg_DecapFPInfo(bytes, length, &read);
   DecodeByHand(bytes, readByHand);
-  if (memcmp(bytes, byHand, length) != 0 || memcmp(&read, &readByHand, sizeof read) != 0) exit(1);
+  if (!Same(bytes, byHand, length) || !Same(&read, &readByHand, sizeof read)) exit(1);
   Compare(
       "encode an FP", [&] { Use(&fp), HQOS_msg_EncapFPInfo(&fp, sizeof bytes, bytes), Use(bytes); },
-      [&] { Use(&fp), EncodeByHand(fp, bytes), Use(bytes); });
+      [&] { Use(&fp), EncodeByHand(fp, {bytes}), Use(bytes); });
   Compare(
       "decode an FP", [&] { Use(bytes), HQOS_msg_DecapFPInfo(bytes, length, &read), Use(&read); },
       [&] { Use(bytes), DecodeByHand(bytes, read), Use(&read); });
@@ -176,7 +177,7 @@ void CompareStatistics() {
   };
   library();
   hand();
-  if (count != kChildren || memcmp(infos, byHand, sizeof byHand) != 0) exit(1);
+  if (count != kChildren || !Same(infos, byHand, sizeof byHand)) exit(1);
   char what[64];
   snprintf(what, sizeof what, "%u bytes of statistics", g_replyLen);
   Compare(what, library, hand);
@@ -185,6 +186,7 @@ void CompareStatistics() {
 }  // namespace
 
 // In place of the platform's sockets: every request is answered with the same reply.
+// NOLINTBEGIN(readability-inconsistent-declaration-parameter-name)
 int LIP_Socket(int, int, int) { return 1000; }
 int LIP_Connect(int, const sockaddr_lip*, socklen_t) { return 0; }
 extern "C" {
@@ -198,6 +200,7 @@ ssize_t recv(int, void* buf, size_t, int) {
 }
 int close(int) { return 0; }
 }
+// NOLINTEND(readability-inconsistent-declaration-parameter-name)
 
 int main() {
   CompareFP();

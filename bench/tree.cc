@@ -1,24 +1,11 @@
 // Builds a tree of 10,000 children in a running service and lists it: round trips and time.
 //   tree_bench [CHILDREN]
-#include <chrono>
-#include <cstdio>
-#include <cstdlib>
 #include <string>
 #include <vector>
 
-#include "hqos.h"
+#include "bench/service_tool.h"
 
 namespace {
-
-double Seconds(std::chrono::steady_clock::time_point since) {
-  return std::chrono::duration<double>(std::chrono::steady_clock::now() - since).count();
-}
-
-void Check(uint32_t status, const HQOS_Result& result) {
-  if (status == 0 && result.code == 0) return;
-  std::fprintf(stderr, "0x%08x: %s\n", status, result.text);
-  std::exit(1);
-}
 
 // 100 FGs below the SP, the other children FCs below them in equal parts.
 void Build(uint32_t children) {

@@ -85,7 +85,10 @@ void AddFPCommands(CLI::App& fp, Output& output) {
   const auto a = std::make_shared<Arguments>();
   const auto addValues = [](CLI::App* command, const char* option, Values& values, int number,
                             const char* help) {
-    command->add_option(option, values, help)->delimiter(',')->expected(number)->type_name(number == 1 ? "N" : "N,...");
+    command->add_option(option, values, help)
+        ->delimiter(',')
+        ->expected(number)
+        ->type_name(number == 1 ? "N" : "N,...");
   };
 
   CLI::App* const set =

@@ -165,15 +165,21 @@ requires std::is_class_v<Record>
 [[gnu::always_inline]] inline void Put(const Layout<Size, Rows...>& layout, const Record& record,
                                        uint8_t* at) {
   std::memset(at, 0, Size);
-  std::apply([&](const auto&... row) __attribute__((always_inline)) { (Put(row.form, record.*row.member, at + row.offset), ...); },
-             layout.rows);
+  std::apply(
+      [&](const auto&... row) __attribute__((always_inline)) {
+        (Put(row.form, record.*row.member, at + row.offset), ...);
+      },
+      layout.rows);
 }
 template <class Record, size_t Size, class... Rows>
 requires std::is_class_v<Record>
 [[gnu::always_inline]] inline void Get(const Layout<Size, Rows...>& layout, const uint8_t* at,
                                        Record& record) {
-  std::apply([&](const auto&... row) __attribute__((always_inline)) { (Get(row.form, at + row.offset, record.*row.member), ...); },
-             layout.rows);
+  std::apply(
+      [&](const auto&... row) __attribute__((always_inline)) {
+        (Get(row.form, at + row.offset, record.*row.member), ...);
+      },
+      layout.rows);
 }
 
 // Writes `record` in its layout: layout.size bytes at `out`.

@@ -19,7 +19,8 @@ template <class Layout>
 Part(uint16_t, uint32_t, Layout) -> Part<Layout>;
 
 template <class Layout, class Record>
-[[gnu::always_inline]] inline uint32_t EncodePart(const Part<Layout>& part, const Record& record, size_t room, uint8_t* out) {
+[[gnu::always_inline]] inline uint32_t EncodePart(const Part<Layout>& part, const Record& record,
+                                                  size_t room, uint8_t* out) {
   if (part.flag != 0 && (record.flags & part.flag) == 0) return 0;
   uint8_t value[Layout::size];
   Encode(part.layout, record, value);
@@ -29,8 +30,9 @@ template <class Layout, class Record>
 // Writes the parts in the order of their table into the `room` bytes at out; returns the bytes
 // written. A part that does not fit is left out, and the next one tried in its place.
 template <class... Layouts, class Record>
-[[gnu::always_inline]] inline uint32_t EncodeParts(const std::tuple<Part<Layouts>...>& parts, const Record& record, uint16_t room,
-                     uint8_t* out) {
+[[gnu::always_inline]] inline uint32_t EncodeParts(const std::tuple<Part<Layouts>...>& parts,
+                                                   const Record& record, uint16_t room,
+                                                   uint8_t* out) {
   uint32_t used = 0;
   std::apply(
       [&](const auto&... part) __attribute__((always_inline)) {
@@ -43,15 +45,18 @@ template <class... Layouts, class Record>
 // Reads the parts found in `length` bytes into the record and sets their flags. Parts in any order,
 // the last of a type counts; other types, and values too short for their layout, are passed over.
 template <class... Layouts, class Record>
-[[gnu::always_inline]] inline void DecodeParts(const std::tuple<Part<Layouts>...>& parts, const uint8_t* value, uint16_t length,
-                 Record& record) {
+[[gnu::always_inline]] inline void DecodeParts(const std::tuple<Part<Layouts>...>& parts,
+                                               const uint8_t* value, uint16_t length,
+                                               Record& record) {
   const auto decode = [&record](const auto& part, const Tlv& tlv) __attribute__((always_inline)) {
     if (tlv.type != part.type || !Decode(part.layout, tlv.value, tlv.length, record)) return;
     record.flags |= part.flag;
   };
   TlvWalk walk(value, length);
   for (Tlv tlv; walk.Next(tlv);) {
-    std::apply([&](const auto&... part) __attribute__((always_inline)) { (decode(part, tlv), ...); }, parts);
+    std::apply(
+        [&](const auto&... part) __attribute__((always_inline)) { (decode(part, tlv), ...); },
+        parts);
   }
 }
 

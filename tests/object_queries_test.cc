@@ -229,49 +229,76 @@ struct Listing {
   }
 };
 
+// A listing as the cases below need it. A flat one has one record a TLV, of a fixed layout.
 template <class Info, class Call>
-void ExpectListing(Call call, uint32_t most, uint16_t type, const Bytes& key, const Bytes& value,
-                   const Info& expected, bool flat) {
+struct Lister {
+  Call call;
+  uint32_t most;
+  bool flat;
+
+  Listing<Info> operator()(const Bytes& reply) const { return {reply, most, call}; }
+};
+
+template <class Info, class Call>
+void ExpectListing(const Lister<Info, Call>& list, uint16_t type, const Bytes& key,
+                   const Bytes& value, const Info& expected) {
   const Bytes head = wire::Message(2, 4, {}), tlv = wire::Tlv(77, value);
-  const auto list = [&](const Bytes& reply) { return Listing<Info>(reply, most, call); };
   const auto three = list(head + tlv + wire::Tlv(0x7001, value + Bytes(1)) + tlv);
   EXPECT_EQ(three.seen.requests[0], wire::Message(1, 4, wire::Tlv(type, key)));
   EXPECT_EQ(three.status, 0u);
   ASSERT_EQ(three.count, 3u);
-  for (int i = 0; i < 3; ++i) EXPECT_TRUE(Same(three.infos[static_cast<size_t>(i)], expected));
+  for (const size_t i : {0u, 1u, 2u}) EXPECT_TRUE(Same(three.infos[i], expected));
+  const Bytes shorter(value.begin(), value.end() - 1);
+  const struct {
+    Bytes reply;
+    uint32_t status, count;
+  } cases[] = {
+      {head, 0, 0},
+      {wire::Status(5, ""), 5, kUntouched},
+      {head + tlv + wire::Tlv(77, shorter) + tlv, list.flat ? uint32_t{HQOS_ERR_BADREPLY} : 0,
+       list.flat ? 1u : 3u},
+  };
+  for (const auto& c : cases) {
+    const auto listing = list(c.reply);
+    EXPECT_EQ(listing.status, c.status);
+    EXPECT_EQ(listing.count, c.count);
+  }
+}
 
-  EXPECT_EQ(list(head).status, 0u);
-  EXPECT_EQ(list(head).count, 0u);
-  EXPECT_EQ(list(wire::Status(5, "")).status, 5u);
-  EXPECT_EQ(list(wire::Status(5, "")).count, kUntouched);
-  const auto tooShort =
-      list(head + tlv + wire::Tlv(77, Bytes(value.begin(), value.end() - 1)) + tlv);
-  EXPECT_EQ(tooShort.status, flat ? uint32_t{HQOS_ERR_BADREPLY} : 0u);
-  EXPECT_EQ(tooShort.count, flat ? 1u : 3u);
-
+template <class Info, class Call>
+void ExpectBounds(const Lister<Info, Call>& list, const Bytes& value) {
+  const Bytes tlv = wire::Tlv(77, value);
   // As many as a datagram holds, the first one in the place of the head.
+  const Bytes smallest = list.flat ? tlv : Bytes(4);
   Bytes full;
-  while (full.size() + (flat ? tlv.size() : 4) <= 1500) full = full + (flat ? tlv : Bytes(4));
-  if (flat) full[0] = 0;
-  EXPECT_EQ(list(full).count, most);
-
-  for (const Bytes& reply : wire::Damaged(head + tlv + tlv + tlv)) {
+  while (full.size() + smallest.size() <= 1500) full = full + smallest;
+  full[0] = 0;
+  EXPECT_EQ(list(full).count, list.most);
+  for (const Bytes& reply : wire::Damaged(wire::Message(2, 4, tlv + tlv + tlv))) {
     const auto damaged = list(reply);
     if (damaged.count == kUntouched) continue;
-    ASSERT_LE(damaged.count, most);
-    if (damaged.count == most) continue;
+    ASSERT_LE(damaged.count, list.most);
+    if (damaged.count == list.most) continue;
     Info untouched;
     memset(&untouched, 0xEE, sizeof untouched);
     ASSERT_TRUE(Same(damaged.infos[damaged.count], untouched));
   }
 }
 
+template <class Info, class Call>
+void ExpectList(Call call, uint32_t most, uint16_t type, const Bytes& key, const Bytes& value,
+                const Info& expected, bool flat) {
+  const Lister<Info, Call> list{call, most, flat};
+  ExpectListing(list, type, key, value, expected);
+  ExpectBounds(list, value);
+}
+
 TEST(ObjectQueries, ListObjects) {
-  ExpectListing([](uint32_t* n, HQOS_FCInfo* i) { return HQOS_lib_GetAllFC(n, i); },
-                HQOS_BULK_FC_MAX, 1, {}, kNamed, kFC, true);
-  ExpectListing([](uint32_t* n, HQOS_DPInfo* i) { return HQOS_lib_GetBulkDP(0xFFFF, 0, n, i); },
-                HQOS_BULK_DP_MAX, 2, Hex("ffff 0000 00000000"), kDPValue, kDP, true);
-  ExpectListing(
+  ExpectList([](uint32_t* n, HQOS_FCInfo* i) { return HQOS_lib_GetAllFC(n, i); }, HQOS_BULK_FC_MAX,
+             1, {}, kNamed, kFC, true);
+  ExpectList([](uint32_t* n, HQOS_DPInfo* i) { return HQOS_lib_GetBulkDP(0xFFFF, 0, n, i); },
+             HQOS_BULK_DP_MAX, 2, Hex("ffff 0000 00000000"), kDPValue, kDP, true);
+  ExpectList(
       [](uint32_t* n, HQOS_FPInfo* i) { return HQOS_lib_GetBulkFP(0x0102, 0xA1B2C3D4, n, i); },
       HQOS_BULK_FP_MAX, 3, Hex("0102 0000 a1b2c3d4"), kAllParts, kFP, false);
 }
