@@ -20,6 +20,8 @@ void AddFPCommands(CLI::App& fp, Output& output);
 void AddDPCommands(CLI::App& dp, Output& output);
 void AddFCCommands(CLI::App& app, Output& output);
 void AddNestCommands(CLI::App& app);
+void AddApplyCommands(CLI::App& app, Output& output);
+void AddStatsCommands(CLI::App& app, Output& output);
 void AddRuleCommands(CLI::App& app, Output& output);
 void AddTreeCommands(CLI::App& app, Output& output);
 
@@ -28,5 +30,8 @@ CLI::App* AddGroup(CLI::App& app, const std::string& name, const std::string& he
 
 // Lets the option take object names only.
 CLI::Option* Named(CLI::Option* option);
+
+// Lets the option take decimal numbers up to `most` only.
+CLI::Option* Numeric(CLI::Option* option, uint32_t most = UINT32_MAX);
 
 }  // namespace hqosctl

@@ -57,9 +57,8 @@ void Show(const std::string& name, Output& output) {
 // The values, or --none instead.
 void AddValues(CLI::App* command, Arguments& a, const char* option, int number, const char* help) {
   CLI::Option* const none = command->add_flag("--none", a.none, "take it back: all zero");
-  CLI::Option* const values =
-      command->add_option(option, a.values, help)->delimiter(',')->expected(number);
-  none->excludes(values);
+  none->excludes(
+      Numeric(command->add_option(option, a.values, help))->delimiter(',')->expected(number));
 }
 
 }  // namespace
@@ -73,13 +72,13 @@ void AddDPCommands(CLI::App& dp, Output& output) {
 
   CLI::App* const weight = dp.add_subcommand("weight", "Set the DP's weight");
   Named(weight->add_option("NAME", a->name, "its name"));
-  AddValues(weight, *a, "WEIGHT", 1, "");
+  AddValues(weight, *a, "WEIGHT", 1, "the weight, unless --none is given");
   weight->callback([a, needValues] { needValues(*a, "WEIGHT"), SetWeight(*a); });
 
   CLI::App* const threshold = dp.add_subcommand("threshold", "Set one of the DP's thresholds");
   Named(threshold->add_option("NAME", a->name, "its name"));
-  threshold->add_option("INDEX", a->index, "0, 1 or 2")->required();
-  AddValues(threshold, *a, "VALUES", 4, "its four values, N,N,N,N");
+  Numeric(threshold->add_option("INDEX", a->index, "0, 1 or 2"))->required();
+  AddValues(threshold, *a, "VALUES", 4, "its four values, N,N,N,N, unless --none is given");
   threshold->callback([a, needValues] { needValues(*a, "VALUES"), SetThreshold(*a); });
 
   CLI::App* const show = dp.add_subcommand("show", "Show the DP, or all DPs");

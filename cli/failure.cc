@@ -31,6 +31,8 @@ std::string CodeText(uint32_t code) {
   switch (code) {
     case HQOSD_NOT_FOUND:
       return "does not exist";
+    case HQOSD_NO_COUNTERS:
+      return "the service cannot read its counters";
     case HQOSD_UNKNOWN:
       return "the service does not know this query";
     default: {

@@ -84,25 +84,25 @@ void Show(const std::string& name, Output& output) {
 void AddFPCommands(CLI::App& fp, Output& output) {
   const auto a = std::make_shared<Arguments>();
   const auto addValues = [](CLI::App* command, const char* option, Values& values, int number,
-                            const char* help) {
-    command->add_option(option, values, help)
+                            const char* form, const char* help) {
+    Numeric(command->add_option(option, values, help))
         ->delimiter(',')
         ->expected(number)
-        ->type_name(number == 1 ? "N" : "N,...");
+        ->option_text(form);
   };
 
   CLI::App* const set =
       fp.add_subcommand("set", "Give the FP settings, one after the other; a refusal ends it");
   Named(set->add_option("NAME", a->name, "its name"));
-  addValues(set, "--queue", a->queue, 3, "the queue and its two values");
-  addValues(set, "--gts", a->gts, 4, "the four values of shaping");
-  addValues(set, "--bandwidth", a->bandwidth, 1, "the bandwidth");
+  addValues(set, "--queue", a->queue, 3, "N,N,N", "the queue and its two values");
+  addValues(set, "--gts", a->gts, 4, "N,N,N,N", "the four values of shaping");
+  addValues(set, "--bandwidth", a->bandwidth, 1, "N", "the bandwidth");
   Named(set->add_option("--dp", a->dp, "the DP that it refers to"))->required(false);
   set->callback([a] { Set(*a); });
 
   CLI::App* const unset = fp.add_subcommand("unset", "Take settings back, likewise");
   Named(unset->add_option("NAME", a->name, "its name"));
-  addValues(unset, "--queue", a->queue, 1, "the queue");
+  addValues(unset, "--queue", a->queue, 1, "N", "the queue");
   unset->add_flag("--gts", a->noGTS, "shaping");
   unset->add_flag("--bandwidth", a->noBandwidth, "the bandwidth");
   unset->add_flag("--dp", a->noDP, "the reference to a DP");

@@ -1,4 +1,5 @@
 // add and del, for every kind of object.
+#include <algorithm>
 #include <memory>
 
 #include "cli/commands.h"
@@ -35,8 +36,9 @@ CLI::App* AddKind(CLI::App& app, const Kind& kind) {
 
   CLI::App* const add = group->add_subcommand("add", "Create the " + title);
   Named(add->add_option("NAME", arguments->name, "its name"));
-  add->add_option("--id", arguments->id, "its identifier; without it, the lowest that is free")
-      ->check(CLI::Range(0, HQOS_ID_NONE - 1));
+  Numeric(
+      add->add_option("--id", arguments->id, "its identifier; without it, the lowest that is free"),
+      HQOS_ID_NONE - 1);
   add->callback([arguments, &kind] {
     HQOS_Result result{};
     CheckCommand(kind.add(arguments->name.c_str(), arguments->id, &result), result);
@@ -72,6 +74,18 @@ CLI::Option* Named(CLI::Option* option) {
       ""));
 }
 
+CLI::Option* Numeric(CLI::Option* option, uint32_t most) {
+  return option->check(CLI::Validator(
+      [most](const std::string& text) {
+        const auto isDigit = [](char c) { return c >= '0' && c <= '9'; };
+        const bool isNumber = std::all_of(text.begin(), text.end(), isDigit) && !text.empty() &&
+                              text.size() <= 10 && (text[0] != '0' || text.size() == 1);
+        if (isNumber && std::stoull(text) <= most) return std::string();
+        return "\"" + text + "\" is not a decimal number from 0 to " + std::to_string(most);
+      },
+      ""));
+}
+
 void AddObjectCommands(CLI::App& app, Output& output) {
   for (const Kind& kind : kKinds) {
     CLI::App* const group = AddKind(app, kind);
@@ -86,6 +100,8 @@ void AddCommands(CLI::App& app, Output& output) {
   AddObjectCommands(app, output);
   AddFCCommands(app, output);
   AddNestCommands(app);
+  AddApplyCommands(app, output);
+  AddStatsCommands(app, output);
   AddTreeCommands(app, output);
   AddRuleCommands(app, output);
   AddDebugCommands(app);

@@ -5,6 +5,16 @@
 
 namespace hqosctl {
 
+namespace {
+
+// Characters of a UTF-8 text.
+size_t Width(const std::string& text) {
+  return static_cast<size_t>(
+      std::count_if(text.begin(), text.end(), [](char c) { return (c & 0xC0) != 0x80; }));
+}
+
+}  // namespace
+
 void Output::Begin(std::vector<std::string> headers) {
   if (records_.is_null()) records_ = nlohmann::ordered_json::array();
   lines_.clear();
@@ -29,13 +39,13 @@ void Output::End() {
   std::vector<size_t> widths;
   for (const auto& line : lines_) {
     widths.resize(std::max(widths.size(), line.size()));
-    for (size_t i = 0; i < line.size(); ++i) widths[i] = std::max(widths[i], line[i].size());
+    for (size_t i = 0; i < line.size(); ++i) widths[i] = std::max(widths[i], Width(line[i]));
   }
   for (const auto& line : lines_) {
     std::string text;
     for (size_t i = 0; i < line.size(); ++i) {
       text += line[i];
-      if (i + 1 < line.size()) text.append(widths[i] - line[i].size() + 2, ' ');
+      if (i + 1 < line.size()) text.append(widths[i] - Width(line[i]) + 2, ' ');
     }
     text.erase(text.find_last_not_of(' ') + 1);
     std::cout << text << '\n';

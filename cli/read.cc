@@ -42,40 +42,70 @@ std::vector<Info> ReadObjects(const std::string& name, const std::string& kind,
   if (!name.empty()) return ReadOne(name, kind, get);
   std::vector<Info> all;
   std::vector<Info> block(most);
-  uint32_t count = 0;
-  do {
-    const uint16_t start = all.empty() ? uint16_t{HQOS_ID_NONE} : all.back().id;
+  uint16_t start = HQOS_ID_NONE;
+  for (uint32_t count = 1; count != 0;) {
     CheckQuery(getBulk(start, 0, &count, block.data()), kind + "s");
     all.insert(all.end(), block.begin(), block.begin() + count);
-  } while (count != 0);
+    if (count == 0) break;
+    // Or the listing would never end.
+    const uint16_t last = all.back().id;
+    if (start != HQOS_ID_NONE && last <= start) CheckQuery(HQOS_ERR_BADREPLY, kind + "s");
+    start = last;
+  }
   return all;
+}
+
+const HQOS_SPSonPath& PathOf(const HQOS_SPSon& son) { return son.path; }
+template <class Record>
+const HQOS_SPSonPath& PathOf(const Record& record) {
+  return record.son.path;
+}
+
+// The children of the SP, by `query`; none when it is gone by now.
+template <class Record, class Query>
+std::vector<Record> ReadSons(const HQOS_SPInfo& sp, const Query& query) {
+  std::vector<Record> sons;
+  std::vector<Record> block(HQOS_BULK_SPSON_MAX);
+  HQOS_SPSonPath start{
+      {sp.id, HQOS_PATH_UNSET, HQOS_PATH_UNSET, HQOS_PATH_UNSET, HQOS_PATH_UNSET, HQOS_PATH_UNSET}};
+  for (uint32_t count = 1; count != 0;) {
+    const uint32_t status = query(&start, &count, block.data());
+    if (status == HQOSD_NOT_FOUND) return {};
+    CheckQuery(status, std::string("children of SP ") + sp.name);
+    sons.insert(sons.end(), block.begin(), block.begin() + count);
+    if (count != 0) start = PathOf(sons.back());
+  }
+  return sons;
 }
 
 }  // namespace
 
 std::vector<HQOS_SPSon> ReadSPSons(const HQOS_SPInfo& sp) {
-  std::vector<HQOS_SPSon> sons;
-  std::vector<HQOS_SPSon> block(HQOS_BULK_SPSON_MAX);
-  HQOS_SPSonPath start{
-      {sp.id, HQOS_PATH_UNSET, HQOS_PATH_UNSET, HQOS_PATH_UNSET, HQOS_PATH_UNSET, HQOS_PATH_UNSET}};
-  for (uint32_t count = 1; count != 0;) {
-    const uint32_t status = HQOS_lib_GetBulkSPSon(&start, 0, &count, block.data());
-    if (status == HQOSD_NOT_FOUND) return {};
-    CheckQuery(status, std::string("children of SP ") + sp.name);
-    sons.insert(sons.end(), block.begin(), block.begin() + count);
-    if (count != 0) start = sons.back().path;
-  }
-  return sons;
+  return ReadSons<HQOS_SPSon>(sp, [](const HQOS_SPSonPath* start, uint32_t* n, HQOS_SPSon* block) {
+    return HQOS_lib_GetBulkSPSon(start, 0, n, block);
+  });
 }
 
-std::vector<HQOS_FGSon> ReadFGSons(const std::string& name) {
-  HQOS_FGInfo fg;
-  CheckQuery(HQOS_lib_GetFG(name.c_str(), &fg), "FG " + name);
+std::vector<HQOS_SPSonStat> ReadSPSonStats(const HQOS_AppObj& obj, const HQOS_SPInfo& sp) {
+  return ReadSons<HQOS_SPSonStat>(sp, [&](const auto* start, uint32_t* n, auto* block) {
+    return HQOS_lib_GetBulkSPSonStat(&obj, start, 0, n, block);
+  });
+}
+
+std::vector<HQOS_SPSonDiag> ReadSPSonDiags(const HQOS_AppObj& obj, const HQOS_SPInfo& sp) {
+  return ReadSons<HQOS_SPSonDiag>(sp, [&](const auto* start, uint32_t* n, auto* block) {
+    return HQOS_lib_GetBulkSPSonDiag(&obj, start, 0, n, block);
+  });
+}
+
+std::vector<HQOS_FGSon> ReadFGSons(const HQOS_FGInfo& fg) {
   std::vector<HQOS_FGSon> sons;
   HQOS_FGSon block[HQOS_BULK_FGSON_MAX];
   HQOS_FGSonKey start{{fg.id, HQOS_ID_NONE, HQOS_ID_NONE}};
   for (uint32_t count = 1; count != 0;) {
-    CheckQuery(HQOS_lib_GetBulkFGSon(&start, 0, &count, block), "children of FG " + name);
+    const uint32_t status = HQOS_lib_GetBulkFGSon(&start, 0, &count, block);
+    if (status == HQOSD_NOT_FOUND) return {};
+    CheckQuery(status, std::string("children of FG ") + fg.name);
     sons.insert(sons.end(), block, block + count);
     if (count != 0) start = sons.back().key;
   }
@@ -109,7 +139,7 @@ std::vector<HQOS_FCInfo> ReadFCs(const std::string& name) {
   if (count < HQOS_BULK_FC_MAX) return all;
   std::map<uint16_t, HQOS_FCInfo> byId;
   for (const HQOS_FGInfo& fg : ReadFGs("")) {
-    for (const HQOS_FGSon& son : ReadFGSons(fg.name)) {
+    for (const HQOS_FGSon& son : ReadFGSons(fg)) {
       HQOS_FCInfo fc{{}, son.key.field[1]};
       std::copy(std::begin(son.name1), std::end(son.name1), fc.name);
       if (son.word == kFC) byId.emplace(fc.id, fc);
@@ -129,5 +159,13 @@ Output::Record RuleRecord(const HQOS_MatchRule& rule) {
 }
 
 Output::Record PathRecord(const HQOS_SPSonPath& path) { return {{"field", path.field}}; }
+
+Output::Record SPRecord(const HQOS_SPInfo& sp) {
+  return {{"name", sp.name},
+          {"id", sp.id},
+          {"value1", sp.value1},
+          {"value2", sp.value2},
+          {"words", sp.words}};
+}
 
 }  // namespace hqosctl

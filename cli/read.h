@@ -14,8 +14,12 @@ constexpr uint32_t kFC = 2;  // the stand-in service's kind of an FC child; FGs 
 // The children of the SP, at every depth, in the service's order; none when it is gone by now.
 std::vector<HQOS_SPSon> ReadSPSons(const HQOS_SPInfo& sp);
 
-// The children of the FG of that name.
-std::vector<HQOS_FGSon> ReadFGSons(const std::string& name);
+// The same with their statistics or diagnosis where the SP is applied to `obj`.
+std::vector<HQOS_SPSonStat> ReadSPSonStats(const HQOS_AppObj& obj, const HQOS_SPInfo& sp);
+std::vector<HQOS_SPSonDiag> ReadSPSonDiags(const HQOS_AppObj& obj, const HQOS_SPInfo& sp);
+
+// The children of the FG; none when it is gone by now.
+std::vector<HQOS_FGSon> ReadFGSons(const HQOS_FGInfo& fg);
 
 // All objects of a kind, in the order of their identifiers, or the one named.
 std::vector<HQOS_SPInfo> ReadSPs(const std::string& name);
@@ -24,8 +28,9 @@ std::vector<HQOS_FCInfo> ReadFCs(const std::string& name);
 std::vector<HQOS_FPInfo> ReadFPs(const std::string& name);
 std::vector<HQOS_DPInfo> ReadDPs(const std::string& name);
 
-// The fields of a rule, of a path.
+// The fields of a rule, of a path, of an SP.
 Output::Record RuleRecord(const HQOS_MatchRule& rule);
 Output::Record PathRecord(const HQOS_SPSonPath& path);
+Output::Record SPRecord(const HQOS_SPInfo& sp);
 
 }  // namespace hqosctl

@@ -35,11 +35,7 @@ void SetUnit(const std::string& name, const std::string& unitName) {
 void AddLine(const HQOS_SPInfo& sp, Output& output) {
   const char* const unit = HQOS_util_GetSPUnitStr(sp.value1);
   output.Add({sp.name, std::to_string(sp.id), unit != nullptr ? unit : std::to_string(sp.value1)},
-             {{"name", sp.name},
-              {"id", sp.id},
-              {"value1", sp.value1},
-              {"value2", sp.value2},
-              {"words", sp.words}});
+             SPRecord(sp));
 }
 
 void Show(const std::string& name, Output& output) {

@@ -6,6 +6,7 @@
 #include "cli/failure.h"
 #include "cli/read.h"
 #include "cli/rule_text.h"
+#include "cli/tree.h"
 
 namespace hqosctl {
 
@@ -13,7 +14,7 @@ namespace {
 
 void ShowFGSons(const std::string& name, Output& output) {
   output.Begin({"KIND", "NAME", "ID", "RULE", "FP"});
-  for (const HQOS_FGSon& son : ReadFGSons(name)) {
+  for (const HQOS_FGSon& son : ReadFGSons(ReadFGs(name)[0])) {
     output.Add({son.word == kFC ? "FC" : "FG", son.name1, std::to_string(son.key.field[1]),
                 RuleText(son.rule), son.name2},
                {{"key", {{"field", son.key.field}}},
@@ -35,62 +36,13 @@ void ShowNamed(const std::vector<Info>& infos, Output& output) {
   output.End();
 }
 
-int LevelOf(const HQOS_SPSon& son) {
-  int level = 1;
-  while (level < 5 && son.path.field[level + 1] != HQOS_PATH_UNSET) ++level;
-  return level;
-}
-
-std::string Label(const HQOS_SPSon& son) {
-  std::string label = (son.cfg.value2 == kFC ? "FC " : "FG ") + std::string(son.cfg.name1);
-  const std::string rule = RuleText(son.cfg.rule);
-  if (!rule.empty()) label += "  " + rule;
-  if (son.cfg.name2[0] != '\0') label += "  FP " + std::string(son.cfg.name2);
-  return label;
-}
-
-// Draws the children, which come depth first: each with the lines of the siblings still to come.
-std::vector<std::string> Draw(const std::vector<HQOS_SPSon>& sons) {
-  std::vector<std::string> lines(sons.size());
-  bool more[7] = {};  // whether a sibling follows at that level; read from the last line up
-  for (size_t i = sons.size(); i-- > 0;) {
-    const int level = LevelOf(sons[i]);
-    std::string line;
-    for (int above = 1; above < level; ++above) line += more[above] ? "│  " : "   ";
-    lines[i] = line + (more[level] ? "├─ " : "└─ ") + Label(sons[i]);
-    more[level] = true;
-    for (int below = level + 1; below < 7; ++below) more[below] = false;
-  }
-  return lines;
-}
-
-// The children from position `at` on that stand below `level`, nested.
-Output::Record Nested(const std::vector<HQOS_SPSon>& sons, size_t& at, int level) {
-  Output::Record list = Output::Record::array();
-  while (at < sons.size() && LevelOf(sons[at]) > level) {
-    const HQOS_SPSon& son = sons[at++];
-    const HQOS_SonCfg& cfg = son.cfg;
-    Output::Record record = {{"words", son.words},
-                             {"path", PathRecord(son.path)},
-                             {"cfg",
-                              {{"value1", cfg.value1},
-                               {"value2", cfg.value2},
-                               {"name1", cfg.name1},
-                               {"name2", cfg.name2},
-                               {"rule", RuleRecord(cfg.rule)}}}};
-    record["children"] = Nested(sons, at, LevelOf(son));
-    list.push_back(std::move(record));
-  }
-  return list;
-}
-
 void ShowTree(const std::string& name, Output& output) {
   output.Begin({});
   for (const HQOS_SPInfo& sp : ReadSPs(name)) {
     const std::vector<HQOS_SPSon> sons = ReadSPSons(sp);
-    size_t at = 0;
+    const auto nothing = [](size_t, Output::Record&) {};
     output.Line("SP " + std::string(sp.name),
-                {{"name", sp.name}, {"id", sp.id}, {"children", Nested(sons, at, 0)}});
+                {{"name", sp.name}, {"id", sp.id}, {"children", Nested(sons, nothing)}});
     for (const std::string& line : Draw(sons)) output.Line(line);
   }
   output.End();

@@ -216,6 +216,7 @@ typedef enum HQOS_TlvType {
   HQOS_TLV_SONPATH = 1,     // path of an SP child; 12 bytes
   HQOS_TLV_SONCFG = 2,      // configuration of an SP child; 104 bytes
   HQOS_TLV_SPBASE = 4,      // SP name, identifier and values; 44 bytes
+  HQOS_TLV_SPNAME = 5,      // name of an SP; 36 bytes
   HQOS_TLV_WORDS = 6,       // two 32-bit values; 8 bytes
   HQOS_TLV_APPOBJ = 7,      // application object; 60 bytes
   HQOS_TLV_SONSTAT = 8,     // statistics of an SP child; 136 bytes
@@ -314,6 +315,12 @@ typedef struct HQOS_AppObj {
   uint32_t param;                    // a further value, carried unchanged
   char name[HQOS_APPOBJ_NAME_SIZE];  // empty: no name
 } HQOS_AppObj;
+
+// An SP where it is applied. 112 bytes. What the values of sp mean is the service's.
+typedef struct HQOS_ApplyInfo {
+  HQOS_AppObj obj;
+  HQOS_SPInfo sp;
+} HQOS_ApplyInfo;
 
 // Position of a child in an SP's hierarchy. 12 bytes. Field 0 belongs to the path's identity, not
 // to its order; fields 1 to 5 are the child's position, one a level from the top down,
@@ -446,6 +453,34 @@ uint32_t HQOS_lib_DelFGNestFC(const char* fgName, const char* fcName, HQOS_Resul
 uint32_t HQOS_lib_DelSPMatch(const char* spName, const HQOS_MatchRule* rule, HQOS_Result* result);
 uint32_t HQOS_lib_DelFGMatch(const char* fgName, const HQOS_MatchRule* rule, HQOS_Result* result);
 
+// ---- Applying an SP -----------------------------------------------------------------------------
+// Commands, as told under Conventions. An SP takes effect where it is applied, and no longer when
+// that is undone. `obj` is only read, and not examined; one of unknown type is sent with value 0.
+// Return: 0, HQOS_ERR_FAILED, HQOS_ERR_BADREPLY.
+
+uint32_t HQOS_lib_ApplySP(const HQOS_AppObj* obj, const char* spName, HQOS_Result* result);
+uint32_t HQOS_lib_UndoApplySP(const HQOS_AppObj* obj, const char* spName, HQOS_Result* result);
+
+// ---- Apply queries ------------------------------------------------------------------------------
+// Queries, as told under Conventions. They read the SP that is applied, for its statistics or for
+// its diagnosis: what that changes in the record is the service's. *info is written only when 0 is
+// returned; a part that the reply does not hold is then zero, all of it when the reply holds no
+// data at all. An object of unknown type has value 0, in requests and in records.
+// Return: 0, HQOS_ERR_FAILED, HQOS_ERR_BADREPLY, or the service's code.
+
+// The SP applied to `target`, which is only read.
+uint32_t HQOS_lib_GetApplyStat(const HQOS_AppObj* target, HQOS_ApplyInfo* info);
+uint32_t HQOS_lib_GetApplyDiag(const HQOS_AppObj* target, HQOS_ApplyInfo* info);
+
+// The SP applied next to the interface `ifName` (at most 47 characters, the rest is cut; null or
+// empty: none is sent) and `param`, in the service's order. A caller walks all interfaces by
+// sending back obj.name and obj.param of the record received last; what `prefix` selects, with
+// which key a walk begins and which code ends it is the service's.
+uint32_t HQOS_lib_GetNextIfApplyStat(uint32_t prefix, const char* ifName, uint32_t param,
+                                     HQOS_ApplyInfo* info);
+uint32_t HQOS_lib_GetNextIfApplyDiag(uint32_t prefix, const char* ifName, uint32_t param,
+                                     HQOS_ApplyInfo* info);
+
 // ---- SP queries ---------------------------------------------------------------------------------
 // Queries, as told under Conventions. *info is written only when 0 is returned; a part that the
 // reply does not hold is then zero, all of it when the reply holds no data at all.
@@ -469,7 +504,7 @@ uint32_t HQOS_lib_GetFG(const char* name, HQOS_FGInfo* info);
 uint32_t HQOS_lib_GetFC(const char* name, HQOS_FCInfo* info);
 uint32_t HQOS_lib_GetDP(const char* name, HQOS_DPInfo* info);
 
-// The same; *info is all zero unless 0 is returned. A record is a sequence of parts here: those
+// The same; *info is all zero unless 0 is returned, and `name` must not lie in it. A record is a sequence of parts here: those
 // that are missing or too short are left out of it, as told at HQOS_msg_DecapFPInfo.
 uint32_t HQOS_lib_GetFP(const char* name, HQOS_FPInfo* info);
 

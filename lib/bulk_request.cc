@@ -2,26 +2,6 @@
 
 #include "msg/tlv.h"
 
-namespace hqos {
-
-void EncodeAppObj(const HQOS_AppObj& obj, uint8_t (&out)[kAppObj.size]) {
-  HQOS_AppObj packed = obj;
-  packed.value = 0;
-  HQOS_util_GetAppObjByType(obj.type, obj.value, &packed.value);
-  Encode(kAppObj, packed, out);
-}
-
-bool DecodeAppObj(const uint8_t* value, uint16_t length, HQOS_AppObj* obj) {
-  HQOS_AppObj packed{};
-  if (!Decode(kAppObj, value, length, packed)) return false;
-  *obj = packed;
-  obj->value = 0;
-  HQOS_util_GetAppObjByTypeEx(packed.type, packed.value, &obj->value);
-  return true;
-}
-
-}  // namespace hqos
-
 uint32_t HQOS_msg_EncapBulkReq(const HQOS_AppObj* obj, const HQOS_SPSonPath* start, uint32_t count,
                                uint16_t bufLen, uint8_t* buf) {
   uint32_t used = 0;

@@ -22,9 +22,21 @@ struct BulkCount {
 inline constexpr auto kBulkCount = Table<4>(Row{0, 4, kBig, &BulkCount::value});
 
 // Writes an application object in its layout, its value packed; a type without a value gives 0.
-void EncodeAppObj(const HQOS_AppObj& obj, uint8_t (&out)[kAppObj.size]);
+inline void EncodeAppObj(const HQOS_AppObj& obj, uint8_t (&out)[kAppObj.size]) {
+  HQOS_AppObj packed = obj;
+  packed.value = 0;
+  HQOS_util_GetAppObjByType(obj.type, obj.value, &packed.value);
+  Encode(kAppObj, packed, out);
+}
 
 // Reads one; false, with *obj untouched, when the value is too short for it.
-bool DecodeAppObj(const uint8_t* value, uint16_t length, HQOS_AppObj* obj);
+inline bool DecodeAppObj(const uint8_t* value, uint16_t length, HQOS_AppObj* obj) {
+  HQOS_AppObj packed{};
+  if (!Decode(kAppObj, value, length, packed)) return false;
+  *obj = packed;
+  obj->value = 0;
+  HQOS_util_GetAppObjByTypeEx(packed.type, packed.value, &obj->value);
+  return true;
+}
 
 }  // namespace hqos

@@ -16,12 +16,9 @@ constexpr size_t MostRecords(size_t size) { return HQOS_MSG_MAX / (2 * sizeof(ui
 // or it is shorter than the layout.
 template <class Layout, class Record>
 uint32_t DecodeFirst(const Reply& reply, const Layout& layout, Record* info) {
-  Tlv tlv;
+  const Tlv tlv = FirstTlv(reply.data, reply.length);
   Record record{};
-  if (!WalkMessage(reply.data, reply.length).Next(tlv) ||
-      !Decode(layout, tlv.value, tlv.length, record)) {
-    return HQOS_ERR_BADREPLY;
-  }
+  if (!Decode(layout, tlv.value, tlv.length, record)) return HQOS_ERR_BADREPLY;
   *info = record;
   return 0;
 }

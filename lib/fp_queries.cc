@@ -9,8 +9,8 @@ uint32_t HQOS_lib_GetFP(const char* name, HQOS_FPInfo* info) {
   const uint32_t status =
       hqos::Ask(HQOS_OP_GET, HQOS_GET_FP, hqos::kObjPayload, hqos::NamedObject(name), reply);
   if (status != 0) return status;
-  hqos::Tlv data;
-  if (!hqos::WalkMessage(reply.data, reply.length).Next(data)) return HQOS_ERR_BADREPLY;
+  const hqos::Tlv data = hqos::FirstTlv(reply.data, reply.length);
+  if (data.value == nullptr) return HQOS_ERR_BADREPLY;
   HQOS_msg_DecapFPInfo(data.value, data.length, info);
   return 0;
 }

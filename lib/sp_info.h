@@ -1,8 +1,8 @@
-// The SP record, a sequence of TLVs: this one and its two words (lib/words.h).
+// The SP record, a sequence of TLVs: this one and its two words.
 #pragma once
 
-#include "hqos.h"
-#include "msg/layout.h"
+#include "lib/words.h"
+#include "msg/tlv.h"
 
 namespace hqos {
 
@@ -11,6 +11,12 @@ inline constexpr auto kSPBase = Table<44>(Row{0, 32, kText, &HQOS_SPInfo::name},
                                           Row{32, 2, kBig, &HQOS_SPInfo::id},      //
                                           Row{36, 4, kBig, &HQOS_SPInfo::value1},  //
                                           Row{40, 4, kBig, &HQOS_SPInfo::value2});
+
+// Reads a TLV of the record; one of another type, or too short, is passed over.
+inline void DecodeSPPart(const Tlv& tlv, HQOS_SPInfo& sp) {
+  if (tlv.type == HQOS_TLV_SPBASE) Decode(kSPBase, tlv.value, tlv.length, sp);
+  if (tlv.type == HQOS_TLV_WORDS) Decode(kWords<HQOS_SPInfo>, tlv.value, tlv.length, sp);
+}
 
 }  // namespace hqos
 

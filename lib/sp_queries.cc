@@ -3,24 +3,17 @@
 
 #include "lib/send.h"
 #include "lib/sp_info.h"
-#include "lib/words.h"
-#include "msg/tlv.h"
 
 void HQOS_lib_DecapSPInfo(const uint8_t* value, uint16_t length, HQOS_SPInfo* info) {
   memset(info, 0, sizeof *info);
   hqos::TlvWalk walk(value, length);
-  for (hqos::Tlv tlv; walk.Next(tlv);) {
-    if (tlv.type == HQOS_TLV_SPBASE) hqos::Decode(hqos::kSPBase, tlv.value, tlv.length, *info);
-    if (tlv.type == HQOS_TLV_WORDS)
-      hqos::Decode(hqos::kWords<HQOS_SPInfo>, tlv.value, tlv.length, *info);
-  }
+  for (hqos::Tlv tlv; walk.Next(tlv);) hqos::DecodeSPPart(tlv, *info);
 }
 
 namespace {
 
 void DecodeReply(const hqos::Reply& reply, HQOS_SPInfo* info) {
-  hqos::Tlv data;
-  if (!hqos::WalkMessage(reply.data, reply.length).Next(data)) data = {};
+  const hqos::Tlv data = hqos::FirstTlv(reply.data, reply.length);
   HQOS_lib_DecapSPInfo(data.value, data.length, info);
 }
 

@@ -103,3 +103,7 @@ static_assert(offsetof(HQOS_DPInfo, name) == 0);
 static_assert(offsetof(HQOS_DPInfo, id) == 32);
 static_assert(offsetof(HQOS_DPInfo, weight) == 36);
 static_assert(offsetof(HQOS_DPInfo, thresholds) == 40);
+
+static_assert(sizeof(HQOS_ApplyInfo) == 112);
+static_assert(offsetof(HQOS_ApplyInfo, obj) == 0);
+static_assert(offsetof(HQOS_ApplyInfo, sp) == 60);

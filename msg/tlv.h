@@ -46,4 +46,11 @@ inline TlvWalk WalkMessage(const uint8_t* msg, uint16_t msgLen) {
   return {msg + headLen, static_cast<uint16_t>(msgLen - headLen)};
 }
 
+// The first of them; its value is null and its length 0 when there is none.
+inline Tlv FirstTlv(const uint8_t* msg, uint16_t msgLen) {
+  Tlv tlv;
+  if (!WalkMessage(msg, msgLen).Next(tlv)) tlv = {};
+  return tlv;
+}
+
 }  // namespace hqos

@@ -20,6 +20,8 @@ struct Request {
 };
 
 constexpr Request kRequests[] = {
+    {HQOS_OP_CONFIG, HQOS_CMD_APPLY_SP, "ApplySP", ApplySP},
+    {HQOS_OP_CONFIG, HQOS_CMD_UNDO_APPLY_SP, "UndoApplySP", UndoApplySP},
     {HQOS_OP_CONFIG, HQOS_CMD_ADD_SP, "AddSP", AddSP},
     {HQOS_OP_CONFIG, HQOS_CMD_DEL_SP, "DelSP", DelSP},
     {HQOS_OP_CONFIG, HQOS_CMD_SET_SP_UNIT, "SetSPUnit", SetSPUnit},
@@ -57,6 +59,10 @@ constexpr Request kRequests[] = {
     {HQOS_OP_GET, HQOS_GET_FC, "GetFC", GetFC},
     {HQOS_OP_GET, HQOS_GET_DP, "GetDP", GetDP},
     {HQOS_OP_GET, HQOS_GET_FP, "GetFP", GetFP},
+    {HQOS_OP_GET, HQOS_GET_APPLY_STAT, "GetApplyStat", GetApplyStat},
+    {HQOS_OP_GET, HQOS_GET_APPLY_DIAG, "GetApplyDiag", GetApplyDiag},
+    {HQOS_OP_GETNEXT, HQOS_GETNEXT_IF_APPLY_STAT, "GetNextIfApplyStat", GetNextIfApplyStat},
+    {HQOS_OP_GETNEXT, HQOS_GETNEXT_IF_APPLY_DIAG, "GetNextIfApplyDiag", GetNextIfApplyDiag},
     {HQOS_OP_GETNEXT, HQOS_GETNEXT_FG, "GetNextFG", GetNextFG},
     {HQOS_OP_GETNEXT, HQOS_GETNEXT_SP, "GetNextSP", GetNextSP},
     {HQOS_OP_BULK, HQOS_BULK_ALL_FC, "GetAllFC", GetAllFC},

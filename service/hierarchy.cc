@@ -126,4 +126,21 @@ const Nesting* NextSon(const Model& model, const SP& sp, HQOS_SPSonPath& path) {
   return nullptr;
 }
 
+std::vector<Step> WayTo(const Model& model, const SP& sp, const HQOS_SPSonPath& path) {
+  std::vector<Step> way;
+  const Children* siblings = &sp.children;
+  for (int level = 1; level <= kLevels && path.field[level] != HQOS_PATH_UNSET; ++level) {
+    const uint16_t id = path.field[level];
+    way.push_back({ChildOf(model, id), &siblings->at(id)});
+    siblings = ChildrenOf(model, id);
+  }
+  return way;
+}
+
+std::vector<std::string> Names(const std::vector<Step>& way) {
+  std::vector<std::string> names;
+  for (const Step& step : way) names.push_back(*step.child.name);
+  return names;
+}
+
 }  // namespace hqosd

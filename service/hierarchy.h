@@ -30,7 +30,7 @@ struct Parent {
 struct Child {
   const char* kind;  // "FG" or "FC"
   const std::string* name;
-  bool isFC() const { return kind[1] == 'C'; }
+  uint16_t kindNumber() const { return kind[1] == 'C' ? 2 : 1; }  // as records have it
 };
 Child ChildOf(const Model& model, uint16_t id);
 
@@ -48,5 +48,15 @@ std::string UserOf(const Model& model, const std::string& fp);
 // Moves `path` to the child that follows it below the SP, depth first, siblings by identifier; the
 // path need not exist any more. Null when none follows.
 const Nesting* NextSon(const Model& model, const SP& sp, HQOS_SPSonPath& path);
+
+// The children on the way down to the one at `path`, which must exist; it is the last of them.
+struct Step {
+  Child child;
+  const Nesting* nesting;
+};
+std::vector<Step> WayTo(const Model& model, const SP& sp, const HQOS_SPSonPath& path);
+
+// Their names.
+std::vector<std::string> Names(const std::vector<Step>& way);
 
 }  // namespace hqosd

@@ -54,7 +54,7 @@ class Endpoint {
   struct stat file_ {};
 };
 
-int Serve() {
+int Serve(hqosd::Model model) {
   const Endpoint endpoint;
   if (endpoint.reason() != 0) {
     const char* const why = endpoint.reason() == EADDRINUSE ? "another service is there"
@@ -64,7 +64,6 @@ int Serve() {
   }
   hqosd::Log("listening at %s", endpoint.path());
 
-  hqosd::Model model;
   hqosd::Server server(endpoint.fd(), [&model](const uint8_t* request, size_t length) {
     return hqosd::Respond(model, request, length);
   });
@@ -91,6 +90,11 @@ int main(int argc, char** argv) {
   app.footer(
       "Its endpoint stands in $HQOS_RUNTIME_DIR; without that in /run/hqos if it can, else in\n"
       "$XDG_RUNTIME_DIR/hqos, else in .hqos in the home directory.");
+  std::string counters;
+  app.add_option("--counters", counters,
+                 "a JSON file with the counters of children, docs/service.md has its form; without "
+                 "it all are zero")
+      ->type_name("FILE");
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& e) {
@@ -98,5 +102,7 @@ int main(int argc, char** argv) {
   }
   signal(SIGPIPE, SIG_IGN);  // the reader of the log may go
   RaiseDescriptorLimit();
-  return Serve();
+  hqosd::Model model;
+  if (!counters.empty()) model.counters = hqosd::FileCounters(counters);
+  return Serve(std::move(model));
 }

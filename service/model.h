@@ -4,12 +4,15 @@
 #include <algorithm>
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <set>
 #include <string>
 #include <unordered_map>
 #include <utility>
 
 #include "hqos.h"
+#include "service/counters.h"
+#include "service/interfaces.h"
 
 namespace hqosd {
 
@@ -102,14 +105,32 @@ struct DP {
   HQOS_DPThreshold thresholds[HQOS_DP_THRESHOLDS] = {};
 };
 
+// What an SP is applied to. Interfaces are known by name, the others by value.
+struct ApplyKey {
+  uint32_t type;     // HQOS_AppObjType
+  std::string name;  // of an interface
+  uint32_t value;    // of a slot or identifier, else 0
+  uint32_t param;    // HQOS_Dir
+  auto operator<=>(const ApplyKey&) const = default;
+};
+struct Application {
+  uint16_t sp;
+  uint32_t ifIndex;  // that the interface had when the SP was applied
+};
+
 struct Model {
   ObjectTable<SP> sps;
   ObjectTable<FG> fgs;
   ObjectTable<FC> fcs;
   ObjectTable<FP> fps;
   ObjectTable<DP> dps;
+  std::map<ApplyKey, Application> applications;
   uint32_t debug = 0;                    // bits of HQOSD_Debug
   uint16_t fcIdHint = HQOS_ID_NONE - 1;  // above it no identifier is free for an FC
+
+  // The world around; neither is null.
+  const InterfaceSource* interfaces = &MachineInterfaces();
+  std::unique_ptr<CounterSource> counters = NoCounters();
 };
 
 }  // namespace hqosd

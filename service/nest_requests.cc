@@ -1,8 +1,8 @@
 // Commands that nest FGs and FCs, and remove match rules.
 #include "lib/nest_payload.h"
-#include "platform/bitmap.h"
 #include "service/hierarchy.h"
 #include "service/objects.h"
+#include "service/rule_bits.h"
 
 namespace hqosd {
 
@@ -41,10 +41,7 @@ Answer Normalise(HQOS_MatchRule& rule) {
                                     " to " + std::to_string(range.high));
     }
   }
-  alignas(8) uint8_t buffer[1024];
-  Bitmap* const bitmap = Bitmap_CreateFromBuffer(buffer, sizeof buffer, HQOS_RULE_BITMAP_BITS);
-  HQOS_util_MatchRule2Bitmap(&rule, bitmap);
-  HQOS_util_Bitmap2MatchRule(bitmap, rule.type, &rule);
+  HQOS_util_Bitmap2MatchRule(RuleBits(rule).get(), rule.type, &rule);
   return {};
 }
 

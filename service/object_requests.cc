@@ -1,4 +1,5 @@
 // Commands that create and delete objects, and switch debugging.
+#include "service/applications.h"
 #include "service/hierarchy.h"
 #include "service/objects.h"
 
@@ -37,8 +38,10 @@ Answer AddFG(Model& model, const Payload& payload) {
 }
 
 Answer DelSP(Model& model, const Payload& payload) {
-  return DelObject(model.sps, "SP", payload,
-                   [&](const auto& sp) { return HasChildren(model, sp.value.children); });
+  return DelObject(model.sps, "SP", payload, [&](const auto& sp) {
+    const std::string place = PlaceOf(model, sp.id);
+    return place.empty() ? HasChildren(model, sp.value.children) : "is applied to " + place;
+  });
 }
 
 Answer DelFG(Model& model, const Payload& payload) {

@@ -35,6 +35,13 @@ Answer ResetSPUnit(Model& model, const Payload& payload);
 Answer GetSP(Model& model, const Payload& payload);
 Answer GetNextSP(Model& model, const Payload& payload);
 
+Answer ApplySP(Model& model, const Payload& payload);
+Answer UndoApplySP(Model& model, const Payload& payload);
+Answer GetApplyStat(Model& model, const Payload& payload);
+Answer GetApplyDiag(Model& model, const Payload& payload);
+Answer GetNextIfApplyStat(Model& model, const Payload& payload);
+Answer GetNextIfApplyDiag(Model& model, const Payload& payload);
+
 Answer AddSPNestFG(Model& model, const Payload& payload);
 Answer DelSPNestFG(Model& model, const Payload& payload);
 Answer AddFGNestFG(Model& model, const Payload& payload);

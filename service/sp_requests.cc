@@ -1,8 +1,6 @@
 // SPs: their unit, and the queries that read them.
-#include "lib/sp_info.h"
-#include "lib/words.h"
 #include "service/objects.h"
-#include "service/tlvs.h"
+#include "service/sp_record.h"
 
 namespace hqosd {
 
@@ -10,14 +8,10 @@ namespace {
 
 using SPObject = ObjectTable<SP>::Object;
 
-// The data TLV of an SP: value1 is its unit, value2 the number of its own children.
+// The data TLV of an SP.
 Answer Describe(const SPObject& sp, uint16_t type) {
-  auto info = NamedRecord<HQOS_SPInfo>(sp);
-  info.value1 = sp.value.unit;
-  info.value2 = static_cast<uint32_t>(sp.value.children.size());
   Bytes inner;
-  AppendRecord(inner, HQOS_TLV_SPBASE, hqos::kSPBase, info);
-  AppendRecord(inner, HQOS_TLV_WORDS, hqos::kWords<HQOS_SPInfo>, info);
+  AppendSP(inner, sp, 0, 0);
   Answer answer;
   AppendTlv(answer.data, type, inner.data(), inner.size());
   return answer;

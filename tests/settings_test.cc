@@ -36,6 +36,7 @@ TEST(Settings, OfAnFPAreKept) {
                             "fp set fp1 --queue 7,1,100 --gts 10000,20000,4000,0 "
                             "--bandwidth 5000 --dp dp0\n"
                             "fp set fp1 --dp dp1 --queue 8,0,4294967295\n"
+                            "fp set bare --dp tin\n"
                             "fp show\n"
                             "dp del dp0\n"  // no longer referred to
                             "dp del dp1\n"
@@ -52,7 +53,8 @@ TEST(Settings, OfAnFPAreKept) {
             "bare  0   -               -                   -          -\n"
             "fp1   5   8,0,4294967295  10000,20000,4000,0  5000       dp1\n");
   EXPECT_EQ(set.err,
-            "DP dp1 is used by FP fp1\nDP tin does not exist\nFP tin does not exist\n"
+            "DP tin does not exist\nDP dp1 is used by FP fp1\nDP tin does not exist\nFP tin does "
+            "not exist\n"
             "FP fp1 has no queue 7\nFP bare has no queue 0\nFP bare has no GTS\n"
             "FP bare has no bandwidth\nFP bare has no DP reference\n"
             "no setting is given\nno setting is given\n");
@@ -72,6 +74,34 @@ TEST(Settings, OfAnFPAreKept) {
   EXPECT_EQ(unset.out,
             "NAME  ID  QUEUE  GTS                 BANDWIDTH  DP\n"
             "fp1   5   -      10000,20000,4000,0  5000       -\n");
+}
+
+TEST(Settings, CountTheUsersOfADP) {
+  Service service;
+  const Outcome outcome = Batch(service,
+                                "dp add dp0\ndp add dp1\nfp add fp0\nfp add fp1\nfg add fg\n"
+                                "fp set fp0 --dp dp0\nfp set fp1 --dp dp1\n"
+                                "nest fg fg fc fc --fp fp1\n"
+                                "fp del fp1\n"
+                                "dp del dp1\n"
+                                "fp set fp0 --dp dp1\nfp unset fp1 --dp\ndp del dp0\n"
+                                "dp del dp1\n");
+  EXPECT_EQ(outcome.err,
+            "FP fp1 is used by FC fc below FG fg\nDP dp1 is used by FP fp1\n"
+            "DP dp1 is used by FP fp0\n");
+}
+
+TEST(Settings, AreDecimalNumbers) {
+  Service service;
+  for (const char* arguments :
+       {"fp set a --bandwidth ''", "fp set a --bandwidth 010", "fp set a --bandwidth 0x10",
+        "fp set a --bandwidth -1", "fp set a --bandwidth 4294967296", "fp set a --queue 1,2",
+        "fp set a --queue 1,2,3,4", "fp set a --gts 1,,3,4", "fp unset a --queue ''",
+        "dp weight a ''", "dp threshold a '' 1,2,3,4", "dp threshold a 0 1,2,3",
+        "fp add a --id 65535"}) {
+    EXPECT_EQ(process::Run({"/bin/sh", "-c", std::string(HQOSCTL " ") + arguments}).status, 2)
+        << arguments;
+  }
 }
 
 TEST(Settings, OfADPAreKept) {
@@ -114,7 +144,8 @@ TEST(Listings, GoOnToTheEnd) {
              " --queue 1,2,3 --gts 1,2,3,4 --bandwidth 5 --dp dp" + n + "\nnest fg fg" +
              std::to_string(i % 2) + " fc fc" + n + "\n";
   }
-  lines += "nest fg fg0 fc fc1\n";  // one that is nested twice
+  // An FC that is nested twice, and an FG, which is none.
+  lines += "nest fg fg0 fc fc1\nnest fg fg0 fg fg1 --match dot1p:1\n";
   EXPECT_EQ(Batch(service, lines).err, "");
   for (const std::string kind : {"fp", "dp", "fc"}) {
     const json all = json::parse(Batch(service, kind + " show\n", true).out);
@@ -152,6 +183,24 @@ TEST(Listings, StartBehindAnIdentifierAndStopAtACount) {
     EXPECT_EQ(HQOS_lib_GetBulkFP(c.start, c.count, &count, fps.data()), 0u);
     ASSERT_EQ(count, c.ids.size());
     for (uint32_t i = 0; i < count; ++i) EXPECT_EQ(fps[i].id, c.ids[i]);
+  }
+}
+
+// Of FPs without settings 33 fit into a reply, and of the 1500 bytes 40 are left for a reference.
+TEST(Listings, FillAReply) {
+  Service service;
+  HQOS_Result result;
+  for (uint16_t id = 0; id < 40; ++id) {
+    HQOS_lib_AddFP(("fp" + std::to_string(id)).c_str(), id, &result);
+  }
+  HQOS_lib_AddDP("dp", 0, &result);
+  for (int round = 0; round < 2; ++round) {
+    std::vector<HQOS_FPInfo> fps(HQOS_BULK_FP_MAX);
+    uint32_t count = 0;
+    EXPECT_EQ(HQOS_lib_GetBulkFP(0xFFFF, 0, &count, fps.data()), 0u);
+    EXPECT_EQ(count, 33u);
+    EXPECT_STREQ(fps[32].name, "fp32");
+    HQOS_lib_FPReferDP("fp32", "dp", &result);
   }
 }
 

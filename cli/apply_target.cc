@@ -1,0 +1,152 @@
+#include "cli/apply_target.h"
+
+#include <net/if.h>
+
+#include <algorithm>
+
+#include "cli/commands.h"
+#include "cli/failure.h"
+#include "platform/hqosd.h"
+
+namespace hqosctl {
+
+namespace {
+
+std::vector<std::string> Directions() {
+  std::vector<std::string> names;
+  for (uint32_t dir = 0; const char* name = HQOS_util_GetDirStr(dir); ++dir) {
+    names.emplace_back(name);
+  }
+  return names;
+}
+
+std::vector<std::string> InterfaceNames() {
+  std::vector<std::string> names;
+  struct if_nameindex* const all = if_nameindex();
+  for (const auto* i = all; i != nullptr && i->if_index != 0; ++i) names.emplace_back(i->if_name);
+  if (all != nullptr) if_freenameindex(all);
+  return names;
+}
+
+std::string Joined(const std::vector<std::string>& names) {
+  std::string text;
+  for (const std::string& name : names) text += (text.empty() ? "" : ", ") + name;
+  return text;
+}
+
+// The interface that is called so, or the only one whose name begins so; `name` itself when there
+// is none and it need not exist.
+std::string Complete(const std::string& name, bool mustExist) {
+  const std::vector<std::string> all = InterfaceNames();
+  std::vector<std::string> matches;
+  for (const std::string& one : all) {
+    if (one == name) return one;
+    if (one.starts_with(name)) matches.push_back(one);
+  }
+  if (matches.size() == 1) return matches[0];
+  if (!mustExist) return name;
+  throw Failure(kUsage, matches.empty() ? "there is no interface " + name + ", but " + Joined(all)
+                                        : "interface " + name + " may be " + Joined(matches));
+}
+
+}  // namespace
+
+void ApplyTarget::AddOptions(CLI::App& command, bool required) {
+  auto* const object = command.add_option_group("Object", "what the SP is applied to");
+  object->add_option("--interface", interface_, "an interface; the beginning of its name will do")
+      ->type_name("NAME")
+      ->check(CLI::Validator(
+          [](const std::string& name) {
+            return !name.empty() && name.size() < HQOS_APPOBJ_NAME_SIZE ? ""
+                                                                        : "not an interface's name";
+          },
+          ""));
+  Numeric(object->add_option("--slot", slot_, "a slot"), UINT16_MAX)->type_name("NUMBER");
+  Numeric(object->add_option("--id", id_, "an identifier"), UINT16_MAX)->type_name("NUMBER");
+  object->add_flag("--system", system_, "the system");
+  object->require_option(required ? 1 : 0, 1);
+  command.add_option("--direction", direction_, Joined(Directions()))
+      ->type_name("DIRECTION")
+      ->required(required)
+      ->check(CLI::IsMember(Directions()).description(""));
+}
+
+HQOS_AppObj ApplyTarget::Object(bool mustExist) const {
+  HQOS_AppObj obj{};
+  const std::vector<std::string> names = Directions();
+  const auto dir = std::find(names.begin(), names.end(), direction_) - names.begin();
+  obj.param = static_cast<uint32_t>(dir);
+  if (!interface_.empty()) {
+    const std::string name = Complete(interface_, mustExist);
+    obj.type = HQOS_APPOBJ_IFINDEX;
+    obj.value = if_nametoindex(name.c_str());
+    name.copy(obj.name, sizeof obj.name - 1);
+  } else if (slot_) {
+    obj.type = HQOS_APPOBJ_SLOT;
+    obj.value = *slot_;
+  } else if (id_) {
+    obj.type = HQOS_APPOBJ_ID;
+    obj.value = *id_;
+  } else if (system_) {
+    obj.type = HQOS_APPOBJ_SYSTEM;
+  }
+  return obj;
+}
+
+HQOS_AppObj ApplyTarget::Existing() const { return Object(true); }
+HQOS_AppObj ApplyTarget::Any() const { return Object(false); }
+
+std::vector<HQOS_ApplyInfo> ApplyTarget::ReadInterfaces(bool forDiagnosis) const {
+  const auto next = forDiagnosis ? HQOS_lib_GetNextIfApplyDiag : HQOS_lib_GetNextIfApplyStat;
+  std::vector<HQOS_ApplyInfo> all;
+  HQOS_ApplyInfo info;
+  uint32_t status = next(0, nullptr, 0, &info);
+  for (; status == 0; status = next(0, info.obj.name, info.obj.param, &info)) {
+    if (direction_.empty() || direction_ == DirectionText(info.obj)) all.push_back(info);
+  }
+  if (status != HQOSD_END) CheckQuery(status, "interfaces");
+  return all;
+}
+
+std::vector<HQOS_ApplyInfo> ApplyTarget::ReadApplied(bool forDiagnosis) const {
+  HQOS_AppObj obj = Any();
+  if (obj.type == 0) return ReadInterfaces(forDiagnosis);
+  const auto get = forDiagnosis ? HQOS_lib_GetApplyDiag : HQOS_lib_GetApplyStat;
+  std::vector<HQOS_ApplyInfo> all;
+  for (uint32_t dir = 0; HQOS_util_GetDirStr(dir) != nullptr; ++dir) {
+    if (!direction_.empty() && dir != obj.param) continue;
+    HQOS_AppObj one = obj;
+    one.param = dir;
+    HQOS_ApplyInfo info;
+    const uint32_t status = get(&one, &info);
+    if (status == HQOSD_NOT_FOUND) continue;
+    CheckQuery(status, ObjectText(one));
+    all.push_back(info);
+  }
+  if (all.empty()) throw Failure(kRefused, ObjectText(obj) + ": nothing is applied there");
+  return all;
+}
+
+std::string ObjectText(const HQOS_AppObj& obj) {
+  switch (obj.type) {
+    case HQOS_APPOBJ_SLOT:
+      return "slot " + std::to_string(obj.value);
+    case HQOS_APPOBJ_ID:
+      return "identifier " + std::to_string(obj.value);
+    case HQOS_APPOBJ_SYSTEM:
+      return "system";
+    default:
+      return "interface " + std::string(obj.name);
+  }
+}
+
+std::string DirectionText(const HQOS_AppObj& obj) {
+  const char* const name = HQOS_util_GetDirStr(obj.param);
+  return name != nullptr ? name : std::to_string(obj.param);
+}
+
+Output::Record ObjectRecord(const HQOS_AppObj& obj) {
+  return {{"type", obj.type}, {"value", obj.value}, {"param", obj.param}, {"name", obj.name}};
+}
+
+}  // namespace hqosctl

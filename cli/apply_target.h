@@ -1,0 +1,41 @@
+// Where SPs are applied, as the command line names it.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <optional>
+
+#include "cli/output.h"
+#include "hqos.h"
+
+namespace hqosctl {
+
+// The options that name an application object and a direction.
+class ApplyTarget {
+ public:
+  // Adds them to the command; `required` or not.
+  void AddOptions(CLI::App& command, bool required);
+
+  // The object with its direction, both given. An interface is completed and must exist.
+  HQOS_AppObj Existing() const;
+  // The same for one that may have gone: a name that cannot be completed stays as it is.
+  HQOS_AppObj Any() const;
+
+  // The SPs applied to the object in the direction, each in any when it is not given; without an
+  // object, those applied to interfaces.
+  std::vector<HQOS_ApplyInfo> ReadApplied(bool forDiagnosis) const;
+
+ private:
+  HQOS_AppObj Object(bool mustExist) const;
+  std::vector<HQOS_ApplyInfo> ReadInterfaces(bool forDiagnosis) const;
+
+  std::string interface_, direction_;
+  std::optional<uint16_t> slot_, id_;
+  bool system_ = false;
+};
+
+// "interface eth0", "outbound" and the fields of the record.
+std::string ObjectText(const HQOS_AppObj& obj);
+std::string DirectionText(const HQOS_AppObj& obj);
+Output::Record ObjectRecord(const HQOS_AppObj& obj);
+
+}  // namespace hqosctl

@@ -1,0 +1,20 @@
+// Rates of counters.
+#pragma once
+
+#include <cstdint>
+
+namespace hqosctl {
+
+// How much a counter has grown. One that is lower than before has begun again at zero.
+constexpr uint64_t Grown(uint64_t before, uint64_t now) {
+  return now >= before ? now - before : now;
+}
+
+// The same a second, to the nearest whole number.
+constexpr uint64_t Rate(uint64_t before, uint64_t now, double seconds) {
+  return seconds > 0
+             ? static_cast<uint64_t>(static_cast<double>(Grown(before, now)) / seconds + 0.5)
+             : 0;
+}
+
+}  // namespace hqosctl

@@ -1,0 +1,97 @@
+#include "service/applications.h"
+
+#include "service/objects.h"
+
+namespace hqosd {
+
+namespace {
+
+Answer NoInterface(const std::string& what) {
+  return Refuse(HQOSD_NOT_FOUND, "interface " + what + " does not exist");
+}
+
+// The name of an interface that has gone, where it was applied to; "" when nowhere.
+std::string FormerName(const Model& model, uint32_t index) {
+  for (const auto& [key, application] : model.applications) {
+    if (key.type == HQOS_APPOBJ_IFINDEX && application.ifIndex == index) return key.name;
+  }
+  return "";
+}
+
+bool IsApplied(const Model& model, const std::string& name) {
+  const auto first = model.applications.lower_bound({HQOS_APPOBJ_IFINDEX, name, 0, 0});
+  return first != model.applications.end() && first->first.name == name;
+}
+
+// The name of the interface that the object means; "" with a refusal when there is none.
+std::string NameOf(const Model& model, const HQOS_AppObj& obj, Answer& refusal) {
+  const std::string name = obj.name;
+  const std::string title = Title("interface", name);
+  if (name.empty()) {
+    const auto found = model.interfaces->Find(obj.value);
+    const std::string former = found ? found->name : FormerName(model, obj.value);
+    if (former.empty()) refusal = NoInterface(std::to_string(obj.value));
+    return former;
+  }
+  const auto found = model.interfaces->Find(name);
+  if (!found && !IsApplied(model, name)) {
+    refusal = Refuse(HQOSD_NOT_FOUND, title + " does not exist");
+  } else if (found && obj.value != 0 && found->index != obj.value) {
+    refusal = Refuse(HQOSD_BAD_VALUE, title + " has the index " + std::to_string(found->index) +
+                                          ", not " + std::to_string(obj.value));
+  } else {
+    return name;
+  }
+  return "";
+}
+
+}  // namespace
+
+std::string Place(const ApplyKey& key) {
+  const char* const dir = HQOS_util_GetDirStr(key.param);
+  const std::string behind = dir == nullptr ? "" : std::string(" ") + dir;
+  switch (key.type) {
+    case HQOS_APPOBJ_SLOT:
+      return "slot " + std::to_string(key.value) + behind;
+    case HQOS_APPOBJ_ID:
+      return "identifier " + std::to_string(key.value) + behind;
+    case HQOS_APPOBJ_SYSTEM:
+      return "system" + behind;
+    default:
+      return Title("interface", key.name) + behind;
+  }
+}
+
+bool FindKey(const Model& model, const HQOS_AppObj& obj, ApplyKey& key, Answer& refusal) {
+  key = {obj.type, "", 0, obj.param};
+  if (HQOS_util_GetDirStr(obj.param) == nullptr) {
+    refusal = Refuse(HQOSD_BAD_VALUE, "there is no direction " + std::to_string(obj.param));
+  } else if (obj.type == HQOS_APPOBJ_IFINDEX) {
+    key.name = NameOf(model, obj, refusal);
+  } else if (HQOS_util_GetAppObjByType(obj.type, obj.value, &key.value) != 0) {
+    refusal = Refuse(HQOSD_BAD_VALUE,
+                     "there is no application object of type " + std::to_string(obj.type));
+  }
+  return refusal.code == 0;
+}
+
+Answer NotApplied(const std::string& sp, const ApplyKey& key) {
+  return Refuse(HQOSD_NOT_FOUND, Title("SP", sp) + " is not applied to " + Place(key));
+}
+
+uint32_t Diagnose(const Model& model, const ApplyKey& key) {
+  if (!model.applications.contains(key)) return HQOSD_DIAG_NOT_APPLIED;
+  if (key.type != HQOS_APPOBJ_IFINDEX) return HQOSD_DIAG_IN_EFFECT;
+  const auto interface = model.interfaces->Find(key.name);
+  if (!interface) return HQOSD_DIAG_NO_INTERFACE;
+  return interface->up ? HQOSD_DIAG_IN_EFFECT : HQOSD_DIAG_INTERFACE_DOWN;
+}
+
+std::string PlaceOf(const Model& model, uint16_t sp) {
+  for (const auto& [key, application] : model.applications) {
+    if (application.sp == sp) return Place(key);
+  }
+  return "";
+}
+
+}  // namespace hqosd

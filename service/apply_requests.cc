@@ -1,0 +1,156 @@
+// Applying SPs, and the queries that read where they are applied.
+#include "lib/apply.h"
+#include "service/applications.h"
+#include "service/hierarchy.h"
+#include "service/sp_record.h"
+
+namespace hqosd {
+
+namespace {
+
+// The object and the SP of an apply payload.
+struct ApplyRequest {
+  HQOS_AppObj obj;
+  HQOS_ObjPayload sp;
+};
+
+bool Read(const Payload& payload, ApplyRequest& request) {
+  bool hasObj = false, hasSP = false;
+  hqos::TlvWalk walk(payload.value, payload.length);
+  for (hqos::Tlv tlv; walk.Next(tlv);) {
+    if (tlv.type == HQOS_TLV_APPOBJ) {
+      hasObj |= hqos::DecodeAppObj(tlv.value, tlv.length, &request.obj);
+    }
+    if (tlv.type == HQOS_TLV_SPNAME) {
+      hasSP |= Decode(hqos::kObjPayload, tlv.value, tlv.length, request.sp);
+    }
+  }
+  return hasObj && hasSP;
+}
+
+// The SP that stands in the way of another in that direction; null when there is none.
+const Application* FindObstacle(const Model& model, const ApplyKey& key) {
+  for (const uint32_t dir : {HQOS_DIR_INBOUND, HQOS_DIR_OUTBOUND, HQOS_DIR_BOTH}) {
+    if (key.param != HQOS_DIR_BOTH && dir != HQOS_DIR_BOTH && dir != key.param) continue;
+    const auto found = model.applications.find({key.type, key.name, key.value, dir});
+    if (found != model.applications.end()) return &found->second;
+  }
+  return nullptr;
+}
+
+// The data TLV of an application. `word0` and `word1` are the SP's two words.
+Answer Describe(const Model& model, const ApplyKey& key, uint16_t type, uint32_t word0,
+                uint32_t word1) {
+  const Application& application = model.applications.at(key);
+  HQOS_AppObj obj{key.type, key.value, key.param, {}};
+  if (key.type == HQOS_APPOBJ_IFINDEX) {
+    const auto interface = model.interfaces->Find(key.name);
+    obj.value = interface ? interface->index : application.ifIndex;
+    key.name.copy(obj.name, sizeof obj.name - 1);
+  }
+  Bytes inner;
+  AppendRecord(inner, HQOS_TLV_APPOBJ, hqos::kAppObj, obj);
+  AppendSP(inner, model.sps.All().at(application.sp), word0, word1);
+  Answer answer;
+  AppendTlv(answer.data, type, inner.data(), inner.size());
+  return answer;
+}
+
+// For the statistics, the first word is the number of the SP's children at every depth.
+Answer DescribeStat(const Model& model, const ApplyKey& key, uint16_t type) {
+  const SP& sp = model.sps.All().at(model.applications.at(key).sp).value;
+  HQOS_SPSonPath path;
+  std::fill(std::begin(path.field), std::end(path.field), uint16_t{HQOS_PATH_UNSET});
+  uint32_t children = 0;
+  while (NextSon(model, sp, path) != nullptr) ++children;
+  return Describe(model, key, type, children, 0);
+}
+
+// For the diagnosis, the words are the two diagnosis values of the whole.
+Answer DescribeDiag(const Model& model, const ApplyKey& key, uint16_t type) {
+  const uint32_t why = Diagnose(model, key);
+  return Describe(model, key, type, why == HQOSD_DIAG_IN_EFFECT ? 1 : 0, why);
+}
+
+using DescribeFunction = Answer (*)(const Model&, const ApplyKey&, uint16_t);
+
+Answer GetApply(const Model& model, const Payload& payload, uint16_t type,
+                DescribeFunction describe) {
+  HQOS_AppObj obj{};
+  if (!hqos::DecodeAppObj(payload.value, payload.length, &obj)) return TooShort();
+  Answer refusal;
+  ApplyKey key;
+  if (!FindKey(model, obj, key, refusal)) return refusal;
+  if (model.applications.contains(key)) return describe(model, key, type);
+  return Refuse(HQOSD_NOT_FOUND, "nothing is applied to " + Place(key));
+}
+
+// The interface that follows by name, then by direction. An empty name comes before all others; the
+// key's prefix selects nothing.
+Answer GetNextIfApply(const Model& model, const Payload& payload, uint16_t type,
+                      DescribeFunction describe) {
+  HQOS_IfApplyKey request{};
+  if (!Read(payload, hqos::kIfApplyKey, request)) return TooShort();
+  const ApplyKey after{HQOS_APPOBJ_IFINDEX, request.obj.name, 0, request.obj.param};
+  const auto next = after.name.empty() ? model.applications.lower_bound({after.type, "", 0, 0})
+                                       : model.applications.upper_bound(after);
+  if (next == model.applications.end()) return Refuse(HQOSD_END, "no interface follows");
+  return describe(model, next->first, type);
+}
+
+}  // namespace
+
+Answer ApplySP(Model& model, const Payload& payload) {
+  ApplyRequest request{};
+  if (!Read(payload, request)) return TooShort();
+  Answer refusal;
+  const auto* const sp = FindObject(model.sps, "SP", std::string(request.sp.name), refusal);
+  ApplyKey key;
+  if (sp == nullptr || !FindKey(model, request.obj, key, refusal)) return refusal;
+  const Application* const obstacle = FindObstacle(model, key);
+  if (obstacle != nullptr) {
+    return Refuse(HQOSD_APPLIED,
+                  Place(key) + ": " + Title("SP", model.sps.At(obstacle->sp).name) + " is applied");
+  }
+  uint32_t ifIndex = 0;
+  if (key.type == HQOS_APPOBJ_IFINDEX) {
+    const auto interface = model.interfaces->Find(key.name);
+    if (!interface) return Refuse(HQOSD_NOT_FOUND, Title("interface", key.name) + " has gone");
+    ifIndex = interface->index;
+  }
+  model.applications[key] = {sp->id, ifIndex};
+  return {};
+}
+
+Answer UndoApplySP(Model& model, const Payload& payload) {
+  ApplyRequest request{};
+  if (!Read(payload, request)) return TooShort();
+  Answer refusal;
+  const auto* const sp = FindObject(model.sps, "SP", std::string(request.sp.name), refusal);
+  ApplyKey key;
+  if (sp == nullptr || !FindKey(model, request.obj, key, refusal)) return refusal;
+  const auto application = model.applications.find(key);
+  if (application == model.applications.end() || application->second.sp != sp->id) {
+    return NotApplied(sp->name, key);
+  }
+  model.applications.erase(application);
+  return {};
+}
+
+Answer GetApplyStat(Model& model, const Payload& payload) {
+  return GetApply(model, payload, HQOS_GET_APPLY_STAT, DescribeStat);
+}
+
+Answer GetApplyDiag(Model& model, const Payload& payload) {
+  return GetApply(model, payload, HQOS_GET_APPLY_DIAG, DescribeDiag);
+}
+
+Answer GetNextIfApplyStat(Model& model, const Payload& payload) {
+  return GetNextIfApply(model, payload, HQOS_GETNEXT_IF_APPLY_STAT, DescribeStat);
+}
+
+Answer GetNextIfApplyDiag(Model& model, const Payload& payload) {
+  return GetNextIfApply(model, payload, HQOS_GETNEXT_IF_APPLY_DIAG, DescribeDiag);
+}
+
+}  // namespace hqosd

@@ -1,0 +1,33 @@
+// Where the counters of children come from. The service moves no packets itself.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "hqos.h"
+
+namespace hqosd {
+
+class CounterSource {
+ public:
+  virtual ~CounterSource() = default;
+  // Brings itself up to date; false when there are no counters to be had.
+  virtual bool Refresh() { return true; }
+  // The counters of a child, by the names on the way to it, where its SP is applied ("interface
+  // eth0 outbound"); zeros for one that it does not know.
+  virtual HQOS_SPSonCounters Read(const std::string& place, const std::vector<std::string>& path) {
+    (void)place, (void)path;
+    return {};
+  }
+};
+
+// Counters that all are zero.
+std::unique_ptr<CounterSource> NoCounters();
+
+// Those of a JSON file, which is read again when it has changed: an array of
+//   {"place": "interface eth0 outbound", "path": ["data", "web"], "stat32": [...], "stat64": [...]}
+// Counters that are not given are zero.
+std::unique_ptr<CounterSource> FileCounters(const std::string& file);
+
+}  // namespace hqosd

@@ -1,0 +1,21 @@
+// The record of an SP, alone or where it is applied.
+#pragma once
+
+#include "lib/sp_info.h"
+#include "service/objects.h"
+#include "service/tlvs.h"
+
+namespace hqosd {
+
+// Appends its TLVs: value1 is its unit, value2 the number of its own children.
+inline void AppendSP(Bytes& to, const ObjectTable<SP>::Object& sp, uint32_t word0, uint32_t word1) {
+  auto info = NamedRecord<HQOS_SPInfo>(sp);
+  info.value1 = sp.value.unit;
+  info.value2 = static_cast<uint32_t>(sp.value.children.size());
+  info.words[0] = word0;
+  info.words[1] = word1;
+  AppendRecord(to, HQOS_TLV_SPBASE, hqos::kSPBase, info);
+  AppendRecord(to, HQOS_TLV_WORDS, hqos::kWords<HQOS_SPInfo>, info);
+}
+
+}  // namespace hqosd
