@@ -68,7 +68,13 @@ Outcome Run(const std::vector<std::string>& arguments) {
   return outcome;
 }
 
-Service::Service() : dir_(MakeDir()) {
+Service::Service(std::vector<std::string> arguments)
+    : dir_(MakeDir()), arguments_(std::move(arguments)) {
+  arguments_.insert(arguments_.begin(), HQOSD);
+  for (std::string& argument : arguments_) {
+    const size_t at = argument.find('@');
+    if (at != std::string::npos) argument.replace(at, 1, dir_);
+  }
   setenv("HQOS_RUNTIME_DIR", dir_.c_str(), 1);
   Start();
 }
@@ -83,7 +89,7 @@ Service::~Service() {
 }
 
 void Service::Start() {
-  pid_ = Spawn({HQOSD}, dir_ + "/out", dir_ + "/err");
+  pid_ = Spawn(arguments_, dir_ + "/out", dir_ + "/err");
   for (int i = 0; i < 1000; ++i) {
     HQOS_SPInfo info;
     if (HQOS_lib_GetNextSP(HQOS_ID_NONE, &info) != HQOS_ERR_FAILED) return;
@@ -105,6 +111,19 @@ int Service::Wait() {
   const int status = WaitFor(pid_);
   pid_ = -1;
   return status;
+}
+
+Outcome Batch(const Service& service, const std::string& lines, bool asJson) {
+  const std::string file = service.dir() + "/batch";
+  std::ofstream(file) << lines;
+  std::vector<std::string> arguments{HQOSCTL, "--force", "--batch", file};
+  if (asJson) arguments.emplace_back("--json");
+  Outcome outcome = process::Run(arguments);
+  // Of each message, what stands behind the place.
+  for (size_t at; (at = outcome.err.find("hqosctl: " + file)) != std::string::npos;) {
+    outcome.err.erase(at, outcome.err.find(": ", at + file.size() + 10) + 2 - at);
+  }
+  return outcome;
 }
 
 }  // namespace process

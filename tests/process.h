@@ -19,7 +19,8 @@ Outcome Run(const std::vector<std::string>& arguments);
 // hqosd, in a runtime directory of its own, which HQOS_RUNTIME_DIR names while it lives.
 class Service {
  public:
-  Service();
+  // `arguments` are hqosd's; an @ in them stands for its runtime directory.
+  explicit Service(std::vector<std::string> arguments = {});
   ~Service();
   Service(const Service&) = delete;
   Service& operator=(const Service&) = delete;
@@ -40,7 +41,12 @@ class Service {
 
  private:
   std::string dir_;
+  std::vector<std::string> arguments_;
   pid_t pid_ = -1;
 };
+
+// Runs the lines as a batch of hqosctl that goes on behind refusals. Of each message on standard
+// error, only what stands behind the place is left.
+Outcome Batch(const Service& service, const std::string& lines, bool asJson = false);
 
 }  // namespace process

@@ -1,7 +1,6 @@
 // Settings of FPs and DPs, and listings of many objects, against a real service.
 #include <gtest/gtest.h>
 
-#include <fstream>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
@@ -12,22 +11,9 @@
 namespace {
 
 using nlohmann::json;
+using process::Batch;
 using process::Outcome;
 using process::Service;
-
-// Runs the lines as a batch that goes on behind refusals.
-Outcome Batch(const Service& service, const std::string& lines, bool asJson = false) {
-  const std::string file = service.dir() + "/batch";
-  std::ofstream(file) << lines;
-  std::vector<std::string> arguments{HQOSCTL, "--force", "--batch", file};
-  if (asJson) arguments.emplace_back("--json");
-  Outcome outcome = process::Run(arguments);
-  // Of each message, what stands behind the place.
-  for (size_t at; (at = outcome.err.find("hqosctl: " + file)) != std::string::npos;) {
-    outcome.err.erase(at, outcome.err.find(": ", at + file.size() + 10) + 2 - at);
-  }
-  return outcome;
-}
 
 TEST(Settings, OfAnFPAreKept) {
   Service service;

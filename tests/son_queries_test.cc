@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "hqos.h"
+#include "tests/app_objects.h"
 #include "tests/rule_bytes.h"
 #include "tests/wire.h"
 
@@ -14,8 +15,11 @@ namespace {
 using wire::Bytes;
 using wire::Field;
 using wire::Hex;
+using wire::kObjCases;
 using wire::kRule;
 using wire::kRuleBytes;
+using wire::ObjCase;
+using wire::Object;
 using wire::Play;
 using wire::Script;
 using wire::Seen;
@@ -83,33 +87,6 @@ auto Diags(const Bytes& reply, const HQOS_AppObj* obj) {
 }
 
 Bytes Reply(const Bytes& containers) { return wire::Message(2, 4, containers); }
-
-struct ObjCase {
-  uint32_t type, value;
-  std::string name;
-  Bytes sent;
-  uint32_t read;
-};
-const std::string kLong(60, 'n');
-const ObjCase kObjCases[] = {
-    {1, 0x12345, "", Hex("00000001 00002345 01020304") + Bytes(48), 0x2345},
-    {2, 0x12345, "a", Hex("00000002 00002345 01020304") + Field("a", 48), 0x2345},
-    {3, 0x12345, "b", Hex("00000003 00000000 01020304") + Field("b", 48), 0},
-    {4, 0x12345, kLong, Hex("00000004 00012345 01020304") + Field(kLong.substr(0, 47), 48),
-     0x12345},
-    {5, 0x12345, "c", Hex("00000005 00000000 01020304") + Field("c", 48), 0},
-};
-
-HQOS_AppObj Object(const ObjCase& c) {
-  HQOS_AppObj obj;
-  memset(&obj, 0xEE, sizeof obj);  // no NUL behind a name that fills its field
-  obj.type = c.type;
-  obj.value = c.value;
-  obj.param = 0x01020304;
-  c.name.copy(obj.name, sizeof obj.name);
-  if (c.name.size() < sizeof obj.name) obj.name[c.name.size()] = '\0';
-  return obj;
-}
 
 TEST(BulkRequest, IsWrittenAndRead) {
   for (const ObjCase& c : kObjCases) {

@@ -59,6 +59,7 @@ ssize_t send(int fd, const void* buf, size_t length, int flags) {
   if (Fails(g_script.sendErrors)) return -1;
   const ssize_t sent = sendto(fd, buf, length, flags, nullptr, 0);
   if (sent > 0 && g_peer >= 0) {
+    if (g_script.answer) g_script.reply = g_script.answer(g_seen.requests.back());
     if (g_script.reply.empty()) {
       close(g_peer);
       g_peer = -1;

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <deque>
+#include <functional>
 #include <vector>
 
 #include "tests/bytes.h"
@@ -12,8 +13,9 @@ namespace wire {
 
 // What the next calls meet: an errno each, 0 for "works". An empty queue works always.
 struct Script {
-  Bytes reply = Status(0, "");  // an empty one: the peer closes without a reply
-  bool peerGone = false;        // the peer is gone before anything is sent
+  Bytes reply = Status(0, "");                     // an empty one: the peer closes without a reply
+  std::function<Bytes(const Bytes&)> answer = {};  // makes the reply instead, when there is one
+  bool peerGone = false;                           // the peer is gone before anything is sent
   std::deque<int> socketErrors = {}, connectErrors = {}, sendErrors = {}, recvErrors = {};
   bool shortSend = false;  // send() says that one byte less than asked has gone
 };

@@ -1,0 +1,59 @@
+// The service in this process: calls of the library reach its request handler directly, with
+// interfaces and counters made up by the test.
+#pragma once
+
+#include <map>
+
+#include "service/dispatch.h"
+#include "tests/wire.h"
+
+namespace wire {
+
+class FakeInterfaces final : public hqosd::InterfaceSource {
+ public:
+  std::map<std::string, hqosd::Interface> all;
+
+  void Add(const std::string& name, uint32_t index, bool up = true) {
+    all[name] = {index, name, up};
+  }
+  std::optional<hqosd::Interface> Find(const std::string& name) const override {
+    const auto found = all.find(name);
+    return found == all.end() ? std::nullopt : std::optional(found->second);
+  }
+  std::optional<hqosd::Interface> Find(uint32_t index) const override {
+    for (const auto& [name, interface] : all) {
+      if (interface.index == index) return interface;
+    }
+    return std::nullopt;
+  }
+};
+
+struct InProcess {
+  FakeInterfaces interfaces;
+  hqosd::Model model;
+
+  InProcess() { model.interfaces = &interfaces; }
+
+  // The result of a call of the library.
+  template <class Call>
+  uint32_t Run(Call call) {
+    Script script;
+    script.answer = [this](const Bytes& request) {
+      return hqosd::Respond(model, request.data(), request.size());
+    };
+    Seen seen;
+    return Play(script, seen, call);
+  }
+
+  // The verdict on a command; its text is left in `text`.
+  template <class Command, class... Arguments>
+  uint32_t Do(Command command, Arguments... arguments) {
+    HQOS_Result result{};
+    const uint32_t status = Run([&] { return command(arguments..., &result); });
+    text = result.text;
+    return status != 0 ? status : result.code;
+  }
+  std::string text;
+};
+
+}  // namespace wire
