@@ -101,7 +101,7 @@ TEST_F(Applications, AreReadAndTakenOff) {
   EXPECT_EQ(Undo(eth0, "gold"), 0u);
   EXPECT_EQ(Undo(eth0, "gold"), uint32_t{HQOSD_NOT_FOUND});
   EXPECT_EQ(service.Do(HQOS_lib_DelSP, "gold"), 0u);
-  for (const uint32_t type : {1, 2, 3}) {
+  for (const uint32_t type : {1u, 2u, 3u}) {
     EXPECT_EQ(Apply(Object(type, 5, 2), "tin"), 0u);
     EXPECT_EQ(Get(Object(type, 5, 2)).obj.value, type == 3 ? 0u : 5u);
     EXPECT_EQ(Undo(Object(type, 5, 2), "tin"), 0u);
@@ -129,7 +129,7 @@ TEST_F(Applications, AreWalkedByNameAndDirection) {
   for (uint32_t i = 999; i >= 600; --i) {  // in reverse
     const std::string name = "veth" + std::to_string(i);
     service.interfaces.Add(name, i);
-    for (const uint32_t dir : {1, 0}) {
+    for (const uint32_t dir : {1u, 0u}) {
       EXPECT_EQ(Apply(Object(4, i, dir), "gold"), 0u);
       expected.emplace_back(name, dir);
     }
