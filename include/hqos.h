@@ -504,8 +504,9 @@ uint32_t HQOS_lib_GetFG(const char* name, HQOS_FGInfo* info);
 uint32_t HQOS_lib_GetFC(const char* name, HQOS_FCInfo* info);
 uint32_t HQOS_lib_GetDP(const char* name, HQOS_DPInfo* info);
 
-// The same; *info is all zero unless 0 is returned, and `name` must not lie in it. A record is a sequence of parts here: those
-// that are missing or too short are left out of it, as told at HQOS_msg_DecapFPInfo.
+// The same; *info is all zero unless 0 is returned, and `name` must not lie in it. A record is a
+// sequence of parts here: those that are missing or too short are left out of it, as told at
+// HQOS_msg_DecapFPInfo.
 uint32_t HQOS_lib_GetFP(const char* name, HQOS_FPInfo* info);
 
 // Reads the FG that follows identifier `id` in the service's order; a walk as with
