@@ -1,6 +1,7 @@
 // Rates of counters.
 #pragma once
 
+#include <cmath>
 #include <cstdint>
 
 namespace hqosctl {
@@ -11,10 +12,9 @@ constexpr uint64_t Grown(uint64_t before, uint64_t now) {
 }
 
 // The same a second, to the nearest whole number.
-constexpr uint64_t Rate(uint64_t before, uint64_t now, double seconds) {
-  return seconds > 0
-             ? static_cast<uint64_t>(static_cast<double>(Grown(before, now)) / seconds + 0.5)
-             : 0;
+inline uint64_t Rate(uint64_t before, uint64_t now, double seconds) {
+  if (seconds <= 0) return 0;
+  return static_cast<uint64_t>(std::round(static_cast<double>(Grown(before, now)) / seconds));
 }
 
 }  // namespace hqosctl

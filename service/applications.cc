@@ -25,11 +25,11 @@ bool IsApplied(const Model& model, const std::string& name) {
 
 // The name of the interface that the object means; "" with a refusal when there is none.
 std::string NameOf(const Model& model, const HQOS_AppObj& obj, Answer& refusal) {
-  const std::string name = obj.name;
+  std::string name = obj.name;
   const std::string title = Title("interface", name);
   if (name.empty()) {
     const auto found = model.interfaces->Find(obj.value);
-    const std::string former = found ? found->name : FormerName(model, obj.value);
+    std::string former = found ? found->name : FormerName(model, obj.value);
     if (former.empty()) refusal = NoInterface(std::to_string(obj.value));
     return former;
   }

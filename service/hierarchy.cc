@@ -139,6 +139,7 @@ std::vector<Step> WayTo(const Model& model, const SP& sp, const HQOS_SPSonPath& 
 
 std::vector<std::string> Names(const std::vector<Step>& way) {
   std::vector<std::string> names;
+  names.reserve(way.size());
   for (const Step& step : way) names.push_back(*step.child.name);
   return names;
 }

@@ -7,6 +7,7 @@
 #include <memory>
 #include <set>
 #include <string>
+#include <tuple>
 #include <unordered_map>
 #include <utility>
 
@@ -111,7 +112,10 @@ struct ApplyKey {
   std::string name;  // of an interface
   uint32_t value;    // of a slot or identifier, else 0
   uint32_t param;    // HQOS_Dir
-  auto operator<=>(const ApplyKey&) const = default;
+  bool operator<(const ApplyKey& other) const {
+    return std::tie(type, name, value, param) <
+           std::tie(other.type, other.name, other.value, other.param);
+  }
 };
 struct Application {
   uint16_t sp;

@@ -247,11 +247,11 @@ TEST_F(Children, HaveTheCountersOfTheFile) {
 
 TEST(Rates, ComeFromWhatWasAdded) {
   using hqosctl::Rate;
-  static_assert(Rate(100, 250, 3) == 50);
-  static_assert(Rate(100, 101, 2) == 1);  // to the nearest
-  static_assert(Rate(100, 30, 1) == 30);  // begun again at zero
-  static_assert(Rate(0xFFFFFFFF, 0x1FFFFFFFF, 1) == 0x100000000);
-  static_assert(Rate(1, 2, 0) == 0);
+  EXPECT_EQ(Rate(100, 250, 3), 50u);
+  EXPECT_EQ(Rate(100, 101, 2), 1u);  // to the nearest
+  EXPECT_EQ(Rate(100, 30, 1), 30u);  // begun again at zero
+  EXPECT_EQ(Rate(0xFFFFFFFF, 0x1FFFFFFFF, 1), 0x100000000u);
+  EXPECT_EQ(Rate(1, 2, 0), 0u);
 }
 
 }  // namespace
