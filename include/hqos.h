@@ -65,6 +65,7 @@ enum {
   HQOS_MATCHRULE_STR_LEN = 53,    // text form of a match rule, characters without the NUL
   HQOS_MATCHRULE_STR_SIZE = 265,  // room for the text form of any rule, NUL included
   HQOS_RULE_BITMAP_BITS = 4096,   // bits of a bitmap that holds the values of any match type
+  HQOS_DBKEY_SIZE = 128,          // room for a key of the database that the library forms
   HQOS_VIEW_OBJ_SIZE = 8,         // object kind in a view name: 7 characters and the NUL
   HQOS_SUBVIEW_NAME_SIZE = 211    // name in a sub view name: at most 210 characters and the NUL
 };
@@ -225,6 +226,25 @@ typedef enum HQOS_TlvType {
   HQOS_TLV_RESULT = 0x7000  // status: 32-bit code, then a NUL-terminated text
 } HQOS_TlvType;
 
+// TLVs of database records: those around a record, and those inside it. The parts of an FP have
+// numbers of their own, in both of its records.
+typedef enum HQOS_DbTlvType {
+  HQOS_DBTLV_SONCFG = 1,  // configuration of a child, and in it its fixed part; 72 bytes
+  HQOS_DBTLV_FPCFG = 2,
+  HQOS_DBTLV_FPRUN = 3,
+  HQOS_DBTLV_LAYER1RUN = 4,
+  HQOS_DBTLV_LAYER2RUN = 5,
+  HQOS_DBTLV_PATH = 7,          // path of a node; 8 bytes
+  HQOS_DBTLV_NODE = 8,          // 20 bytes
+  HQOS_DBTLV_CHILD = 9,         // child of a layer-2 node; 16 bytes
+  HQOS_DBTLV_RULE_RANGES = 10,  // 32 bytes
+  HQOS_DBTLV_FP_NAME = 2,       // identifiers, in the configuration the name too; 36 or 4 bytes
+  HQOS_DBTLV_FP_GTS = 3,        // 16 bytes
+  HQOS_DBTLV_FP_QUEUE = 4,      // 12 bytes
+  HQOS_DBTLV_FP_BANDWIDTH = 5,  // 4 bytes
+  HQOS_DBTLV_FP_DPREF = 6       // name of the DP, 32 bytes, or its identifier, 4 bytes
+} HQOS_DbTlvType;
+
 // ---- Records ------------------------------------------------------------------------------------
 
 // Message head; single-byte fields, 8 bytes, the same in memory and on the wire.
@@ -376,6 +396,37 @@ typedef struct HQOS_FGSon {
   HQOS_MatchRule rule;
   char name2[HQOS_NAME_SIZE];
 } HQOS_FGSon;
+
+// Run-time state of a node of an SP's hierarchy. 64 bytes. What the values mean is the service's.
+typedef struct HQOS_LayerRun {
+  HQOS_SPSonPath path;  // stored are fields 1 to 4, of a layer-2 entry field 5
+  uint16_t value16;
+  uint32_t value32;
+  uint8_t hostData[8];  // stored as it is
+  HQOS_MatchRule rule;  // not stored of a layer-2 entry
+} HQOS_LayerRun;
+
+// Configuration of an FP as it is stored; fields as in HQOS_FPInfo. 104 bytes.
+typedef struct HQOS_FPCfg {
+  char name[HQOS_NAME_SIZE];
+  uint16_t id;
+  uint32_t flags;
+  char dpName[HQOS_NAME_SIZE];  // stored whole, with what stands behind its NUL
+  uint32_t gts[4];
+  uint32_t queue[3];
+  uint32_t bandwidth;
+} HQOS_FPCfg;
+
+// Run-time state of an FP; fields as in HQOS_FPInfo. 44 bytes. What value16 means is the service's.
+typedef struct HQOS_FPRun {
+  uint16_t id;
+  uint32_t flags;
+  uint16_t value16;
+  uint16_t dpId;
+  uint32_t gts[4];
+  uint32_t queue[3];
+  uint32_t bandwidth;
+} HQOS_FPRun;
 
 // A bitmap of the platform; its operations and its buffers are the platform's.
 typedef struct Bitmap Bitmap;
@@ -604,6 +655,68 @@ uint32_t HQOS_msg_EncapBulkReq(const HQOS_AppObj* obj, const HQOS_SPSonPath* sta
 // layout, keeps what it held; of parts that occur twice the last counts. Returns 0.
 uint32_t HQOS_msg_DecapBulkReq(const uint8_t* buf, uint16_t len, HQOS_AppObj* obj,
                                HQOS_SPSonPath* start, uint32_t* count);
+
+// ---- Database keys ------------------------------------------------------------------------------
+// Keys under which the service keeps its records; what the numbers stand for is the service's. The
+// outputs of a key that does not match, or the part of them that it does not supply, are 0 or "".
+
+// Writes the key of an interface's run-time record, "IFRUN-<firstNumber>-<secondNumber>-" and "SP"
+// (layer 1), "L1" (2) or "L2" (any other), to key, which must hold HQOS_DBKEY_SIZE bytes. Returns
+// its characters, without the NUL.
+uint32_t HQOS_dbmtype_EncapIfRunKey(uint32_t layer, uint32_t secondNumber, uint32_t firstNumber,
+                                    char* key);
+
+// Reads the two numbers of such a key. The layer, and its name in the key, have no say.
+void HQOS_dbmtype_DecapIfRunKey(uint32_t layer, const char* key, uint32_t* secondNumber,
+                                uint32_t* firstNumber);
+
+// Reads "IFCFG-<number>-<name>": the name up to white space, at most 47 characters; `name` must
+// hold HQOS_APPOBJ_NAME_SIZE bytes.
+void HQOS_dbmtype_DecapIfCfgKey(const char* key, char* name, uint32_t* number);
+
+// Reads "SP-nest-<name>" (kind 1) or "FG-nest-<name>" (any other): the name up to the end of the
+// line, at most 31 characters; `name` must hold HQOS_NAME_SIZE bytes. Returns 1; 0 for another
+// beginning or an empty line behind it; -1 for a key that ends before the name.
+int HQOS_dbmtype_DecapNestKey(uint32_t kind, const char* key, char* name);
+
+// ---- Database records ---------------------------------------------------------------------------
+// An Encap writes a record into the bufLen bytes at buf and returns the bytes written, 0 with buf
+// untouched when it does not fit. *outLen, where there is one, is twice the length of a TLV's
+// header, whatever the record holds. The caller's records are only read.
+//
+// A Decap reads a record of len bytes; all of the output is written, zero where the record holds
+// nothing. Parts that are not known, or shorter than their layout, are passed over; of parts that
+// occur twice the last counts. Return: 0, or HQOS_ERR_FAILED with the outputs untouched when the
+// bytes do not begin with a whole TLV, of whatever type.
+
+// A child. The ranges of a rule of type 1, HQOS_MATCH_GROUP or HQOS_MATCH_NONE are not stored; such
+// a rule is read with all ranges empty. value1, value2 and the rule's type are stored in host
+// order.
+uint32_t HQOS_dbmtype_EncapSonCfg(const HQOS_SonCfg* rec, uint16_t bufLen, uint32_t* outLen,
+                                  uint8_t* buf);
+uint32_t HQOS_dbmtype_DecapSonCfg(const uint8_t* buf, uint16_t len, HQOS_SonCfg* rec);
+
+// A layer-1 node. Fields 0 and 5 of its path are read as HQOS_PATH_UNSET; the rule as a child's.
+uint32_t HQOS_dbmtype_EncapLayer1Run(const HQOS_LayerRun* rec, uint16_t bufLen, uint32_t* outLen,
+                                     uint8_t* buf);
+uint32_t HQOS_dbmtype_DecapLayer1Run(const uint8_t* buf, uint16_t len, HQOS_LayerRun* rec);
+
+// A layer-2 node and its `count` entries. Of a node without field 3 only the path is stored.
+// Entries that do not fit into 1024 bytes are left out. An entry is read with the node's path, but
+// for field 5, and the empty rule.
+uint32_t HQOS_dbmtype_EncapLayer2Run(const HQOS_LayerRun* parent, const HQOS_LayerRun* entries,
+                                     uint32_t count, uint16_t bufLen, uint32_t* outLen,
+                                     uint8_t* buf);
+// At most maxEntries entries are read, their number goes to *count; all maxEntries elements of
+// `entries` are written.
+uint32_t HQOS_dbmtype_DecapLayer2Run(const uint8_t* buf, uint16_t len, uint32_t maxEntries,
+                                     HQOS_LayerRun* parent, HQOS_LayerRun* entries,
+                                     uint32_t* count);
+
+// An FP: its configuration, which the library does not read back, and its run-time state.
+uint32_t HQOS_dbmtype_EncapFPCfg(const HQOS_FPCfg* cfg, uint16_t bufLen, uint8_t* buf);
+uint32_t HQOS_dbmtype_EncapFPRun(const HQOS_FPRun* run, uint16_t bufLen, uint8_t* buf);
+uint32_t HQOS_dbmtype_DecapFPRun(const uint8_t* buf, uint16_t len, HQOS_FPRun* run);
 
 // ---- Enumerations and application objects -------------------------------------------------------
 

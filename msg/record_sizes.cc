@@ -107,3 +107,28 @@ static_assert(offsetof(HQOS_DPInfo, thresholds) == 40);
 static_assert(sizeof(HQOS_ApplyInfo) == 112);
 static_assert(offsetof(HQOS_ApplyInfo, obj) == 0);
 static_assert(offsetof(HQOS_ApplyInfo, sp) == 60);
+
+static_assert(sizeof(HQOS_LayerRun) == 64);
+static_assert(offsetof(HQOS_LayerRun, path) == 0);
+static_assert(offsetof(HQOS_LayerRun, value16) == 12);
+static_assert(offsetof(HQOS_LayerRun, value32) == 16);
+static_assert(offsetof(HQOS_LayerRun, hostData) == 20);
+static_assert(offsetof(HQOS_LayerRun, rule) == 28);
+
+static_assert(sizeof(HQOS_FPCfg) == 104);
+static_assert(offsetof(HQOS_FPCfg, name) == 0);
+static_assert(offsetof(HQOS_FPCfg, id) == 32);
+static_assert(offsetof(HQOS_FPCfg, flags) == 36);
+static_assert(offsetof(HQOS_FPCfg, dpName) == 40);
+static_assert(offsetof(HQOS_FPCfg, gts) == 72);
+static_assert(offsetof(HQOS_FPCfg, queue) == 88);
+static_assert(offsetof(HQOS_FPCfg, bandwidth) == 100);
+
+static_assert(sizeof(HQOS_FPRun) == 44);
+static_assert(offsetof(HQOS_FPRun, id) == 0);
+static_assert(offsetof(HQOS_FPRun, flags) == 4);
+static_assert(offsetof(HQOS_FPRun, value16) == 8);
+static_assert(offsetof(HQOS_FPRun, dpId) == 10);
+static_assert(offsetof(HQOS_FPRun, gts) == 12);
+static_assert(offsetof(HQOS_FPRun, queue) == 28);
+static_assert(offsetof(HQOS_FPRun, bandwidth) == 40);
