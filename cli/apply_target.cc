@@ -3,6 +3,7 @@
 #include <net/if.h>
 
 #include <algorithm>
+#include <set>
 
 #include "cli/commands.h"
 #include "cli/failure.h"
@@ -20,33 +21,48 @@ std::vector<std::string> Directions() {
   return names;
 }
 
-std::vector<std::string> InterfaceNames() {
-  std::vector<std::string> names;
+std::set<std::string> InterfaceNames() {
+  std::set<std::string> names;
   struct if_nameindex* const all = if_nameindex();
-  for (const auto* i = all; i != nullptr && i->if_index != 0; ++i) names.emplace_back(i->if_name);
+  for (const auto* i = all; i != nullptr && i->if_index != 0; ++i) names.insert(i->if_name);
   if (all != nullptr) if_freenameindex(all);
   return names;
 }
 
-std::string Joined(const std::vector<std::string>& names) {
+template <class Names>
+std::string Joined(const Names& names) {
   std::string text;
   for (const std::string& name : names) text += (text.empty() ? "" : ", ") + name;
   return text;
 }
 
-// The interface that is called so, or the only one whose name begins so; `name` itself when there
-// is none and it need not exist.
-std::string Complete(const std::string& name, bool mustExist) {
-  const std::vector<std::string> all = InterfaceNames();
+// The one of the names that is `name`, or the only one that begins so.
+std::string Complete(const std::string& name, const std::set<std::string>& all) {
   std::vector<std::string> matches;
   for (const std::string& one : all) {
     if (one == name) return one;
     if (one.starts_with(name)) matches.push_back(one);
   }
   if (matches.size() == 1) return matches[0];
-  if (!mustExist) return name;
   throw Failure(kUsage, matches.empty() ? "there is no interface " + name + ", but " + Joined(all)
                                         : "interface " + name + " may be " + Joined(matches));
+}
+
+// All applications on interfaces.
+std::vector<HQOS_ApplyInfo> ReadInterfaces(bool forDiagnosis) {
+  const auto next = forDiagnosis ? HQOS_lib_GetNextIfApplyDiag : HQOS_lib_GetNextIfApplyStat;
+  std::vector<HQOS_ApplyInfo> all;
+  std::pair<std::string, uint32_t> key;
+  for (;;) {
+    HQOS_ApplyInfo info;
+    const uint32_t status = next(0, key.first.c_str(), key.second, &info);
+    if (status == HQOSD_END) return all;
+    CheckQuery(status, "interfaces");
+    const std::pair<std::string, uint32_t> found(info.obj.name, info.obj.param);
+    if (found <= key) CheckQuery(HQOS_ERR_BADREPLY, "interfaces");  // or it would never end
+    key = found;
+    all.push_back(info);
+  }
 }
 
 }  // namespace
@@ -73,11 +89,15 @@ void ApplyTarget::AddOptions(CLI::App& command, bool required) {
 
 HQOS_AppObj ApplyTarget::Object(bool mustExist) const {
   HQOS_AppObj obj{};
-  const std::vector<std::string> names = Directions();
-  const auto dir = std::find(names.begin(), names.end(), direction_) - names.begin();
+  const std::vector<std::string> directions = Directions();
+  const auto dir = std::find(directions.begin(), directions.end(), direction_) - directions.begin();
   obj.param = static_cast<uint32_t>(dir);
   if (!interface_.empty()) {
-    const std::string name = Complete(interface_, mustExist);
+    std::set<std::string> names = InterfaceNames();
+    if (!mustExist) {
+      for (const HQOS_ApplyInfo& info : ReadInterfaces(false)) names.insert(info.obj.name);
+    }
+    const std::string name = Complete(interface_, names);
     obj.type = HQOS_APPOBJ_IFINDEX;
     obj.value = if_nametoindex(name.c_str());
     name.copy(obj.name, sizeof obj.name - 1);
@@ -96,23 +116,16 @@ HQOS_AppObj ApplyTarget::Object(bool mustExist) const {
 HQOS_AppObj ApplyTarget::Existing() const { return Object(true); }
 HQOS_AppObj ApplyTarget::Any() const { return Object(false); }
 
-std::vector<HQOS_ApplyInfo> ApplyTarget::ReadInterfaces(bool forDiagnosis) const {
-  const auto next = forDiagnosis ? HQOS_lib_GetNextIfApplyDiag : HQOS_lib_GetNextIfApplyStat;
-  std::vector<HQOS_ApplyInfo> all;
-  HQOS_ApplyInfo info;
-  uint32_t status = next(0, nullptr, 0, &info);
-  for (; status == 0; status = next(0, info.obj.name, info.obj.param, &info)) {
-    if (direction_.empty() || direction_ == DirectionText(info.obj)) all.push_back(info);
-  }
-  if (status != HQOSD_END) CheckQuery(status, "interfaces");
-  return all;
-}
-
 std::vector<HQOS_ApplyInfo> ApplyTarget::ReadApplied(bool forDiagnosis) const {
   HQOS_AppObj obj = Any();
-  if (obj.type == 0) return ReadInterfaces(forDiagnosis);
-  const auto get = forDiagnosis ? HQOS_lib_GetApplyDiag : HQOS_lib_GetApplyStat;
   std::vector<HQOS_ApplyInfo> all;
+  if (obj.type == 0) {
+    for (const HQOS_ApplyInfo& info : ReadInterfaces(forDiagnosis)) {
+      if (direction_.empty() || direction_ == DirectionText(info.obj)) all.push_back(info);
+    }
+    return all;
+  }
+  const auto get = forDiagnosis ? HQOS_lib_GetApplyDiag : HQOS_lib_GetApplyStat;
   for (uint32_t dir = 0; HQOS_util_GetDirStr(dir) != nullptr; ++dir) {
     if (!direction_.empty() && dir != obj.param) continue;
     HQOS_AppObj one = obj;
@@ -123,7 +136,10 @@ std::vector<HQOS_ApplyInfo> ApplyTarget::ReadApplied(bool forDiagnosis) const {
     CheckQuery(status, ObjectText(one));
     all.push_back(info);
   }
-  if (all.empty()) throw Failure(kRefused, ObjectText(obj) + ": nothing is applied there");
+  if (all.empty()) {
+    const std::string direction = direction_.empty() ? "" : " " + direction_;
+    throw Failure(kRefused, ObjectText(obj) + direction + ": nothing is applied there");
+  }
   return all;
 }
 

@@ -17,7 +17,7 @@ class ApplyTarget {
 
   // The object with its direction, both given. An interface is completed and must exist.
   HQOS_AppObj Existing() const;
-  // The same for one that may have gone: a name that cannot be completed stays as it is.
+  // The same for one that may have gone: it exists, or something is applied to it.
   HQOS_AppObj Any() const;
 
   // The SPs applied to the object in the direction, each in any when it is not given; without an
@@ -26,7 +26,6 @@ class ApplyTarget {
 
  private:
   HQOS_AppObj Object(bool mustExist) const;
-  std::vector<HQOS_ApplyInfo> ReadInterfaces(bool forDiagnosis) const;
 
   std::string interface_, direction_;
   std::optional<uint16_t> slot_, id_;

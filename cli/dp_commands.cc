@@ -40,16 +40,11 @@ void Show(const std::string& name, Output& output) {
   output.Begin({"NAME", "ID", "WEIGHT", "THRESHOLD 0", "THRESHOLD 1", "THRESHOLD 2"});
   for (const HQOS_DPInfo& dp : ReadDPs(name)) {
     std::vector<std::string> cells{dp.name, std::to_string(dp.id), std::to_string(dp.weight)};
-    Output::Record thresholds = Output::Record::array();
     for (const HQOS_DPThreshold& t : dp.thresholds) {
       cells.push_back(std::to_string(t.value1) + "," + std::to_string(t.value2) + "," +
                       std::to_string(t.value3) + "," + std::to_string(t.value4));
-      thresholds.push_back(
-          {{"value1", t.value1}, {"value2", t.value2}, {"value3", t.value3}, {"value4", t.value4}});
     }
-    output.Add(
-        std::move(cells),
-        {{"name", dp.name}, {"id", dp.id}, {"weight", dp.weight}, {"thresholds", thresholds}});
+    output.Add(std::move(cells), DPRecord(dp));
   }
   output.End();
 }

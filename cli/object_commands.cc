@@ -104,6 +104,7 @@ void AddCommands(CLI::App& app, Output& output) {
   AddStatsCommands(app, output);
   AddTreeCommands(app, output);
   AddRuleCommands(app, output);
+  AddDbCommands(app, output);
   AddDebugCommands(app);
 }
 

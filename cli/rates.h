@@ -14,7 +14,8 @@ constexpr uint64_t Grown(uint64_t before, uint64_t now) {
 // The same a second, to the nearest whole number.
 inline uint64_t Rate(uint64_t before, uint64_t now, double seconds) {
   if (seconds <= 0) return 0;
-  return static_cast<uint64_t>(std::round(static_cast<double>(Grown(before, now)) / seconds));
+  const double rate = std::round(static_cast<double>(Grown(before, now)) / seconds);
+  return rate < 0x1p64 ? static_cast<uint64_t>(rate) : UINT64_MAX;
 }
 
 }  // namespace hqosctl

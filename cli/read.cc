@@ -73,7 +73,11 @@ std::vector<Record> ReadSons(const HQOS_SPInfo& sp, const Query& query) {
     if (status == HQOSD_NOT_FOUND) return {};
     CheckQuery(status, std::string("children of SP ") + sp.name);
     sons.insert(sons.end(), block.begin(), block.begin() + count);
-    if (count != 0) start = PathOf(sons.back());
+    if (count == 0) break;
+    const HQOS_SPSonPath& last = PathOf(sons.back());
+    // Or the listing would never end.
+    if (HQOS_util_SPSonPathCompare(&start, &last) != 2) CheckQuery(HQOS_ERR_BADREPLY, "children");
+    start = last;
   }
   return sons;
 }
@@ -159,6 +163,15 @@ Output::Record RuleRecord(const HQOS_MatchRule& rule) {
 }
 
 Output::Record PathRecord(const HQOS_SPSonPath& path) { return {{"field", path.field}}; }
+
+Output::Record DPRecord(const HQOS_DPInfo& dp) {
+  Output::Record thresholds = Output::Record::array();
+  for (const HQOS_DPThreshold& t : dp.thresholds) {
+    thresholds.push_back(
+        {{"value1", t.value1}, {"value2", t.value2}, {"value3", t.value3}, {"value4", t.value4}});
+  }
+  return {{"name", dp.name}, {"id", dp.id}, {"weight", dp.weight}, {"thresholds", thresholds}};
+}
 
 Output::Record SPRecord(const HQOS_SPInfo& sp) {
   return {{"name", sp.name},

@@ -28,9 +28,10 @@ std::vector<HQOS_FCInfo> ReadFCs(const std::string& name);
 std::vector<HQOS_FPInfo> ReadFPs(const std::string& name);
 std::vector<HQOS_DPInfo> ReadDPs(const std::string& name);
 
-// The fields of a rule, of a path, of an SP.
+// The fields of a rule, of a path, of an SP, of a DP.
 Output::Record RuleRecord(const HQOS_MatchRule& rule);
 Output::Record PathRecord(const HQOS_SPSonPath& path);
 Output::Record SPRecord(const HQOS_SPInfo& sp);
+Output::Record DPRecord(const HQOS_DPInfo& dp);
 
 }  // namespace hqosctl

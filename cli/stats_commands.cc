@@ -171,8 +171,16 @@ void AddStatsCommands(CLI::App& app, Output& output) {
   CLI::Option* const watch =
       stats->add_option("--watch", a->pause, "show them again and again, with rates")
           ->type_name("SECONDS")
-          ->check(CLI::Range(0.01, 86400.0));
-  Numeric(stats->add_option("--rounds", a->rounds, "end a watch after so many"))
+          ->check(CLI::Validator(
+              [](const std::string& text) {
+                const bool isDecimal = text.find_first_not_of("0123456789.") == std::string::npos;
+                char* end = nullptr;
+                const double seconds = isDecimal ? std::strtod(text.c_str(), &end) : 0;
+                const bool fits = isDecimal && *end == '\0' && seconds >= 0.01 && seconds <= 86400;
+                return fits ? "" : "SECONDS are a decimal number from 0.01 to 86400";
+              },
+              ""));
+  Numeric(stats->add_option("--rounds", a->rounds, "end a watch after so many; 0: never"))
       ->type_name("NUMBER")
       ->needs(watch);
   stats->callback([a, watch, &output] {

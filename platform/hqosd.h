@@ -4,20 +4,22 @@
 #define HQOS_PLATFORM_HQOSD_H
 
 typedef enum HQOSD_Status {
-  HQOSD_MALFORMED = 0x40020001,   // the request cannot be read
-  HQOSD_UNKNOWN = 0x40020002,     // no such command or query
-  HQOSD_BAD_NAME = 0x40020003,    // an empty name, or one with control characters
-  HQOSD_BAD_VALUE = 0x40020004,   // a value out of its range
-  HQOSD_EXISTS = 0x40020005,      // the name is taken
-  HQOSD_ID_TAKEN = 0x40020006,    // the identifier is taken, or none is free
-  HQOSD_NOT_FOUND = 0x40020007,   // no object of that name
-  HQOSD_END = 0x40020008,         // nothing follows: the end of a walk
-  HQOSD_IN_USE = 0x40020009,      // another object needs it, or it still has children
-  HQOSD_NESTED = 0x4002000A,      // the child is nested there already
-  HQOSD_RULE = 0x4002000B,        // a rule that cannot stand, alone or beside its siblings'
-  HQOSD_TOO_DEEP = 0x4002000C,    // a cycle, or more than five levels below an SP
-  HQOSD_APPLIED = 0x4002000D,     // an SP is applied there already
-  HQOSD_NO_COUNTERS = 0x4002000E  // the counters cannot be read
+  HQOSD_MALFORMED = 0x40020001,    // the request cannot be read
+  HQOSD_UNKNOWN = 0x40020002,      // no such command or query
+  HQOSD_BAD_NAME = 0x40020003,     // an empty name, or one with control characters
+  HQOSD_BAD_VALUE = 0x40020004,    // a value out of its range
+  HQOSD_EXISTS = 0x40020005,       // the name is taken
+  HQOSD_ID_TAKEN = 0x40020006,     // the identifier is taken, or none is free
+  HQOSD_NOT_FOUND = 0x40020007,    // no such object, or nothing there
+  HQOSD_END = 0x40020008,          // nothing follows: the end of a walk
+  HQOSD_IN_USE = 0x40020009,       // another object needs it, or it still has children
+  HQOSD_NESTED = 0x4002000A,       // the child is nested there already
+  HQOSD_RULE = 0x4002000B,         // a rule that cannot stand, alone or beside its siblings'
+  HQOSD_TOO_DEEP = 0x4002000C,     // a cycle, or more than five levels below an SP
+  HQOSD_APPLIED = 0x4002000D,      // an SP is applied there already
+  HQOSD_NO_COUNTERS = 0x4002000E,  // the counters cannot be read
+  HQOSD_NOT_STORED = 0x4002000F,   // the store cannot be written; nothing has changed
+  HQOSD_TOO_MANY = 0x40020010      // more children than an SP or FG can have
 } HQOSD_Status;
 
 typedef enum HQOSD_Debug {     // bits of the selector of HQOS_lib_SetDebug

@@ -10,10 +10,13 @@ Answer NoInterface(const std::string& what) {
   return Refuse(HQOSD_NOT_FOUND, "interface " + what + " does not exist");
 }
 
-// The name of an interface that has gone, where it was applied to; "" when nowhere.
+// The name under which an interface that has gone was applied to; "" when it was not.
 std::string FormerName(const Model& model, uint32_t index) {
   for (const auto& [key, application] : model.applications) {
-    if (key.type == HQOS_APPOBJ_IFINDEX && application.ifIndex == index) return key.name;
+    if (key.type == HQOS_APPOBJ_IFINDEX && application.ifIndex == index &&
+        !model.interfaces->Find(key.name)) {
+      return key.name;
+    }
   }
   return "";
 }
@@ -45,6 +48,16 @@ std::string NameOf(const Model& model, const HQOS_AppObj& obj, Answer& refusal) 
   return "";
 }
 
+// The SP that stands in the way of another in that direction; null when there is none.
+const Application* FindObstacle(const Model& model, const ApplyKey& key) {
+  for (const uint32_t dir : {HQOS_DIR_INBOUND, HQOS_DIR_OUTBOUND, HQOS_DIR_BOTH}) {
+    if (key.param != HQOS_DIR_BOTH && dir != HQOS_DIR_BOTH && dir != key.param) continue;
+    const auto found = model.applications.find({key.type, key.name, key.value, dir});
+    if (found != model.applications.end()) return &found->second;
+  }
+  return nullptr;
+}
+
 }  // namespace
 
 std::string Place(const ApplyKey& key) {
@@ -65,7 +78,7 @@ std::string Place(const ApplyKey& key) {
 bool FindKey(const Model& model, const HQOS_AppObj& obj, ApplyKey& key, Answer& refusal) {
   key = {obj.type, "", 0, obj.param};
   if (HQOS_util_GetDirStr(obj.param) == nullptr) {
-    refusal = Refuse(HQOSD_BAD_VALUE, "there is no direction " + std::to_string(obj.param));
+    refusal = Refuse(HQOSD_BAD_VALUE, WhyNotApplicable(model, key));
   } else if (obj.type == HQOS_APPOBJ_IFINDEX) {
     key.name = NameOf(model, obj, refusal);
   } else if (HQOS_util_GetAppObjByType(obj.type, obj.value, &key.value) != 0) {
@@ -73,6 +86,15 @@ bool FindKey(const Model& model, const HQOS_AppObj& obj, ApplyKey& key, Answer& 
                      "there is no application object of type " + std::to_string(obj.type));
   }
   return refusal.code == 0;
+}
+
+std::string WhyNotApplicable(const Model& model, const ApplyKey& key) {
+  if (HQOS_util_GetDirStr(key.param) == nullptr) {
+    return "there is no direction " + std::to_string(key.param);
+  }
+  const Application* const obstacle = FindObstacle(model, key);
+  if (obstacle == nullptr) return "";
+  return Place(key) + ": " + Title("SP", model.sps.All().at(obstacle->sp).name) + " is applied";
 }
 
 Answer NotApplied(const std::string& sp, const ApplyKey& key) {

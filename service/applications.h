@@ -13,6 +13,9 @@ std::string Place(const ApplyKey& key);
 // gone is found where it was applied.
 bool FindKey(const Model& model, const HQOS_AppObj& obj, ApplyKey& key, Answer& refusal);
 
+// Why no SP can be applied there, whether the interface exists or not; "" when one can.
+std::string WhyNotApplicable(const Model& model, const ApplyKey& key);
+
 // The refusal that says that the SP is not applied there.
 Answer NotApplied(const std::string& sp, const ApplyKey& key);
 

@@ -28,16 +28,6 @@ bool Read(const Payload& payload, ApplyRequest& request) {
   return hasObj && hasSP;
 }
 
-// The SP that stands in the way of another in that direction; null when there is none.
-const Application* FindObstacle(const Model& model, const ApplyKey& key) {
-  for (const uint32_t dir : {HQOS_DIR_INBOUND, HQOS_DIR_OUTBOUND, HQOS_DIR_BOTH}) {
-    if (key.param != HQOS_DIR_BOTH && dir != HQOS_DIR_BOTH && dir != key.param) continue;
-    const auto found = model.applications.find({key.type, key.name, key.value, dir});
-    if (found != model.applications.end()) return &found->second;
-  }
-  return nullptr;
-}
-
 // The data TLV of an application. `word0` and `word1` are the SP's two words.
 Answer Describe(const Model& model, const ApplyKey& key, uint16_t type, uint32_t word0,
                 uint32_t word1) {
@@ -59,11 +49,7 @@ Answer Describe(const Model& model, const ApplyKey& key, uint16_t type, uint32_t
 // For the statistics, the first word is the number of the SP's children at every depth.
 Answer DescribeStat(const Model& model, const ApplyKey& key, uint16_t type) {
   const SP& sp = model.sps.All().at(model.applications.at(key).sp).value;
-  HQOS_SPSonPath path;
-  std::fill(std::begin(path.field), std::end(path.field), uint16_t{HQOS_PATH_UNSET});
-  uint32_t children = 0;
-  while (NextSon(model, sp, path) != nullptr) ++children;
-  return Describe(model, key, type, children, 0);
+  return Describe(model, key, type, sp.sons, 0);
 }
 
 // For the diagnosis, the words are the two diagnosis values of the whole.
@@ -85,16 +71,17 @@ Answer GetApply(const Model& model, const Payload& payload, uint16_t type,
   return Refuse(HQOSD_NOT_FOUND, "nothing is applied to " + Place(key));
 }
 
-// The interface that follows by name, then by direction. An empty name comes before all others; the
+// The interface that follows by name, then by direction; an empty name comes before all others. The
 // key's prefix selects nothing.
 Answer GetNextIfApply(const Model& model, const Payload& payload, uint16_t type,
                       DescribeFunction describe) {
   HQOS_IfApplyKey request{};
   if (!Read(payload, hqos::kIfApplyKey, request)) return TooShort();
-  const ApplyKey after{HQOS_APPOBJ_IFINDEX, request.obj.name, 0, request.obj.param};
-  const auto next = after.name.empty() ? model.applications.lower_bound({after.type, "", 0, 0})
-                                       : model.applications.upper_bound(after);
-  if (next == model.applications.end()) return Refuse(HQOSD_END, "no interface follows");
+  const auto next =
+      model.applications.upper_bound({HQOS_APPOBJ_IFINDEX, request.obj.name, 0, request.obj.param});
+  if (next == model.applications.end() || next->first.type != HQOS_APPOBJ_IFINDEX) {
+    return Refuse(HQOSD_END, "no interface follows");
+  }
   return describe(model, next->first, type);
 }
 
@@ -107,11 +94,8 @@ Answer ApplySP(Model& model, const Payload& payload) {
   const auto* const sp = FindObject(model.sps, "SP", std::string(request.sp.name), refusal);
   ApplyKey key;
   if (sp == nullptr || !FindKey(model, request.obj, key, refusal)) return refusal;
-  const Application* const obstacle = FindObstacle(model, key);
-  if (obstacle != nullptr) {
-    return Refuse(HQOSD_APPLIED,
-                  Place(key) + ": " + Title("SP", model.sps.At(obstacle->sp).name) + " is applied");
-  }
+  const std::string why = WhyNotApplicable(model, key);
+  if (!why.empty()) return Refuse(HQOSD_APPLIED, why);
   uint32_t ifIndex = 0;
   if (key.type == HQOS_APPOBJ_IFINDEX) {
     const auto interface = model.interfaces->Find(key.name);
@@ -119,6 +103,8 @@ Answer ApplySP(Model& model, const Payload& payload) {
     ifIndex = interface->index;
   }
   model.applications[key] = {sp->id, ifIndex};
+  model.touchedApplications.insert(key);
+  model.touchedRuns.emplace(key, ifIndex);
   return {};
 }
 
@@ -133,6 +119,8 @@ Answer UndoApplySP(Model& model, const Payload& payload) {
   if (application == model.applications.end() || application->second.sp != sp->id) {
     return NotApplied(sp->name, key);
   }
+  model.touchedApplications.insert(key);
+  model.touchedRuns.emplace(key, application->second.ifIndex);
   model.applications.erase(application);
   return {};
 }

@@ -5,6 +5,7 @@
 #include <fstream>
 #include <map>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <tuple>
 
 #include "service/log.h"
@@ -19,7 +20,8 @@ template <class Number, size_t N>
 void Fill(const json& entry, const char* key, Number (&numbers)[N]) {
   const auto given = entry.find(key);
   if (given == entry.end()) return;
-  if (given->size() > N) throw std::runtime_error(std::string("too many numbers in ") + key);
+  if (!given->is_array() || given->size() > N)
+    throw std::runtime_error(std::string("not an array of that many numbers: ") + key);
   size_t i = 0;
   for (const json& number : *given) {
     // A conversion would take a number that is negative, broken or too large for another one.
@@ -38,10 +40,10 @@ class File final : public CounterSource {
     struct stat now;
     if (stat(file_.c_str(), &now) != 0) now = {};
     const Version version{now.st_ino, now.st_size, now.st_mtim.tv_sec, now.st_mtim.tv_nsec};
-    if (version == version_) return loaded_;
-    version_ = version;
-    loaded_ = Load();
-    return loaded_;
+    if (version == version_) return true;
+    const bool loaded = Load();
+    version_ = loaded ? std::optional(version) : std::nullopt;
+    return loaded;
   }
 
   HQOS_SPSonCounters Read(const std::string& place, const std::vector<std::string>& path) override {
@@ -56,7 +58,14 @@ class File final : public CounterSource {
     counters_.clear();
     try {
       std::ifstream in(file_);
-      for (const json& entry : json::parse(in)) {
+      const json all = json::parse(in);
+      if (!all.is_array()) throw std::runtime_error("it is not an array");
+      for (const json& entry : all) {
+        for (const auto& [key, value] : entry.items()) {
+          if (key != "place" && key != "path" && key != "stat32" && key != "stat64") {
+            throw std::runtime_error("nothing is known of \"" + key + "\"");
+          }
+        }
         HQOS_SPSonCounters counters{};
         Fill(entry, "stat32", counters.stat32);
         Fill(entry, "stat64", counters.stat64);
@@ -70,8 +79,7 @@ class File final : public CounterSource {
   }
 
   const std::string file_;
-  Version version_{};
-  bool loaded_ = false;
+  std::optional<Version> version_;  // of what is loaded
   std::map<std::pair<std::string, std::vector<std::string>>, HQOS_SPSonCounters> counters_;
 };
 

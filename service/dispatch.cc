@@ -152,4 +152,11 @@ Bytes Respond(Model& model, const uint8_t* request, size_t length) {
   return reply;
 }
 
+Bytes RefuseRequest(const Bytes& request, uint32_t code, const std::string& text) {
+  HQOS_MsgHead head{};
+  hqos::Tlv tlv{};
+  Parse(request.data(), request.size(), head, tlv);
+  return Pack(head.opClass, Refuse(code, text));
+}
+
 }  // namespace hqosd

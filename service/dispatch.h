@@ -10,4 +10,7 @@ namespace hqosd {
 // bytes. A request that is refused changes nothing.
 Bytes Respond(Model& model, const uint8_t* request, size_t length);
 
+// The reply that refuses a request, whatever it is.
+Bytes RefuseRequest(const Bytes& request, uint32_t code, const std::string& text);
+
 }  // namespace hqosd

@@ -20,15 +20,11 @@ Answer SetThreshold(Model& model, const Payload& payload, bool toZero) {
                                        std::to_string(request.index));
   }
   dp->value.thresholds[request.index] = toZero ? HQOS_DPThreshold{} : request.threshold;
+  model.dps.Touch(dp->name);
   return {};
 }
 
-Bytes Describe(const DPObject& dp) {
-  auto info = NamedRecord<HQOS_DPInfo>(dp);
-  info.weight = dp.value.weight;
-  std::copy(std::begin(dp.value.thresholds), std::end(dp.value.thresholds), info.thresholds);
-  return Encoded(hqos::kDPInfo, info);
-}
+Bytes Describe(const DPObject& dp) { return Encoded(hqos::kDPInfo, DPRecord(dp)); }
 
 }  // namespace
 
@@ -47,6 +43,7 @@ Answer AddDPWeight(Model& model, const Payload& payload) {
   DPObject* const dp = FindObject(model.dps, "DP", std::string(request.name), refusal);
   if (dp == nullptr) return refusal;
   dp->value.weight = request.value;
+  model.dps.Touch(dp->name);
   return {};
 }
 
@@ -55,6 +52,7 @@ Answer DelDPWeight(Model& model, const Payload& payload) {
   DPObject* const dp = FindObject(model.dps, "DP", payload, refusal);
   if (dp == nullptr) return refusal;
   dp->value.weight = 0;
+  model.dps.Touch(dp->name);
   return {};
 }
 

@@ -19,17 +19,20 @@ Answer AddSetting(Model& model, const Payload& payload, uint32_t flag, const Set
   if (fp == nullptr) return answer;
   HQOS_FPInfo& settings = fp->value.settings;
   answer = set(given, settings);
-  if (answer.code == 0) settings.flags |= flag;
+  if (answer.code != 0) return answer;
+  settings.flags |= flag;
+  model.fps.Touch(fp->name);
   return answer;
 }
 
 // Takes a setting back; refused when the FP has none.
-Answer DelSetting(FPObject& fp, uint32_t flag, const std::string& what) {
+Answer DelSetting(Model& model, FPObject& fp, uint32_t flag, const std::string& what) {
   HQOS_FPInfo& settings = fp.value.settings;
   if ((settings.flags & flag) == 0) {
     return Refuse(HQOSD_NOT_FOUND, Title("FP", fp.name) + " has no " + what);
   }
   settings.flags &= ~flag;
+  model.fps.Touch(fp.name);
   return {};
 }
 
@@ -37,7 +40,7 @@ Answer DelSetting(FPObject& fp, uint32_t flag, const std::string& what) {
 Answer DelSetting(Model& model, const Payload& payload, uint32_t flag, const char* what) {
   Answer refusal;
   FPObject* const fp = FindObject(model.fps, "FP", payload, refusal);
-  return fp == nullptr ? refusal : DelSetting(*fp, flag, what);
+  return fp == nullptr ? refusal : DelSetting(model, *fp, flag, what);
 }
 
 // Counts one reference less at the DP that the settings refer to.
@@ -74,7 +77,7 @@ Answer DelQueue(Model& model, const Payload& payload) {
   FPObject* const fp = FindObject(model.fps, "FP", std::string(given.name), refusal);
   if (fp == nullptr) return refusal;
   const bool isSelected = fp->value.settings.queue[0] == given.queue[0];
-  return DelSetting(*fp, isSelected ? HQOS_FPI_QUEUE : 0,
+  return DelSetting(model, *fp, isSelected ? HQOS_FPI_QUEUE : 0,
                     "queue " + std::to_string(given.queue[0]));
 }
 
@@ -117,7 +120,7 @@ Answer DelFPReferDP(Model& model, const Payload& payload) {
   FPObject* const fp = FindObject(model.fps, "FP", payload, answer);
   if (fp == nullptr) return answer;
   DropDPReference(model, fp->value.settings);
-  return DelSetting(*fp, HQOS_FPI_DPREF, "DP reference");
+  return DelSetting(model, *fp, HQOS_FPI_DPREF, "DP reference");
 }
 
 Answer GetFP(Model& model, const Payload& payload) {

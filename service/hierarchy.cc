@@ -57,7 +57,56 @@ void FindUser(const Model& model, const Table& parents, const char* kind, const 
   }
 }
 
+// How many children more or less the SPs and FGs from the parent up have, with one that brings
+// `sons`.
+struct Growth {
+  std::map<uint16_t, uint64_t> sps, fgs;
+};
+
+Growth GrowthAbove(const Model& model, const Parent& parent, uint64_t sons) {
+  Growth growth;
+  std::map<uint16_t, uint64_t> level;
+  (parent.isSP() ? growth.sps : level)[parent.id] = sons;
+  while (!level.empty()) {
+    std::map<uint16_t, uint64_t> above;
+    for (const auto& [id, more] : level) {
+      growth.fgs[id] += more;
+      const Parents& parents = model.fgs.All().at(id).value.parents;
+      for (const uint16_t fg : parents.fgs) above[fg] += more;
+      for (const uint16_t sp : parents.sps) growth.sps[sp] += more;
+    }
+    level = std::move(above);
+  }
+  return growth;
+}
+
+// What a child brings: itself and what is below it.
+uint64_t SonsWith(const Model& model, uint16_t childId) {
+  const auto fg = model.fgs.All().find(childId);
+  return 1 + (fg == model.fgs.All().end() ? 0 : uint64_t{fg->second.value.sons});
+}
+
+// Adds the child's to the numbers above, or takes them away (sign -1).
+void Count(Model& model, const Parent& parent, uint16_t childId, int sign) {
+  const Growth growth = GrowthAbove(model, parent, SonsWith(model, childId));
+  const auto add = [sign](uint32_t& sons, uint64_t more) {
+    sons = static_cast<uint32_t>(sign > 0 ? sons + more : sons - more);
+  };
+  for (const auto& [id, more] : growth.sps) add(model.sps.At(id).value.sons, more);
+  for (const auto& [id, more] : growth.fgs) add(model.fgs.At(id).value.sons, more);
+}
+
 }  // namespace
+
+bool HasRoomFor(const Model& model, const Parent& parent, uint16_t childId) {
+  const Growth growth = GrowthAbove(model, parent, SonsWith(model, childId));
+  const auto fits = [](const auto& table, const auto& more) {
+    return std::all_of(more.begin(), more.end(), [&](const auto& entry) {
+      return table.All().at(entry.first).value.sons + entry.second <= kMostSons;
+    });
+  };
+  return fits(model.sps, growth.sps) && fits(model.fgs, growth.fgs);
+}
 
 Child ChildOf(const Model& model, uint16_t id) {
   const auto fg = model.fgs.All().find(id);
@@ -78,14 +127,42 @@ bool FitsBelow(const Model& model, uint16_t parentId, uint16_t childId) {
   return levels <= kLevels;
 }
 
+void TouchRuns(Model& model, const Parent& parent) {
+  Ids sps, fgs;
+  (parent.isSP() ? sps : fgs).insert(parent.id);
+  for (Ids above = fgs; !above.empty(); above = Upper(model, above)) {
+    for (const uint16_t id : above) {
+      const Ids& more = model.fgs.At(id).value.parents.sps;
+      sps.insert(more.begin(), more.end());
+    }
+  }
+  for (const auto& [key, application] : model.applications) {
+    if (sps.contains(application.sp)) model.touchedRuns.emplace(key, application.ifIndex);
+  }
+}
+
+namespace {
+
+void Touch(Model& model, const Parent& parent, uint16_t childId) {
+  const Child child = ChildOf(model, childId);
+  model.touchedNestings.emplace(parent.kind, parent.name, child.kind, *child.name);
+  TouchRuns(model, parent);
+}
+
+}  // namespace
+
 void Nest(Model& model, const Parent& parent, uint16_t childId, Nesting nesting) {
   if (!nesting.fp.empty()) ++model.fps.Find(nesting.fp)->value.uses;
   Parents& parents = ParentsOf(model, childId);
   (parent.isSP() ? parents.sps : parents.fgs).insert(parent.id);
   parent.children->emplace(childId, std::move(nesting));
+  Count(model, parent, childId, 1);
+  Touch(model, parent, childId);
 }
 
 void Unnest(Model& model, const Parent& parent, uint16_t childId) {
+  Touch(model, parent, childId);
+  Count(model, parent, childId, -1);
   const auto nesting = parent.children->find(childId);
   if (!nesting->second.fp.empty()) --model.fps.Find(nesting->second.fp)->value.uses;
   parent.children->erase(nesting);

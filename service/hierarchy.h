@@ -38,9 +38,16 @@ Child ChildOf(const Model& model, uint16_t id);
 // there are. For an SP as the parent, parentId is HQOS_ID_NONE.
 bool FitsBelow(const Model& model, uint16_t parentId, uint16_t childId);
 
+// Whether no SP or FG would have more than kMostSons children at all depths.
+constexpr uint32_t kMostSons = 65536;
+bool HasRoomFor(const Model& model, const Parent& parent, uint16_t childId);
+
 // Enters and removes a nesting, on both ends; an FC without any ceases to exist.
 void Nest(Model& model, const Parent& parent, uint16_t childId, Nesting nesting);
 void Unnest(Model& model, const Parent& parent, uint16_t childId);
+
+// Notes that the run-time state of the SPs above the parent, wherever they are applied, is another.
+void TouchRuns(Model& model, const Parent& parent);
 
 // Who uses the FP: "FG voice below SP gold".
 std::string UserOf(const Model& model, const std::string& fp);

@@ -10,8 +10,9 @@
 #include <cstring>
 
 #include "hqos.h"
+#include "platform/hqosd_store.h"
 #include "platform/lip.h"
-#include "service/dispatch.h"
+#include "service/keeper.h"
 #include "service/log.h"
 #include "service/server.h"
 
@@ -54,7 +55,7 @@ class Endpoint {
   struct stat file_ {};
 };
 
-int Serve(hqosd::Model model) {
+int Serve(hqosd::Keeper& keeper) {
   const Endpoint endpoint;
   if (endpoint.reason() != 0) {
     const char* const why = endpoint.reason() == EADDRINUSE ? "another service is there"
@@ -64,12 +65,20 @@ int Serve(hqosd::Model model) {
   }
   hqosd::Log("listening at %s", endpoint.path());
 
-  hqosd::Server server(endpoint.fd(), [&model](const uint8_t* request, size_t length) {
-    return hqosd::Respond(model, request, length);
-  });
+  hqosd::Server server(endpoint.fd(), keeper);
   const bool ended = server.Run();
   hqosd::Log(ended ? "ended" : "the event loop failed");
   return ended ? 0 : 1;
+}
+
+// Opens the store; null with a log line when it cannot be.
+std::unique_ptr<hqosd::Store> Open(std::string file, bool readOnly) {
+  char path[4096];
+  if (file.empty() && HQOSD_GetStorePath(path, sizeof path) == 0) file = path;
+  std::string why = "there is no place for it";
+  auto store = file.empty() ? nullptr : hqosd::OpenStore(file, readOnly, why);
+  if (store == nullptr) hqosd::Log("cannot open the store %s: %s", file.c_str(), why.c_str());
+  return store;
 }
 
 // As many descriptors, and so clients, as the system allows.
@@ -84,13 +93,22 @@ void RaiseDescriptorLimit() {
 
 int main(int argc, char** argv) {
   CLI::App app(
-      "Stand-in for the hqos service: keeps objects and answers requests, in the foreground, "
-      "until SIGTERM or SIGINT.");
+      "Stand-in for the hqos service: keeps objects in a store and answers requests, in the "
+      "foreground, until SIGTERM or SIGINT.");
   app.set_version_flag("--version", "hqosd " HQOS_VERSION);
   app.footer(
       "Its endpoint stands in $HQOS_RUNTIME_DIR; without that in /run/hqos if it can, else in\n"
-      "$XDG_RUNTIME_DIR/hqos, else in .hqos in the home directory.");
-  std::string counters;
+      "$XDG_RUNTIME_DIR/hqos, else in .hqos in the home directory.\n"
+      "Its store is hqosd.db in $HQOS_STATE_DIR; without that in /var/lib/hqos for root, for "
+      "others\n"
+      "in $XDG_STATE_HOME/hqos or .local/state/hqos in the home directory.");
+  std::string counters, file;
+  bool ephemeral = false, check = false;
+  auto* const storeOption =
+      app.add_option("--store", file, "the store; without it, the default")->type_name("FILE");
+  app.add_flag("--ephemeral", ephemeral, "keep nothing: objects go when the service ends")
+      ->excludes(storeOption);
+  app.add_flag("--check", check, "only read the store, say what is in it and what is wrong");
   app.add_option("--counters", counters,
                  "a JSON file with the counters of children, docs/service.md has its form; without "
                  "it all are zero")
@@ -102,7 +120,16 @@ int main(int argc, char** argv) {
   }
   signal(SIGPIPE, SIG_IGN);  // the reader of the log may go
   RaiseDescriptorLimit();
+  if (check) {
+    const auto store = Open(file, true);
+    return store != nullptr && hqosd::CheckStore(*store) ? 0 : 1;
+  }
   hqosd::Model model;
   if (!counters.empty()) model.counters = hqosd::FileCounters(counters);
-  return Serve(std::move(model));
+  hqosd::Keeper keeper(std::move(model));
+  if (!ephemeral) {
+    auto store = Open(file, false);
+    if (store == nullptr || !keeper.KeepIn(std::move(store))) return 1;
+  }
+  return Serve(keeper);
 }

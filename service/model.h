@@ -31,6 +31,10 @@ class ObjectTable {
     const auto found = idByName_.find(name);
     return found == idByName_.end() ? nullptr : Find(found->second);
   }
+  const Object* Find(const std::string& name) const {
+    const auto found = idByName_.find(name);
+    return found == idByName_.end() ? nullptr : &byId_.at(found->second);
+  }
 
   Object* Find(uint16_t id) {
     const auto found = byId_.find(id);
@@ -57,6 +61,7 @@ class ObjectTable {
     byId_.emplace(id, Object{name, id, {}});
     idByName_.emplace(name, id);
     while (freeId_ != HQOS_ID_NONE && byId_.contains(freeId_)) ++freeId_;
+    Touch(name);
   }
 
   void Remove(const std::string& name) {
@@ -64,12 +69,18 @@ class ObjectTable {
     freeId_ = std::min(freeId_, found->second);
     byId_.erase(found->second);
     idByName_.erase(found);
+    Touch(name);
   }
+
+  // Notes that the object has changed, and what has been noted.
+  void Touch(const std::string& name) { touched_.insert(name); }
+  std::set<std::string>& Touched() { return touched_; }
 
  private:
   std::map<uint16_t, Object> byId_;
   std::unordered_map<std::string, uint16_t> idByName_;
   uint16_t freeId_ = 0;
+  std::set<std::string> touched_;
 };
 
 // A child in its parent, by the child's identifier, which FGs and FCs have from one range.
@@ -88,9 +99,11 @@ struct Parents {
 struct SP {
   uint32_t unit = HQOS_SPUNIT_BYTE_COUNT;
   Children children;
+  uint32_t sons = 0;  // children at every depth, each as often as there are ways to it
 };
 struct FG {
   Children children;
+  uint32_t sons = 0;  // as an SP's
   Parents parents;
 };
 struct FC {  // exists while it is nested
@@ -122,6 +135,9 @@ struct Application {
   uint32_t ifIndex;  // that the interface had when the SP was applied
 };
 
+// A nesting by names: the parent's kind and name, the child's kind and name.
+using NestingKey = std::tuple<std::string, std::string, std::string, std::string>;
+
 struct Model {
   ObjectTable<SP> sps;
   ObjectTable<FG> fgs;
@@ -129,6 +145,12 @@ struct Model {
   ObjectTable<FP> fps;
   ObjectTable<DP> dps;
   std::map<ApplyKey, Application> applications;
+  // What has changed beside the objects since it was stored: nestings, applications, and with its
+  // index each interface whose run-time state is another.
+  std::set<NestingKey> touchedNestings;
+  std::set<ApplyKey> touchedApplications;
+  std::set<std::pair<ApplyKey, uint32_t>> touchedRuns;
+
   uint32_t debug = 0;                    // bits of HQOSD_Debug
   uint16_t fcIdHint = HQOS_ID_NONE - 1;  // above it no identifier is free for an FC
 

@@ -20,6 +20,11 @@ std::string Place(const char* kind, const std::string& child, const Parent& pare
   return Title(kind, child) + " below " + Title(parent.kind, parent.name);
 }
 
+Answer TooMany(const char* kind, const std::string& child, const Parent& parent) {
+  return Refuse(HQOSD_TOO_MANY, Place(kind, child, parent) + " would make more than " +
+                                    std::to_string(kMostSons) + " children at all depths");
+}
+
 // Brings a rule into its shortest form: ascending ranges that neither overlap nor touch. Refused
 // when it has no values, or others than its type has.
 Answer Normalise(HQOS_MatchRule& rule) {
@@ -96,6 +101,7 @@ Answer NestFG(Model& model, Table& parents, const char* kind, const Payload& pay
     return Refuse(HQOSD_TOO_DEEP, Place("FG", child->name, parent) +
                                       " would make a cycle or more than five levels");
   }
+  if (!HasRoomFor(model, parent, child->id)) return TooMany("FG", child->name, parent);
   Nest(model, parent, child->id, {request.rule, request.extraName});
   return {};
 }
@@ -203,6 +209,7 @@ Answer AddFGNestFC(Model& model, const Payload& payload) {
   if (!FitsBelow(model, parent.id, id)) {
     return Refuse(HQOSD_TOO_DEEP, Place("FC", name, parent) + " would make more than five levels");
   }
+  if (!HasRoomFor(model, parent, id)) return TooMany("FC", name, parent);
   if (existing == nullptr) model.fcs.Add(name, id);
   Nest(model, parent, id, {EmptyRule(HQOS_MATCH_NONE), request.extraName});
   return {};

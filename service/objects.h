@@ -29,6 +29,13 @@ Record NamedRecord(const Object& object) {
   return record;
 }
 
+inline HQOS_DPInfo DPRecord(const ObjectTable<DP>::Object& dp) {
+  auto info = NamedRecord<HQOS_DPInfo>(dp);
+  info.weight = dp.value.weight;
+  std::copy(std::begin(dp.value.thresholds), std::end(dp.value.thresholds), info.thresholds);
+  return info;
+}
+
 inline bool IsUsableName(const std::string& name) {
   return !name.empty() && std::none_of(name.begin(), name.end(), IsControl);
 }

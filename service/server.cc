@@ -22,8 +22,8 @@ constexpr int kAcceptsAtOnce = 64;        // so that new clients do not starve t
 
 }  // namespace
 
-Server::Server(int listener, Responder respond)
-    : base_(event_base_new()), listener_(listener), respond_(std::move(respond)) {
+Server::Server(int listener, Responder& responder)
+    : base_(event_base_new()), listener_(listener), responder_(responder) {
   if (base_ == nullptr) return;
   evutil_make_socket_nonblocking(listener_);
   const auto accept = [](evutil_socket_t, short, void* self) {
@@ -33,7 +33,7 @@ Server::Server(int listener, Responder respond)
     event_add(static_cast<Server*>(self)->accept_.get(), nullptr);
   };
   const auto stop = [](evutil_socket_t, short, void* self) {
-    event_base_loopbreak(static_cast<Server*>(self)->base_.get());
+    static_cast<Server*>(self)->stop_ = true;
   };
   accept_ = NewEvent(listener_, EV_READ | EV_PERSIST, accept, this);
   acceptAgain_ = NewEvent(-1, 0, listenAgain, this);
@@ -53,7 +53,27 @@ bool Server::Run() {
   for (const EventPtr* e : {&accept_, &terminate_, &interrupt_}) {
     if (*e == nullptr || event_add(e->get(), nullptr) != 0) return false;
   }
-  return event_base_dispatch(base_.get()) == 0;
+  while (!stop_) {
+    if (event_base_loop(base_.get(), EVLOOP_ONCE) != 0) return false;
+    Finish();
+  }
+  return true;
+}
+
+// Commits what came together in one turn of the loop, then replies.
+void Server::Finish() {
+  if (exchanges_.empty()) return;
+  responder_.Commit(exchanges_);
+  for (size_t i = 0; i < exchanges_.size(); ++i) {
+    const auto client = clients_.find(waiting_[i].first);
+    if (client == clients_.end() || client->second.order != waiting_[i].second) continue;
+    const Bytes& reply = exchanges_[i].reply;
+    if (send(client->second.fd, reply.data(), reply.size(), MSG_DONTWAIT | MSG_NOSIGNAL) < 0) {
+      Drop(client->second);
+    }
+  }
+  waiting_.clear();
+  exchanges_.clear();
 }
 
 void Server::Accept() {
@@ -99,10 +119,10 @@ void Server::Serve(Client& client, short what) {
   // Whoever closes, lets its time run out, or sends a second request has been served.
   if (!again && (length <= 0 || client.answered)) return Drop(client);
   if (!again) {
-    const Bytes reply = respond_(request, static_cast<size_t>(length));
-    if (send(client.fd, reply.data(), reply.size(), MSG_DONTWAIT | MSG_NOSIGNAL) < 0) {
-      return Drop(client);
-    }
+    Bytes bytes(request, request + length);
+    Bytes reply = responder_.Respond(bytes);
+    exchanges_.push_back({std::move(bytes), std::move(reply)});
+    waiting_.emplace_back(client.fd, client.order);
     client.answered = true;
   }
   // The closing is left to the client: closing right behind the reply, the service could have the

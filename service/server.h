@@ -3,7 +3,6 @@
 
 #include <event2/event.h>
 
-#include <functional>
 #include <memory>
 #include <unordered_map>
 
@@ -17,13 +16,25 @@ struct FreeEvent {
 };
 using EventPtr = std::unique_ptr<event, FreeEvent>;
 
+struct Exchange {
+  Bytes request, reply;
+};
+
+// What makes the replies.
+class Responder {
+ public:
+  virtual ~Responder() = default;
+  virtual Bytes Respond(const Bytes& request) = 0;
+  // Called with the requests that came together, before their replies, which it may change, are
+  // sent.
+  virtual void Commit(std::vector<Exchange>& exchanges) = 0;
+};
+
 class Server {
  public:
-  // Answers one request; the result is sent as it is.
-  using Responder = std::function<Bytes(const uint8_t* request, size_t length)>;
-
-  // Serves the clients of the listening socket, which is made non-blocking; it stays the caller's.
-  Server(int listener, Responder respond);
+  // Serves the clients of the listening socket, which is made non-blocking; it and the responder
+  // stay the caller's.
+  Server(int listener, Responder& responder);
   ~Server();
   Server(const Server&) = delete;
   Server& operator=(const Server&) = delete;
@@ -35,22 +46,26 @@ class Server {
   struct Client {
     Server* server;
     int fd;
-    uint64_t order;  // of its coming
-    bool answered = false;
+    uint64_t order;         // of its coming
+    bool answered = false;  // or about to be
     EventPtr event;
   };
 
   void Accept();
   void Serve(Client& client, short what);
   void Drop(Client& client);
+  void Finish();
   void MakeRoom(int reason);
   EventPtr NewEvent(int fd, short what, event_callback_fn callback, void* argument);
 
   std::unique_ptr<event_base, FreeEvent> base_;
   int listener_;
-  Responder respond_;
+  Responder& responder_;
   EventPtr accept_, acceptAgain_, terminate_, interrupt_;
   std::unordered_map<int, Client> clients_;
+  std::vector<std::pair<int, uint64_t>> waiting_;  // descriptor and order of those to be answered
+  std::vector<Exchange> exchanges_;                // and what is to be answered
+  bool stop_ = false;
   uint64_t nextOrder_ = 0;
   bool saidShort_ = false;  // a shortage of descriptors is logged once
 };

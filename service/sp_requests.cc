@@ -1,4 +1,5 @@
 // SPs: their unit, and the queries that read them.
+#include "service/hierarchy.h"
 #include "service/objects.h"
 #include "service/sp_record.h"
 
@@ -7,6 +8,12 @@ namespace hqosd {
 namespace {
 
 using SPObject = ObjectTable<SP>::Object;
+
+void SetUnit(Model& model, SPObject& sp, uint32_t unit) {
+  sp.value.unit = unit;
+  model.sps.Touch(sp.name);
+  TouchRuns(model, {"SP", sp.name, sp.id, &sp.value.children});
+}
 
 // The data TLV of an SP.
 Answer Describe(const SPObject& sp, uint16_t type) {
@@ -29,7 +36,7 @@ Answer SetSPUnit(Model& model, const Payload& payload) {
     return Refuse(HQOSD_BAD_VALUE, Title("SP", request.name) + ": there is no unit " +
                                        std::to_string(request.value));
   }
-  sp->value.unit = request.value;
+  SetUnit(model, *sp, request.value);
   return {};
 }
 
@@ -37,7 +44,7 @@ Answer ResetSPUnit(Model& model, const Payload& payload) {
   Answer refusal;
   auto* const sp = FindObject(model.sps, "SP", payload, refusal);
   if (sp == nullptr) return refusal;
-  sp->value.unit = SP{}.unit;
+  SetUnit(model, *sp, SP{}.unit);
   return {};
 }
 

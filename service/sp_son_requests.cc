@@ -33,7 +33,7 @@ Bytes Describe(const HQOS_SPSonPath& path, const std::vector<Step>& way) {
 
 // What a listing asks for.
 struct SonRequest {
-  bool hasPath = false, hasObj = false;
+  bool hasPath = false, hasObj = false, isWhole = true;
   HQOS_AppObj obj{};
   HQOS_SPSonPath start{};
   uint32_t count = 0;
@@ -43,8 +43,9 @@ SonRequest ReadRequest(const Payload& payload) {
   SonRequest request;
   hqos::TlvWalk walk(payload.value, payload.length);
   for (hqos::Tlv tlv; walk.Next(tlv);) {
+    request.isWhole &= tlv.type != HQOS_TLV_APPOBJ || tlv.length >= hqos::kAppObj.size;
     request.hasPath |= tlv.type == HQOS_TLV_SONPATH && tlv.length >= hqos::kSonPath.size;
-    request.hasObj |= tlv.type == HQOS_TLV_APPOBJ && tlv.length >= hqos::kAppObj.size;
+    request.hasObj |= tlv.type == HQOS_TLV_APPOBJ;
   }
   HQOS_msg_DecapBulkReq(payload.value, payload.length, &request.obj, &request.start,
                         &request.count);
@@ -80,7 +81,7 @@ Answer ListSons(const Model& model, const ObjectTable<SP>::Object& sp, const Son
 template <class List>
 Answer Listing(const Model& model, const Payload& payload, const List& list) {
   const SonRequest request = ReadRequest(payload);
-  if (!request.hasPath) return TooShort();
+  if (!request.hasPath || !request.isWhole) return TooShort();
   const uint16_t id = request.start.field[0];
   const auto* const sp = FindSP(model, id);
   if (sp != nullptr) return list(request, *sp);

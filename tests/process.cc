@@ -70,6 +70,9 @@ Outcome Run(const std::vector<std::string>& arguments) {
 
 Service::Service(std::vector<std::string> arguments)
     : dir_(MakeDir()), arguments_(std::move(arguments)) {
+  if (arguments_.empty() || arguments_[0] != "--store") {
+    arguments_.insert(arguments_.begin(), "--ephemeral");
+  }
   arguments_.insert(arguments_.begin(), HQOSD);
   for (std::string& argument : arguments_) {
     const size_t at = argument.find('@');

@@ -19,7 +19,8 @@ Outcome Run(const std::vector<std::string>& arguments);
 // hqosd, in a runtime directory of its own, which HQOS_RUNTIME_DIR names while it lives.
 class Service {
  public:
-  // `arguments` are hqosd's; an @ in them stands for its runtime directory.
+  // `arguments` are hqosd's, which is ephemeral unless they begin with --store; an @ in them stands
+  // for its runtime directory.
   explicit Service(std::vector<std::string> arguments = {});
   ~Service();
   Service(const Service&) = delete;

@@ -1,0 +1,110 @@
+#include "service/keeper.h"
+
+#include <cstdio>
+
+#include "platform/hqosd.h"
+#include "service/dispatch.h"
+#include "service/load.h"
+#include "service/log.h"
+#include "service/rows.h"
+
+namespace hqosd {
+
+namespace {
+
+// A key in one line.
+std::string Printable(std::string key) {
+  for (char& c : key) {
+    if (static_cast<unsigned char>(c) < 0x20) c = '/';
+  }
+  return key;
+}
+
+bool IsCommand(const Bytes& request) { return request.size() > 3 && request[3] == HQOS_OP_CONFIG; }
+
+}  // namespace
+
+bool Keeper::KeepIn(std::unique_ptr<Store> store) {
+  store_ = std::move(store);
+  const std::string why = Reload();
+  if (!why.empty()) Log("cannot use the store: %s", why.c_str());
+  return why.empty();
+}
+
+// Replaces the model by what the store holds, and mends the store.
+std::string Keeper::Reload() {
+  astray_ = true;
+  std::vector<StoredRecord> records;
+  std::string why = store_->Read(records);
+  if (!why.empty()) return why;
+  Model fresh;
+  fresh.interfaces = model_.interfaces;
+  fresh.debug = model_.debug;
+  const Loaded loaded = Load(records, fresh);
+  if (!loaded.refusal.empty()) return loaded.refusal;
+  for (const Change& change : loaded.mending) {
+    if (!change.aside.empty()) {
+      Log("set aside %s: %s", Printable(change.key).c_str(), change.aside.c_str());
+    }
+  }
+  if (!loaded.mending.empty()) {
+    why = store_->Write(loaded.mending);
+    if (!why.empty()) Log("the store is not mended: %s", why.c_str());
+  }
+  fresh.counters = std::move(model_.counters);
+  model_ = std::move(fresh);
+  astray_ = false;
+  return "";
+}
+
+Bytes Keeper::Respond(const Bytes& request) {
+  if (astray_) {
+    const std::string why = Reload();
+    if (!why.empty()) return RefuseRequest(request, HQOSD_NOT_STORED, "the store fails: " + why);
+  }
+  return hqosd::Respond(model_, request.data(), request.size());
+}
+
+void Keeper::Commit(std::vector<Exchange>& exchanges) {
+  const std::vector<Change> changes = TakeChanges(model_);
+  if (changes.empty() || store_ == nullptr) return;
+  const std::string why = store_->Write(changes);
+  if (why.empty()) return;
+  // Nothing of what was done since the last commit has been: neither the commands, nor what the
+  // queries among them saw.
+  Log("cannot write to the store: %s", why.c_str());
+  const std::string unread = Reload();
+  if (!unread.empty()) Log("cannot read the store: %s", unread.c_str());
+  for (Exchange& exchange : exchanges) {
+    exchange.reply = IsCommand(exchange.request)
+                         ? RefuseRequest(exchange.request, HQOSD_NOT_STORED,
+                                         "nothing is changed, the store fails: " + why)
+                         : Respond(exchange.request);
+  }
+}
+
+bool CheckStore(Store& store) {
+  std::vector<StoredRecord> records;
+  std::string why = store.Read(records);
+  Model model;
+  Loaded loaded;
+  if (why.empty()) {
+    loaded = Load(records, model);
+    why = loaded.refusal;
+  }
+  if (!why.empty()) {
+    std::printf("the store cannot be used: %s\n", why.c_str());
+    return false;
+  }
+  std::printf("%zu records: %zu SPs, %zu FGs, %zu FCs, %zu FPs, %zu DPs, %zu applications\n",
+              records.size(), model.sps.All().size(), model.fgs.All().size(),
+              model.fcs.All().size(), model.fps.All().size(), model.dps.All().size(),
+              model.applications.size());
+  for (const Change& change : loaded.mending) {
+    const char* const what = change.aside.empty() ? "not up to date" : change.aside.c_str();
+    std::printf("%s: %s\n", Printable(change.key).c_str(), what);
+  }
+  return loaded.mending.empty();
+}
+
+}  // namespace hqosd

@@ -1,0 +1,247 @@
+#include "service/load.h"
+
+#include "lib/nest_payload.h"
+#include "platform/hqosd_store.h"
+#include "service/applications.h"
+#include "service/objects.h"
+#include "service/rows.h"
+#include "service/tlvs.h"
+
+namespace hqosd {
+
+namespace {
+
+// Runs a request of the service on a payload of its own; "" or why it was refused.
+template <class Layout, class Record>
+std::string Run(Answer (*handle)(Model&, const Payload&), Model& model, const Layout& layout,
+                const Record& record) {
+  const Bytes payload = Encoded(layout, record);
+  const Answer answer = handle(model, {payload.data(), static_cast<uint16_t>(payload.size())});
+  return answer.text;
+}
+
+constexpr char kDoesNotDecode[] = "the record does not decode";
+constexpr char kOtherName[] = "the record has another name than its key";
+
+class Loader {
+ public:
+  Loader(const std::vector<StoredRecord>& records, Model& model, Loaded& loaded)
+      : records_(records), model_(model), loaded_(loaded) {}
+
+  void LoadAll() {
+    ForEach(HQOSD_KEY_SP, [&](auto& r, auto& name) { return LoadSP(r, name); });
+    ForEach(HQOSD_KEY_DP, [&](auto& r, auto& name) { return LoadDP(r, name); });
+    ForEach(HQOSD_KEY_FP, [&](auto& r, auto& name) { return LoadFP(r, name); });
+    ForEach(HQOSD_KEY_FG, [&](auto& r, auto& name) {
+      return LoadNamed<HQOS_FGInfo>(r, name, HQOSD_ReadFG,
+                                    [](Model& m, const Payload& p) { return hqosd::AddFG(m, p); });
+    });
+    ForEach(HQOSD_KEY_FC, [&](auto& r, auto& name) {
+      return LoadNamed<HQOS_FCInfo>(r, name, HQOSD_ReadFC, [](Model& m, const Payload& p) {
+        return AddObject(m.fcs, "FC", p, [&](uint16_t id) {
+          const auto* const fg = m.fgs.Find(id);
+          return fg == nullptr ? std::string() : "FG " + fg->name;
+        });
+      });
+    });
+    ForEach(HQOSD_KEY_FG_NEST, [&](auto& r, auto&) { return LoadNesting(r, 2); });
+    ForEach(HQOSD_KEY_SP_NEST, [&](auto& r, auto&) { return LoadNesting(r, 1); });
+    ForEach(HQOSD_KEY_FC, [&](auto&, auto& name) { return CheckFC(name); });
+    ForEach(HQOSD_KEY_IF_CFG, [&](auto& r, auto&) { return LoadApplication(r); });
+    ForEach(HQOSD_KEY_APPLY, [&](auto& r, auto&) { return LoadApplication(r); });
+    TakeChanges(model_);  // what has been loaded is stored already
+    ForEach(HQOSD_KEY_FP_RUN, [&](auto& r, auto& name) { return CheckFPRun(r, name); });
+    BringRunsUpToDate();
+    SetUnknownAside();
+  }
+
+ private:
+  using FCAdder = Answer (*)(Model&, const Payload&);
+
+  // Takes the records whose key begins so; `load` gets each with what stands behind the prefix,
+  // and returns why it cannot be taken.
+  template <class LoadOne>
+  void ForEach(const std::string& prefix, const LoadOne& load) {
+    for (const StoredRecord& record : records_) {
+      if (!record.key.starts_with(prefix) || bad_.contains(record.key)) continue;
+      known_.insert(record.key);
+      const std::string name = record.key.substr(prefix.size());
+      const std::string why = load(record, name);
+      if (!why.empty()) SetAside(record.key, why);
+    }
+  }
+
+  void SetAside(const std::string& key, const std::string& why) {
+    bad_.insert(key);
+    loaded_.mending.push_back({key, {}, why});
+  }
+
+  template <class Info>
+  std::string LoadNamed(const StoredRecord& record, const std::string& name,
+                        int (*read)(const uint8_t*, size_t, Info*), FCAdder add) {
+    Info info;
+    if (read(record.value.data(), record.value.size(), &info) == 0) return kDoesNotDecode;
+    if (info.name != name) return kOtherName;
+    if (info.id == HQOS_ID_NONE) return "the identifier is out of its range";
+    return Run(add, model_, hqos::kObjPayload, NamedPayload(name, info.id));
+  }
+
+  static HQOS_ObjPayload NamedPayload(const std::string& name, uint16_t id) {
+    HQOS_ObjPayload payload{{}, id};
+    CopyName(name, payload.name);
+    return payload;
+  }
+
+  std::string LoadSP(const StoredRecord& record, const std::string& name) {
+    std::string why = LoadNamed<HQOS_SPInfo>(record, name, HQOSD_ReadSP, AddSP);
+    if (!why.empty()) return why;
+    HQOS_SPInfo info{};
+    HQOSD_ReadSP(record.value.data(), record.value.size(), &info);
+    HQOS_ObjValuePayload unit{{}, info.value1};
+    CopyName(name, unit.name);
+    why = Run(SetSPUnit, model_, hqos::kObjValuePayload, unit);
+    if (!why.empty()) model_.sps.Remove(name);
+    return why;
+  }
+
+  std::string LoadDP(const StoredRecord& record, const std::string& name) {
+    std::string why = LoadNamed<HQOS_DPInfo>(record, name, HQOSD_ReadDP, AddDP);
+    if (!why.empty()) return why;
+    HQOS_DPInfo info{};
+    HQOSD_ReadDP(record.value.data(), record.value.size(), &info);
+    DP& dp = model_.dps.Find(name)->value;
+    dp.weight = info.weight;
+    std::copy(std::begin(info.thresholds), std::end(info.thresholds), dp.thresholds);
+    return "";
+  }
+
+  std::string LoadFP(const StoredRecord& record, const std::string& name) {
+    HQOS_FPCfg cfg;
+    if (HQOSD_ReadFPCfg(record.value.data(), record.value.size(), &cfg) == 0) {
+      return kDoesNotDecode;
+    }
+    auto* const dp = model_.dps.Find(std::string(cfg.dpName));
+    const bool refers = (cfg.flags & HQOS_FPI_DPREF) != 0;
+    if (refers && dp == nullptr) return "DP " + std::string(cfg.dpName) + " does not exist";
+    std::string why = LoadNamed<HQOS_FPCfg>(record, name, HQOSD_ReadFPCfg, AddFP);
+    if (!why.empty()) return why;
+    HQOS_FPInfo& settings = model_.fps.Find(name)->value.settings;
+    settings.flags = cfg.flags;
+    settings.bandwidth = cfg.bandwidth;
+    std::copy(std::begin(cfg.gts), std::end(cfg.gts), settings.gts);
+    std::copy(std::begin(cfg.queue), std::end(cfg.queue), settings.queue);
+    if (refers) ++dp->value.uses;
+    if (refers) settings.dpId = dp->id;
+    return "";
+  }
+
+  // `kind` is that of the library's key function: 1 for an SP, 2 for an FG.
+  std::string LoadNesting(const StoredRecord& record, uint32_t kind) {
+    HQOS_NestPayload nest{};
+    HQOS_SonCfg son{};
+    if (HQOS_dbmtype_DecapNestKey(kind, record.key.c_str(), nest.parentName) != 1 ||
+        HQOS_dbmtype_DecapSonCfg(record.value.data(), static_cast<uint16_t>(record.value.size()),
+                                 &son) != 0) {
+      return kDoesNotDecode;
+    }
+    const bool isFC = son.value2 == 2;
+    const std::string line = std::string("\n") + (isFC ? "FC " : "FG ") + son.name1;
+    if (!record.key.ends_with(line)) return kOtherName;
+    const std::string child = son.name1;
+    const auto* const fc = isFC ? model_.fcs.Find(child) : nullptr;
+    const auto* const fg = isFC ? nullptr : model_.fgs.Find(child);
+    if (fc == nullptr && fg == nullptr) return "the child does not exist";
+    if ((fc != nullptr ? fc->id : fg->id) != son.value1) return "the child has another identifier";
+    std::copy(std::begin(son.name1), std::end(son.name1), nest.childName);
+    std::copy(std::begin(son.name2), std::end(son.name2), nest.extraName);
+    nest.rule = son.rule;
+    const auto handle = isFC ? AddFGNestFC : kind == 1 ? AddSPNestFG : AddFGNestFG;
+    return Run(handle, model_, hqos::kNestPayload, nest);
+  }
+
+  std::string CheckFC(const std::string& name) {
+    const auto* const fc = model_.fcs.Find(name);
+    if (fc == nullptr || !fc->value.parents.empty()) return "";
+    model_.fcs.Remove(name);
+    return "the FC is nested nowhere";
+  }
+
+  std::string LoadApplication(const StoredRecord& record) {
+    HQOS_ApplyInfo info;
+    if (HQOSD_ReadApply(record.value.data(), record.value.size(), &info) == 0) {
+      return kDoesNotDecode;
+    }
+    const bool isInterface = info.obj.type == HQOS_APPOBJ_IFINDEX;
+    const ApplyKey key{info.obj.type, info.obj.name, isInterface ? 0 : info.obj.value,
+                       info.obj.param};
+    if (ApplicationKey(key) != record.key) return kOtherName;
+    const auto* const sp = model_.sps.Find(std::string(info.sp.name));
+    if (sp == nullptr) return "SP " + std::string(info.sp.name) + " does not exist";
+    const std::string why = WhyNotApplicable(model_, key);
+    if (why.empty()) model_.applications[key] = {sp->id, isInterface ? info.obj.value : 0};
+    return why;
+  }
+
+  // The rest of the run-time state follows from the configuration.
+  std::string CheckFPRun(const StoredRecord& record, const std::string& name) {
+    HQOS_FPRun run;
+    const bool decodes =
+        HQOS_dbmtype_DecapFPRun(record.value.data(), static_cast<uint16_t>(record.value.size()),
+                                &run) == 0;
+    const auto* const fp = model_.fps.Find(name);
+    if (fp != nullptr && (!decodes || run.id != fp->id)) model_.fps.Touch(name);
+    if (!decodes) return kDoesNotDecode;
+    return fp == nullptr ? "FP " + name + " does not exist" : "";
+  }
+
+  void BringRunsUpToDate() {
+    std::map<std::string, Bytes> stored;
+    for (const StoredRecord& record : records_) {
+      if (record.key.starts_with(HQOSD_KEY_IF_RUN)) stored[record.key] = record.value;
+    }
+    for (const auto& [key, application] : model_.applications) {
+      if (key.type != HQOS_APPOBJ_IFINDEX) continue;
+      for (Change& row : RunRows(model_, key, application.ifIndex)) {
+        const auto found = stored.find(row.key);
+        known_.insert(row.key);
+        if (found != stored.end() && found->second == *row.value) continue;
+        if (found != stored.end())
+          row.aside = "the run-time state is not that of the configuration";
+        loaded_.mending.push_back(std::move(row));
+      }
+    }
+    for (Change& change : TakeChanges(model_)) loaded_.mending.push_back(std::move(change));
+  }
+
+  void SetUnknownAside() {
+    known_.insert(HQOSD_KEY_VERSION);
+    for (const StoredRecord& record : records_) {
+      if (!known_.contains(record.key)) SetAside(record.key, "nothing is known of this key");
+    }
+  }
+
+  const std::vector<StoredRecord>& records_;
+  Model& model_;
+  Loaded& loaded_;
+  std::set<std::string> known_, bad_;
+};
+
+}  // namespace
+
+Loaded Load(const std::vector<StoredRecord>& records, Model& model) {
+  Loaded loaded;
+  const auto version = std::find_if(records.begin(), records.end(), [](const StoredRecord& r) {
+    return r.key == HQOSD_KEY_VERSION;
+  });
+  if (version == records.end()) {
+    loaded.mending.push_back({HQOSD_KEY_VERSION, VersionValue(), {}});
+  } else if (version->value != VersionValue()) {
+    loaded.refusal = "its version is " + std::string(version->value.begin(), version->value.end()) +
+                     ", not " + std::to_string(HQOSD_STORE_VERSION);
+    return loaded;
+  }
+  Loader(records, model, loaded).LoadAll();
+  return loaded;
+}
+
+}  // namespace hqosd

@@ -1,0 +1,19 @@
+// From the records of the store to the model.
+#pragma once
+
+#include "service/model.h"
+#include "service/store.h"
+
+namespace hqosd {
+
+struct Loaded {
+  std::string refusal;          // why nothing could be loaded: a store of a newer version
+  std::vector<Change> mending;  // what the store lacks or has too much: records set aside (with
+                                // the reason), run-time state that was not up to date
+};
+
+// Fills the empty model from the records. A record that does not decode, or does not fit the others
+// (references, cycles, ranges), is left out and in the mending; the rest is taken.
+Loaded Load(const std::vector<StoredRecord>& records, Model& model);
+
+}  // namespace hqosd

@@ -1,0 +1,237 @@
+#include "service/rows.h"
+
+#include "lib/apply.h"
+#include "lib/dp_info.h"
+#include "lib/named_info.h"
+#include "platform/hqosd_store.h"
+#include "service/hierarchy.h"
+#include "service/objects.h"
+#include "service/sp_record.h"
+
+namespace hqosd {
+
+namespace {
+
+// A record that a function of the library encodes.
+template <class Encap, class Record>
+Bytes Encapsulated(Encap encap, const Record& record) {
+  Bytes value(2048);
+  value.resize(encap(&record, static_cast<uint16_t>(value.size()), value.data()));
+  return value;
+}
+
+// The same where the function also tells the length of its headers.
+Bytes Encapsulated(const HQOS_SonCfg& son) {
+  uint32_t headers = 0;
+  return Encapsulated(
+      [&](const HQOS_SonCfg* record, uint16_t room, uint8_t* out) {
+        return HQOS_dbmtype_EncapSonCfg(record, room, &headers, out);
+      },
+      son);
+}
+
+HQOS_FPCfg ConfigurationOf(const Model& model, const ObjectTable<FP>::Object& fp) {
+  const HQOS_FPInfo& settings = fp.value.settings;
+  auto cfg = NamedRecord<HQOS_FPCfg>(fp);
+  cfg.flags = settings.flags;
+  std::copy(std::begin(settings.gts), std::end(settings.gts), cfg.gts);
+  std::copy(std::begin(settings.queue), std::end(settings.queue), cfg.queue);
+  cfg.bandwidth = settings.bandwidth;
+  if ((cfg.flags & HQOS_FPI_DPREF) != 0) {
+    CopyName(model.dps.All().at(settings.dpId).name, cfg.dpName);
+  }
+  return cfg;
+}
+
+// value16 stays 0: there is nothing more to keep of an FP.
+HQOS_FPRun RunOf(const ObjectTable<FP>::Object& fp) {
+  const HQOS_FPInfo& settings = fp.value.settings;
+  HQOS_FPRun run{fp.id, settings.flags, 0, settings.dpId, {}, {}, settings.bandwidth};
+  std::copy(std::begin(settings.gts), std::end(settings.gts), run.gts);
+  std::copy(std::begin(settings.queue), std::end(settings.queue), run.queue);
+  return run;
+}
+
+// The changes of one kind of object: `add` makes the records of one that exists, under its keys,
+// which are the `prefixes` with its name.
+template <class Value, class Make>
+void TakeObjects(ObjectTable<Value>& table, const std::vector<std::string>& prefixes,
+                 const Make& make, std::vector<Change>& changes) {
+  for (const std::string& name : table.Touched()) {
+    const auto* const object = table.Find(name);
+    for (size_t i = 0; i < prefixes.size(); ++i) {
+      Change change{prefixes[i] + name, {}, {}};
+      if (object != nullptr) change.value = make(*object, i);
+      changes.push_back(std::move(change));
+    }
+  }
+  table.Touched().clear();
+}
+
+template <class Table, class ChildTable>
+std::optional<Bytes> NestingValue(Table& parents, ChildTable& children, const NestingKey& key) {
+  const auto* const parent = parents.Find(std::get<1>(key));
+  const auto* const child = children.Find(std::get<3>(key));
+  if (parent == nullptr || child == nullptr) return std::nullopt;
+  const auto nesting = parent->value.children.find(child->id);
+  if (nesting == parent->value.children.end()) return std::nullopt;
+  HQOS_SonCfg son{};
+  son.value1 = child->id;
+  son.value2 = std::get<2>(key) == "FC" ? 2 : 1;
+  CopyName(child->name, son.name1);
+  CopyName(nesting->second.fp, son.name2);
+  son.rule = nesting->second.rule;
+  return Encapsulated(son);
+}
+
+// One record a child: the parent's key, and in a line of its own the child.
+Change NestingChange(Model& model, const NestingKey& key) {
+  const auto& [parentKind, parent, childKind, child] = key;
+  Change change{parentKind + "-nest-" + parent + "\n" + childKind + " " + child, {}, {}};
+  if (parentKind == "SP") {
+    change.value = NestingValue(model.sps, model.fgs, key);
+  } else if (childKind == "FG") {
+    change.value = NestingValue(model.fgs, model.fgs, key);
+  } else {
+    change.value = NestingValue(model.fgs, model.fcs, key);
+  }
+  return change;
+}
+
+Change ApplicationChange(const Model& model, const ApplyKey& key) {
+  Change change{ApplicationKey(key), {}, {}};
+  const auto application = model.applications.find(key);
+  if (application == model.applications.end()) return change;
+  HQOS_AppObj obj{key.type, key.value, key.param, {}};
+  if (key.type == HQOS_APPOBJ_IFINDEX) obj.value = application->second.ifIndex;
+  key.name.copy(obj.name, sizeof obj.name - 1);
+  HQOS_ObjPayload sp{{}, HQOS_ID_NONE};
+  CopyName(model.sps.All().at(application->second.sp).name, sp.name);
+  change.value.emplace();
+  AppendRecord(*change.value, HQOS_TLV_APPOBJ, hqos::kAppObj, obj);
+  AppendRecord(*change.value, HQOS_TLV_SPNAME, hqos::kObjPayload, sp);
+  return change;
+}
+
+// The run-time state of a node: its identifier, its kind, and the identifier of its FP.
+HQOS_LayerRun NodeOf(Model const& model, const HQOS_SPSonPath& path, const Step& step,
+                     uint16_t id) {
+  HQOS_LayerRun run{path, id, step.child.kindNumber(), {}, step.nesting->rule};
+  const auto* const fp = model.fps.Find(step.nesting->fp);
+  const uint16_t fpId = fp == nullptr ? uint16_t{HQOS_ID_NONE} : fp->id;
+  std::memcpy(run.hostData, &fpId, sizeof fpId);
+  return run;
+}
+
+// A layer-2 record holds that many entries.
+constexpr size_t kMostEntries = 47;
+
+void AppendLayer2(Bytes& to, const HQOS_LayerRun& parent,
+                  const std::vector<HQOS_LayerRun>& entries) {
+  for (size_t i = 0; i < entries.size(); i += kMostEntries) {
+    const size_t count = std::min(kMostEntries, entries.size() - i);
+    Bytes value(2048);
+    uint32_t headers = 0;
+    value.resize(HQOS_dbmtype_EncapLayer2Run(&parent, &entries[i], static_cast<uint32_t>(count),
+                                             2048, &headers, value.data()));
+    to.insert(to.end(), value.begin(), value.end());
+  }
+}
+
+// The nodes of levels 1 to 4, and those of level 4 that have children with these.
+void AppendLayers(const Model& model, const SP& sp, Bytes& layer1, Bytes& layer2) {
+  HQOS_SPSonPath path;
+  std::fill(std::begin(path.field), std::end(path.field), uint16_t{HQOS_PATH_UNSET});
+  HQOS_LayerRun parent{};
+  std::vector<HQOS_LayerRun> entries;
+  while (NextSon(model, sp, path) != nullptr) {
+    const std::vector<Step> way = WayTo(model, sp, path);
+    const HQOS_LayerRun node = NodeOf(model, path, way.back(), path.field[way.size()]);
+    if (way.size() == kLevels) {
+      entries.push_back(node);
+      continue;
+    }
+    AppendLayer2(layer2, parent, entries);
+    entries.clear();
+    parent = node;
+    uint32_t headers = 0;
+    Bytes value(512);
+    value.resize(HQOS_dbmtype_EncapLayer1Run(&node, 512, &headers, value.data()));
+    layer1.insert(layer1.end(), value.begin(), value.end());
+  }
+  AppendLayer2(layer2, parent, entries);
+}
+
+}  // namespace
+
+std::string ApplicationKey(const ApplyKey& key) {
+  if (key.type == HQOS_APPOBJ_IFINDEX) {
+    return HQOSD_KEY_IF_CFG + std::to_string(key.param) + "-" + key.name;
+  }
+  return HQOSD_KEY_APPLY + std::to_string(key.type) + "-" + std::to_string(key.value) + "-" +
+         std::to_string(key.param);
+}
+
+Bytes VersionValue() {
+  const std::string text = std::to_string(HQOSD_STORE_VERSION);
+  return {text.begin(), text.end()};
+}
+
+std::vector<Change> RunRows(const Model& model, const ApplyKey& key, uint32_t ifIndex) {
+  std::vector<Change> rows;
+  for (const uint32_t layer : {1u, 2u, 3u}) {
+    char text[HQOS_DBKEY_SIZE];
+    HQOS_dbmtype_EncapIfRunKey(layer, key.param, ifIndex, text);
+    rows.push_back({text, {}, {}});
+  }
+  const auto application = model.applications.find(key);
+  if (application == model.applications.end() || application->second.ifIndex != ifIndex) {
+    return rows;
+  }
+  const auto& sp = model.sps.All().at(application->second.sp);
+  for (Change& row : rows) row.value.emplace();
+  AppendSP(*rows[0].value, sp, 0, 0);
+  AppendLayers(model, sp.value, *rows[1].value, *rows[2].value);
+  return rows;
+}
+
+std::vector<Change> TakeChanges(Model& model) {
+  std::vector<Change> changes;
+  TakeObjects(
+      model.sps, {HQOSD_KEY_SP},
+      [](const auto& sp, size_t) {
+        auto info = NamedRecord<HQOS_SPInfo>(sp);
+        info.value1 = sp.value.unit;
+        return Encoded(hqos::kSPBase, info);
+      },
+      changes);
+  const auto named = [](const auto& object, size_t) {
+    return Encoded(hqos::kNamedInfo<HQOS_FGInfo>, NamedRecord<HQOS_FGInfo>(object));
+  };
+  TakeObjects(model.fgs, {HQOSD_KEY_FG}, named, changes);
+  TakeObjects(model.fcs, {HQOSD_KEY_FC}, named, changes);
+  TakeObjects(
+      model.dps, {HQOSD_KEY_DP},
+      [](const auto& dp, size_t) { return Encoded(hqos::kDPInfo, DPRecord(dp)); }, changes);
+  TakeObjects(
+      model.fps, {HQOSD_KEY_FP, HQOSD_KEY_FP_RUN},
+      [&](const auto& fp, size_t which) {
+        return which == 0 ? Encapsulated(HQOS_dbmtype_EncapFPCfg, ConfigurationOf(model, fp))
+                          : Encapsulated(HQOS_dbmtype_EncapFPRun, RunOf(fp));
+      },
+      changes);
+  for (const NestingKey& key : model.touchedNestings) changes.push_back(NestingChange(model, key));
+  for (const ApplyKey& key : model.touchedApplications) {
+    changes.push_back(ApplicationChange(model, key));
+  }
+  for (const auto& [key, ifIndex] : model.touchedRuns) {
+    if (key.type != HQOS_APPOBJ_IFINDEX) continue;
+    for (Change& row : RunRows(model, key, ifIndex)) changes.push_back(std::move(row));
+  }
+  model.touchedNestings.clear();
+  model.touchedApplications.clear();
+  model.touchedRuns.clear();
+  return changes;
+}
+
+}  // namespace hqosd
