@@ -1,6 +1,8 @@
 // Looking into the store of the stand-in service.
 #include <sqlite3.h>
 
+#include <algorithm>
+#include <cstring>
 #include <memory>
 
 #include "cli/apply_target.h"
@@ -9,6 +11,7 @@
 #include "cli/read.h"
 #include "cli/rule_text.h"
 #include "platform/hqosd_store.h"
+#include "platform/stlv.h"
 
 namespace hqosctl {
 
@@ -89,10 +92,50 @@ bool DecodeApply(const Bytes& value, Output::Record& record) {
   return true;
 }
 
-// Of the run-time state of an interface, how many bytes there are: the records follow from the
-// configuration.
-bool DecodeIfRun(const Bytes& value, Output::Record& record) {
-  record = {{"bytes", value.size()}};
+Output::Record LayerRecord(const HQOS_LayerRun& run) {
+  uint16_t fpId;  // as the service uses these bytes
+  memcpy(&fpId, run.hostData, sizeof fpId);
+  return {{"path", run.path.field},
+          {"value16", run.value16},
+          {"value32", run.value32},
+          {"fpId", fpId},
+          {"rule", RuleText(run.rule)}};
+}
+
+// One layer record of the run-time state: of layer 2 it has entries.
+bool DecodeLayer(uint16_t type, const uint8_t* record, uint16_t length, Output::Record& to) {
+  HQOS_LayerRun node;
+  if (type == HQOS_DBTLV_LAYER1RUN) {
+    if (HQOS_dbmtype_DecapLayer1Run(record, length, &node) != 0) return false;
+    to = LayerRecord(node);
+    return true;
+  }
+  std::vector<HQOS_LayerRun> entries(64);  // a record holds fewer
+  uint32_t count = 0;
+  if (HQOS_dbmtype_DecapLayer2Run(record, length, 64, &node, entries.data(), &count) != 0) {
+    return false;
+  }
+  to = LayerRecord(node);
+  to["entries"] = Output::Record::array();
+  for (uint32_t i = 0; i < count; ++i) to["entries"].push_back(LayerRecord(entries[i]));
+  return true;
+}
+
+// The run-time state of an interface's nodes, one record behind the other.
+bool DecodeLayers(const Bytes& value, Output::Record& record) {
+  record = Output::Record::array();
+  size_t at = 0;
+  while (at < value.size()) {
+    const auto room = static_cast<uint16_t>(std::min<size_t>(value.size() - at, UINT16_MAX));
+    uint16_t type, length;
+    const uint8_t* inner;
+    const uint32_t taken = STLV_Get(&value[at], room, &type, &length, &inner);
+    if (taken == 0) return false;
+    Output::Record one;
+    if (!DecodeLayer(type, &value[at], static_cast<uint16_t>(taken), one)) return false;
+    record.push_back(std::move(one));
+    at += taken;
+  }
   return true;
 }
 
@@ -103,19 +146,22 @@ bool DecodeVersion(const Bytes& value, Output::Record& record) {
 
 constexpr struct {
   const char* prefix;
+  const char* suffix;
   Decoder decode;
-} kDecoders[] = {{HQOSD_KEY_VERSION, DecodeVersion},
-                 {HQOSD_KEY_SP, DecodeSP},
-                 {HQOSD_KEY_FG, DecodeNamed<HQOS_FGInfo, HQOSD_ReadFG>},
-                 {HQOSD_KEY_FC, DecodeNamed<HQOS_FCInfo, HQOSD_ReadFC>},
-                 {HQOSD_KEY_DP, DecodeDP},
-                 {HQOSD_KEY_FP, DecodeFP},
-                 {HQOSD_KEY_FP_RUN, DecodeFPRun},
-                 {HQOSD_KEY_SP_NEST, DecodeSon},
-                 {HQOSD_KEY_FG_NEST, DecodeSon},
-                 {HQOSD_KEY_IF_CFG, DecodeApply},
-                 {HQOSD_KEY_APPLY, DecodeApply},
-                 {HQOSD_KEY_IF_RUN, DecodeIfRun}};
+} kDecoders[] = {{HQOSD_KEY_VERSION, "", DecodeVersion},
+                 {HQOSD_KEY_SP, "", DecodeSP},
+                 {HQOSD_KEY_FG, "", DecodeNamed<HQOS_FGInfo, HQOSD_ReadFG>},
+                 {HQOSD_KEY_FC, "", DecodeNamed<HQOS_FCInfo, HQOSD_ReadFC>},
+                 {HQOSD_KEY_DP, "", DecodeDP},
+                 {HQOSD_KEY_FP, "", DecodeFP},
+                 {HQOSD_KEY_FP_RUN, "", DecodeFPRun},
+                 {HQOSD_KEY_SP_NEST, "", DecodeSon},
+                 {HQOSD_KEY_FG_NEST, "", DecodeSon},
+                 {HQOSD_KEY_IF_CFG, "", DecodeApply},
+                 {HQOSD_KEY_APPLY, "", DecodeApply},
+                 {HQOSD_KEY_IF_RUN, "-SP", DecodeSP},
+                 {HQOSD_KEY_IF_RUN, "-L1", DecodeLayers},
+                 {HQOSD_KEY_IF_RUN, "-L2", DecodeLayers}};
 
 std::string Hex(const Bytes& value) {
   std::string text;
@@ -130,7 +176,10 @@ std::string Hex(const Bytes& value) {
 Output::Record Decoded(const std::string& key, const Bytes& value) {
   for (const auto& decoder : kDecoders) {
     Output::Record record;
-    if (key.starts_with(decoder.prefix) && decoder.decode(value, record)) return record;
+    if (key.starts_with(decoder.prefix) && key.ends_with(decoder.suffix) &&
+        decoder.decode(value, record)) {
+      return record;
+    }
   }
   return nullptr;
 }

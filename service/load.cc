@@ -49,7 +49,7 @@ class Loader {
     ForEach(HQOSD_KEY_FC, [&](auto&, auto& name) { return CheckFC(name); });
     ForEach(HQOSD_KEY_IF_CFG, [&](auto& r, auto&) { return LoadApplication(r); });
     ForEach(HQOSD_KEY_APPLY, [&](auto& r, auto&) { return LoadApplication(r); });
-    TakeChanges(model_);  // what has been loaded is stored already
+    model_.ForgetChanges();  // what has been loaded is stored already
     ForEach(HQOSD_KEY_FP_RUN, [&](auto& r, auto& name) { return CheckFPRun(r, name); });
     BringRunsUpToDate();
     SetUnknownAside();

@@ -151,6 +151,17 @@ struct Model {
   std::set<ApplyKey> touchedApplications;
   std::set<std::pair<ApplyKey, uint32_t>> touchedRuns;
 
+  void ForgetChanges() {
+    sps.Touched().clear();
+    fgs.Touched().clear();
+    fcs.Touched().clear();
+    fps.Touched().clear();
+    dps.Touched().clear();
+    touchedNestings.clear();
+    touchedApplications.clear();
+    touchedRuns.clear();
+  }
+
   uint32_t debug = 0;                    // bits of HQOSD_Debug
   uint16_t fcIdHint = HQOS_ID_NONE - 1;  // above it no identifier is free for an FC
 

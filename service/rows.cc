@@ -15,9 +15,9 @@ namespace {
 // A record that a function of the library encodes.
 template <class Encap, class Record>
 Bytes Encapsulated(Encap encap, const Record& record) {
-  Bytes value(2048);
-  value.resize(encap(&record, static_cast<uint16_t>(value.size()), value.data()));
-  return value;
+  uint8_t value[2048];
+  const uint32_t length = encap(&record, sizeof value, value);
+  return Bytes(value, value + length);
 }
 
 // The same where the function also tells the length of its headers.
@@ -65,7 +65,6 @@ void TakeObjects(ObjectTable<Value>& table, const std::vector<std::string>& pref
       changes.push_back(std::move(change));
     }
   }
-  table.Touched().clear();
 }
 
 template <class Table, class ChildTable>
@@ -190,7 +189,7 @@ std::vector<Change> RunRows(const Model& model, const ApplyKey& key, uint32_t if
   }
   const auto& sp = model.sps.All().at(application->second.sp);
   for (Change& row : rows) row.value.emplace();
-  AppendSP(*rows[0].value, sp, 0, 0);
+  rows[0].value = Encoded(hqos::kSPBase, SPBase(sp));
   AppendLayers(model, sp.value, *rows[1].value, *rows[2].value);
   return rows;
 }
@@ -200,8 +199,8 @@ std::vector<Change> TakeChanges(Model& model) {
   TakeObjects(
       model.sps, {HQOSD_KEY_SP},
       [](const auto& sp, size_t) {
-        auto info = NamedRecord<HQOS_SPInfo>(sp);
-        info.value1 = sp.value.unit;
+        HQOS_SPInfo info = SPBase(sp);
+        info.value2 = 0;  // follows from the nestings
         return Encoded(hqos::kSPBase, info);
       },
       changes);
@@ -228,9 +227,7 @@ std::vector<Change> TakeChanges(Model& model) {
     if (key.type != HQOS_APPOBJ_IFINDEX) continue;
     for (Change& row : RunRows(model, key, ifIndex)) changes.push_back(std::move(row));
   }
-  model.touchedNestings.clear();
-  model.touchedApplications.clear();
-  model.touchedRuns.clear();
+  model.ForgetChanges();
   return changes;
 }
 
