@@ -49,8 +49,9 @@ TEST(CtlApply, AppliesShowsAndTakesOff) {
                               "system inbound: nothing is applied there\n"
                               "there is no interface no-if, but "))
       << outcome.err;
-  for (const char* text : {"--direction is required\n", "--system] is required\n", "required and 2 were given\n",
-                           "\"65536\" is not a decimal number from 0 to 65535\n"}) {
+  for (const char* text :
+       {"--direction is required\n", "--system] is required\n", "required and 2 were given\n",
+        "\"65536\" is not a decimal number from 0 to 65535\n"}) {
     EXPECT_NE(outcome.err.find(text), std::string::npos) << text;
   }
   EXPECT_EQ(Batch(service, "applied --slot 0\n").out, "");

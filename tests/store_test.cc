@@ -77,11 +77,12 @@ class Kept : public testing::Test {
       add(sp);
       HQOS_SPSonPath start{{sp.id, 0xFFFF, 0xFFFF, 0xFFFF, 0xFFFF, 0xFFFF}};
       std::vector<HQOS_SPSon> sons(HQOS_BULK_SPSON_MAX);
-      for (uint32_t n = 1; n != 0;) {
+      uint32_t n = 0;
+      do {
         Run([&] { return HQOS_lib_GetBulkSPSon(&start, 0, &n, sons.data()); });
         for (uint32_t i = 0; i < n; ++i) add(sons[i]);
         if (n != 0) start = sons[n - 1].path;
-      }
+      } while (n != 0);
     }
     HQOS_ApplyInfo info{};
     const auto next = [&] {
@@ -161,11 +162,12 @@ class Kept : public testing::Test {
             const std::function<void(const Info&)>& add) {
     std::vector<Info> infos(HQOS_BULK_FP_MAX);
     uint16_t start = 0xFFFF;
-    for (uint32_t n = 1; n != 0;) {
+    uint32_t n = 0;
+    do {
       Run([&] { return query(start, 0, &n, infos.data()); });
       for (uint32_t i = 0; i < n; ++i) add(infos[i]);
       if (n != 0) start = infos[n - 1].id;
-    }
+    } while (n != 0);
   }
 
   std::string dir_;
