@@ -15,8 +15,6 @@
 #include "bench/service_tool.h"
 #include "service/store.h"
 
-extern char** environ;
-
 namespace {
 
 // Commands that changed a bandwidth, a second.
@@ -24,6 +22,7 @@ double Commands(int clients, double seconds) {
   std::atomic<bool> stop = false;
   std::atomic<uint64_t> done = 0;
   std::vector<std::thread> threads;
+  threads.reserve(static_cast<size_t>(clients));
   const auto begin = std::chrono::steady_clock::now();
   for (int i = 0; i < clients; ++i) {
     threads.emplace_back([&, i] {

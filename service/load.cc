@@ -177,7 +177,7 @@ class Loader {
     if (ApplicationKey(key) != record.key) return kOtherName;
     const auto* const sp = model_.sps.Find(std::string(info.sp.name));
     if (sp == nullptr) return "SP " + std::string(info.sp.name) + " does not exist";
-    const std::string why = WhyNotApplicable(model_, key);
+    std::string why = WhyNotApplicable(model_, key);
     if (why.empty()) model_.applications[key] = {sp->id, isInterface ? info.obj.value : 0};
     return why;
   }

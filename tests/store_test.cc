@@ -26,7 +26,7 @@ class Kept : public testing::Test {
     interfaces_.Add("eth1", 4);
     Open();
   }
-  ~Kept() override { std::filesystem::remove_all(dir_); }
+  void TearDown() override { std::filesystem::remove_all(dir_); }
 
   std::string file() const { return dir_ + "/hqosd.db"; }
 
