@@ -4,6 +4,7 @@
 //   durable_bench DIR HQOSD [SECONDS]
 #include <signal.h>
 #include <spawn.h>
+#include <sqlite3.h>
 #include <sys/wait.h>
 
 #include <atomic>
@@ -13,7 +14,6 @@
 #include <vector>
 
 #include "bench/service_tool.h"
-#include "service/store.h"
 
 namespace {
 
@@ -39,19 +39,39 @@ double Commands(int clients, double seconds) {
   return static_cast<double>(done) / Seconds(begin);
 }
 
+// Puts the two records of an FP in one transaction, with prepared statements and nothing else.
 double BareCommits(const std::string& file, double seconds) {
-  std::string why;
-  const auto store = hqosd::OpenStore(file, false, why);
-  if (store == nullptr) std::exit(1);
-  hqosd::Change configuration{"FP-cfg-fp0", hqosd::Bytes(56), ""},
-      run{"FP-run-fp0", hqosd::Bytes(20), ""};
+  sqlite3* db = nullptr;
+  sqlite3_open(file.c_str(), &db);
+  const auto execute = [db](const char* sql) {
+    if (sqlite3_exec(db, sql, nullptr, nullptr, nullptr) != SQLITE_OK) std::exit(1);
+  };
+  execute(
+      "PRAGMA journal_mode=WAL; PRAGMA synchronous=FULL; CREATE TABLE IF NOT EXISTS "
+      "record(key TEXT PRIMARY KEY, value BLOB NOT NULL) WITHOUT ROWID;");
+  sqlite3_stmt* put = nullptr;
+  sqlite3_prepare_v2(db, "INSERT OR REPLACE INTO record VALUES(?1, ?2)", -1, &put, nullptr);
+  const auto step = [put](const char* key, const uint8_t* value, uint32_t length) {
+    sqlite3_bind_text(put, 1, key, -1, SQLITE_STATIC);
+    sqlite3_bind_blob(put, 2, value, static_cast<int>(length), SQLITE_STATIC);
+    if (sqlite3_step(put) != SQLITE_DONE || sqlite3_reset(put) != SQLITE_OK) std::exit(1);
+  };
+  HQOS_FPCfg cfg{"fp0", 0, HQOS_FPI_BANDWIDTH, {}, {}, {}, 0};
+  HQOS_FPRun run{0, HQOS_FPI_BANDWIDTH, 0, 0, {}, {}, 0};
   const auto begin = std::chrono::steady_clock::now();
-  uint64_t done = 0;
+  uint32_t done = 0;
   for (; Seconds(begin) < seconds; ++done) {
-    (*configuration.value)[0] = static_cast<uint8_t>(done);
-    if (!store->Write({configuration, run}).empty()) std::exit(1);
+    uint8_t value[256];
+    cfg.bandwidth = run.bandwidth = done;
+    execute("BEGIN IMMEDIATE");
+    step("FP-cfg-fp0", value, HQOS_dbmtype_EncapFPCfg(&cfg, sizeof value, value));
+    step("FP-run-fp0", value, HQOS_dbmtype_EncapFPRun(&run, sizeof value, value));
+    execute("COMMIT");
   }
-  return static_cast<double>(done) / Seconds(begin);
+  const double rate = done / Seconds(begin);
+  sqlite3_finalize(put);
+  sqlite3_close(db);
+  return rate;
 }
 
 }  // namespace

@@ -8,6 +8,7 @@
 #include "cli/commands.h"
 #include "cli/failure.h"
 #include "platform/hqosd.h"
+#include "platform/if_select.h"
 
 namespace hqosctl {
 
@@ -21,11 +22,14 @@ std::vector<std::string> Directions() {
   return names;
 }
 
+// All interfaces of the kinds that an SP can be applied to.
 std::set<std::string> InterfaceNames() {
+  constexpr uint8_t kAllKinds = 0xFF;
+  IF_Select select;
   std::set<std::string> names;
-  struct if_nameindex* const all = if_nameindex();
-  for (const auto* i = all; i != nullptr && i->if_index != 0; ++i) names.insert(i->if_name);
-  if (all != nullptr) if_freenameindex(all);
+  if (HQOS_util_InitIfSelect(kAllKinds, &select) != 0) return names;
+  char name[IF_NAMESIZE] = "";
+  while (IF_Select_GetNext(&select, name, name) != 0) names.insert(name);
   return names;
 }
 

@@ -22,6 +22,7 @@ void AddFCCommands(CLI::App& app, Output& output);
 void AddNestCommands(CLI::App& app);
 void AddApplyCommands(CLI::App& app, Output& output);
 void AddStatsCommands(CLI::App& app, Output& output);
+void AddServiceCommands(CLI::App& app, Output& output);
 void AddDbCommands(CLI::App& app, Output& output);
 void AddRuleCommands(CLI::App& app, Output& output);
 void AddTreeCommands(CLI::App& app, Output& output);

@@ -173,6 +173,10 @@ std::string Hex(const Bytes& value) {
   return text;
 }
 
+std::string Dumped(const Output::Record& record) {
+  return record.dump(-1, ' ', false, nlohmann::detail::error_handler_t::replace);
+}
+
 Output::Record Decoded(const std::string& key, const Bytes& value) {
   for (const auto& decoder : kDecoders) {
     Output::Record record;
@@ -214,10 +218,11 @@ void Dump(std::string file, bool withBytes, Output& output) {
   const std::unique_ptr<sqlite3, int (*)(sqlite3*)> guard(db, sqlite3_close_v2);
   if (result != SQLITE_OK) throw Failure(kUsage, "cannot open the store " + file);
   sqlite3_busy_timeout(db, 5000);
+  sqlite3_exec(db, "BEGIN", nullptr, nullptr, nullptr);  // one moment for both tables
   output.Begin({"KEY", "RECORD"});
   const auto add = [&](const std::string& key, const Bytes& value, const std::string& aside) {
     const Output::Record record = Decoded(key, value);
-    std::string text = record.is_null() ? "does not decode: " + Hex(value) : record.dump();
+    std::string text = record.is_null() ? "does not decode: " + Hex(value) : Dumped(record);
     if (!aside.empty()) text = "set aside, " + aside + ": " + text;
     Output::Record entry = {{"key", key}, {"record", record}};
     if (withBytes || record.is_null()) entry["bytes"] = Hex(value);

@@ -105,6 +105,7 @@ void AddCommands(CLI::App& app, Output& output) {
   AddTreeCommands(app, output);
   AddRuleCommands(app, output);
   AddDbCommands(app, output);
+  AddServiceCommands(app, output);
   AddDebugCommands(app);
 }
 

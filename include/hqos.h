@@ -16,9 +16,9 @@
 //             On a host a service that dies ends the wait with HQOS_ERR_FAILED; on a platform with
 //             plain datagrams it may not.
 // Ownership   Every record and buffer is the caller's; nothing is kept after the call, and the
-//             library allocates nothing on the heap. A round trip takes about 4 kB of stack, beside
-//             what the platform's operations take, and one descriptor, which is closed before the
-//             call returns.
+//             library allocates nothing on the heap, but for HQOS_util_StartServiceOnAllSlot. A
+//             round trip takes about 4 kB of stack, beside what the platform's operations take, and
+//             one descriptor, which is closed before the call returns.
 // Pointers    Must not be null where the text does not allow it; this is not checked.
 // Names       NUL-terminated. An object name longer than 31 characters is cut to 31. In a record
 //             the characters behind the terminator are zero.
@@ -53,6 +53,7 @@ extern "C" {
 enum {
   HQOS_NAME_SIZE = 32,            // object name field: 31 characters and the NUL
   HQOS_RESULT_TEXT = 256,         // status text field: 255 characters and the NUL
+  HQOS_MSGBUF_SIZE = 4096,        // area of a message buffer, bytes
   HQOS_MSG_MAX = 1500,            // largest request and largest reply, bytes
   HQOS_MSGHEAD_LEN = 8,           // message head as the library writes it, bytes
   HQOS_ID_NONE = 0xFFFF,          // "no identifier"
@@ -428,6 +429,24 @@ typedef struct HQOS_FPRun {
   uint32_t bandwidth;
 } HQOS_FPRun;
 
+// A message that is built TLV by TLV, HQOS_msg_InitBuf and on. 4124 bytes, with 64 bits 4128. All
+// of it is set by the functions; `flush` may read data and context.
+typedef struct HQOS_MsgBuf HQOS_MsgBuf;
+
+// Takes the message data[0] to data[used - 1] away; its result is handed to the writer.
+typedef uint32_t (*HQOS_MsgBufFlush)(HQOS_MsgBuf* buf);
+
+#define HQOS_MSGBUF_WITH_HEAD 1u  // mode: every message begins with the head appended first
+
+struct HQOS_MsgBuf {
+  uint8_t data[HQOS_MSGBUF_SIZE];
+  uint16_t capacity;    // bytes of data that may be used
+  uint16_t used;        // bytes in use
+  uint16_t mode;        // HQOS_MSGBUF_WITH_HEAD, or any other value: no head
+  uint32_t context[4];  // for the callback's own use
+  HQOS_MsgBufFlush flush;
+};
+
 // A bitmap of the platform; its operations and its buffers are the platform's.
 typedef struct Bitmap Bitmap;
 
@@ -718,6 +737,27 @@ uint32_t HQOS_dbmtype_EncapFPCfg(const HQOS_FPCfg* cfg, uint16_t bufLen, uint8_t
 uint32_t HQOS_dbmtype_EncapFPRun(const HQOS_FPRun* run, uint16_t bufLen, uint8_t* buf);
 uint32_t HQOS_dbmtype_DecapFPRun(const uint8_t* buf, uint16_t len, HQOS_FPRun* run);
 
+// ---- Message buffer -----------------------------------------------------------------------------
+// Builds messages TLV by TLV: initialise, append the head where messages carry one, append each
+// TLV, and at the end take away what remains with a call of your own. A buffer belongs to one
+// writer at a time.
+
+// `capacity` is how many bytes of the area may be used; a larger one than HQOS_MSGBUF_SIZE is taken
+// for that. `mode` is HQOS_MSGBUF_WITH_HEAD or any other value, `context` is copied. The area is
+// not cleared.
+void HQOS_msg_InitBuf(uint16_t capacity, const uint32_t context[4], uint16_t mode,
+                      HQOS_MsgBufFlush flush, HQOS_MsgBuf* buf);
+
+// Begins the message with a head, whatever was in the buffer. Does nothing when buf is null.
+void HQOS_msg_AppendHead(uint8_t kind, uint8_t opClass, uint8_t flag, HQOS_MsgBuf* buf);
+
+// Appends a TLV; `value` may be null when length is 0. One that does not fit has the message
+// flushed and begins the next one, behind the same head in mode HQOS_MSGBUF_WITH_HEAD; when it does
+// not fit even there it is lost. Returns 0, or when it did not fit the callback's result, on which
+// nothing else depends.
+uint32_t HQOS_msg_AppendTlv2Buf(uint16_t type, uint16_t length, const void* value,
+                                HQOS_MsgBuf* buf);
+
 // ---- Enumerations and application objects -------------------------------------------------------
 
 // The keyword of an enumeration's value, as a command line prints and parses it: a constant string
@@ -796,6 +836,31 @@ uint32_t HQOS_util_GetObjByCmdView(const char* view, char* obj, char* name);
 // name is not cut: `name` must hold HQOS_SUBVIEW_NAME_SIZE bytes.
 uint32_t HQOS_util_GetInfoBySubCmdView(const char* view, char* obj, char* name,
                                        HQOS_MatchRule* rule);
+
+// ---- Slots, interfaces, random numbers ----------------------------------------------------------
+
+// The node address of a slot, in the low 16 bits; for a slot that does not exist what the platform
+// makes of it, on a host 0xFFFF.
+uint32_t HQOS_util_GetLipBySlotId(uint16_t slot);
+
+// 1 when the service runs on the slot, else 0, also when that cannot be found out.
+uint32_t HQOS_util_IsServiceStarted(uint16_t slot);
+
+// Sees to it that the service runs on the slot. Returns the service's status, not 0, when it runs
+// already, else the platform's result of starting it (on a host 0: it runs now).
+uint32_t HQOS_util_StartService(uint16_t slot);
+
+// Starts the service on every other slot that is up and does not run it. Reports nothing; when
+// memory for the list of slots is short, nothing is started. It is the one function that allocates.
+void HQOS_util_StartServiceOnAllSlot(void);
+
+// Prepares a selection of the platform (`select`, its record) that offers the kinds of interface
+// whose bits are set in the mask. Returns the sum of the platform's results, without that of the
+// property: 0 when all have succeeded.
+int32_t HQOS_util_InitIfSelect(uint8_t mask, void* select);
+
+// A random number from 1 to 65535, by the libcrypto of the process.
+uint32_t HQOS_util_GetRandom(void);
 
 #undef HQOS_ALIGNED_8
 

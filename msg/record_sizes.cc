@@ -132,3 +132,11 @@ static_assert(offsetof(HQOS_FPRun, dpId) == 10);
 static_assert(offsetof(HQOS_FPRun, gts) == 12);
 static_assert(offsetof(HQOS_FPRun, queue) == 28);
 static_assert(offsetof(HQOS_FPRun, bandwidth) == 40);
+
+static_assert(sizeof(HQOS_MsgBuf) == (sizeof(void*) == 8 ? 4128 : 4124));
+static_assert(offsetof(HQOS_MsgBuf, data) == 0);
+static_assert(offsetof(HQOS_MsgBuf, capacity) == 4096);
+static_assert(offsetof(HQOS_MsgBuf, used) == 4098);
+static_assert(offsetof(HQOS_MsgBuf, mode) == 4100);
+static_assert(offsetof(HQOS_MsgBuf, context) == 4104);
+static_assert(offsetof(HQOS_MsgBuf, flush) == 4120);

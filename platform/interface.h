@@ -12,7 +12,7 @@ extern "C" {
 
 // Writes a data item of the interface with the given index at `data`. Returns 0, or with `data`
 // untouched a code of the platform; on a host ENXIO for an index that no interface has, EINVAL for
-// another item. A host has one slot, number 0, and all its interfaces are there.
+// another item.
 uint32_t IF_GetDataByIfIndex(uint32_t ifIndex, uint32_t item, void* data);
 
 #ifdef __cplusplus

@@ -97,6 +97,23 @@ std::string WhyNotApplicable(const Model& model, const ApplyKey& key) {
   return Place(key) + ": " + Title("SP", model.sps.All().at(obstacle->sp).name) + " is applied";
 }
 
+void FreeIndex(Model& model, const ApplyKey& key, uint32_t ifIndex) {
+  constexpr uint32_t kNoInterface = 0x80000000;  // and up
+  std::set<uint32_t> taken;
+  for (const auto& [other, application] : model.applications) taken.insert(application.ifIndex);
+  for (auto& [other, application] : model.applications) {
+    if (other.type != HQOS_APPOBJ_IFINDEX || other.name == key.name || other.param != key.param ||
+        application.ifIndex != ifIndex) {
+      continue;
+    }
+    model.touchedRuns.emplace(other, ifIndex);
+    application.ifIndex = kNoInterface;
+    while (taken.contains(application.ifIndex)) ++application.ifIndex;
+    model.touchedRuns.emplace(other, application.ifIndex);
+    model.touchedApplications.insert(other);
+  }
+}
+
 Answer NotApplied(const std::string& sp, const ApplyKey& key) {
   return Refuse(HQOSD_NOT_FOUND, Title("SP", sp) + " is not applied to " + Place(key));
 }

@@ -16,6 +16,10 @@ bool FindKey(const Model& model, const HQOS_AppObj& obj, ApplyKey& key, Answer& 
 // Why no SP can be applied there, whether the interface exists or not; "" when one can.
 std::string WhyNotApplicable(const Model& model, const ApplyKey& key);
 
+// Sees to it that no other application has the interface index in that direction: one that has it
+// from an interface that has gone gets a number that no interface has.
+void FreeIndex(Model& model, const ApplyKey& key, uint32_t ifIndex);
+
 // The refusal that says that the SP is not applied there.
 Answer NotApplied(const std::string& sp, const ApplyKey& key);
 

@@ -101,6 +101,7 @@ Answer ApplySP(Model& model, const Payload& payload) {
     const auto interface = model.interfaces->Find(key.name);
     if (!interface) return Refuse(HQOSD_NOT_FOUND, Title("interface", key.name) + " has gone");
     ifIndex = interface->index;
+    FreeIndex(model, key, ifIndex);
   }
   model.applications[key] = {sp->id, ifIndex};
   model.touchedApplications.insert(key);

@@ -35,13 +35,12 @@ Answer GetFC(Model& model, const Payload& payload) {
 }
 
 Answer GetAllFC(Model& model, const Payload& /*none*/) {
-  Answer answer;
-  Block block(answer, 0);
+  Block block(0);
   for (const auto& [id, fc] : model.fcs.All()) {
     const Bytes value = Encoded(hqos::kNamedInfo<HQOS_FCInfo>, NamedRecord<HQOS_FCInfo>(fc));
     if (!block.Add(HQOS_BULK_ALL_FC, value.data(), value.size())) break;
   }
-  return answer;
+  return block.Take();
 }
 
 }  // namespace hqosd

@@ -17,8 +17,7 @@ Answer GetBulkFGSon(Model& model, const Payload& payload) {
   if (fg == nullptr) {
     return Refuse(HQOSD_NOT_FOUND, "no FG has the identifier " + std::to_string(parentId));
   }
-  Answer answer;
-  Block block(answer, request.count);
+  Block block(request.count);
   const Children& children = fg->value.children;
   const uint16_t after = request.start.field[1];
   auto next = after == HQOS_ID_NONE ? children.begin() : children.upper_bound(after);
@@ -35,7 +34,7 @@ Answer GetBulkFGSon(Model& model, const Payload& payload) {
     Encode(hqos::kFGSon, son, value);
     if (!block.Add(HQOS_BULK_FG_SON, value, sizeof value)) break;
   }
-  return answer;
+  return block.Take();
 }
 
 }  // namespace hqosd

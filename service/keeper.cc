@@ -2,6 +2,8 @@
 
 #include <cstdio>
 
+#include "msg/head.h"
+#include "msg/tlv.h"
 #include "platform/hqosd.h"
 #include "service/dispatch.h"
 #include "service/load.h"
@@ -20,7 +22,18 @@ std::string Printable(std::string key) {
   return key;
 }
 
-bool IsCommand(const Bytes& request) { return request.size() > 3 && request[3] == HQOS_OP_CONFIG; }
+// Whether it is a command that was carried out and changes what is stored.
+bool IsUndone(const Exchange& exchange) {
+  const auto& [request, reply] = exchange;
+  if (request.size() < HQOS_MSGHEAD_LEN || request[3] != HQOS_OP_CONFIG) return false;
+  const hqos::Tlv command = hqos::FirstTlv(request.data(), static_cast<uint16_t>(request.size()));
+  const hqos::Tlv status = hqos::FirstTlv(reply.data(), static_cast<uint16_t>(reply.size()));
+  HQOS_Result verdict{};
+  return command.type != HQOS_CMD_SET_DEBUG && command.type != HQOS_CMD_RESET_DEBUG &&
+         Decode(hqos::kResultCode, status.value, status.length, verdict) && verdict.code == 0;
+}
+
+bool IsQuery(const Bytes& request) { return request.size() > 3 && request[3] != HQOS_OP_CONFIG; }
 
 }  // namespace
 
@@ -40,16 +53,16 @@ std::string Keeper::Reload() {
   Model fresh;
   fresh.interfaces = model_.interfaces;
   fresh.debug = model_.debug;
-  const Loaded loaded = Load(records, fresh);
-  if (!loaded.refusal.empty()) return loaded.refusal;
-  for (const Change& change : loaded.mending) {
+  pending_ = Load(records, fresh).mending;
+  for (const Change& change : pending_) {
     if (!change.aside.empty()) {
       Log("set aside %s: %s", Printable(change.key).c_str(), change.aside.c_str());
     }
   }
-  if (!loaded.mending.empty()) {
-    why = store_->Write(loaded.mending);
-    if (!why.empty()) Log("the store is not mended: %s", why.c_str());
+  if (!pending_.empty()) {
+    why = store_->Write(pending_);
+    if (why.empty()) pending_.clear();
+    if (!why.empty()) Log("the store is not mended yet: %s", why.c_str());
   }
   fresh.counters = std::move(model_.counters);
   model_ = std::move(fresh);
@@ -66,20 +79,23 @@ Bytes Keeper::Respond(const Bytes& request) {
 }
 
 void Keeper::Commit(std::vector<Exchange>& exchanges) {
-  const std::vector<Change> changes = TakeChanges(model_);
+  std::vector<Change> changes = TakeChanges(model_);
   if (changes.empty() || store_ == nullptr) return;
+  changes.insert(changes.begin(), pending_.begin(), pending_.end());
   const std::string why = store_->Write(changes);
-  if (why.empty()) return;
+  if (why.empty()) return pending_.clear();
   // Nothing of what was done since the last commit has been: neither the commands, nor what the
   // queries among them saw.
   Log("cannot write to the store: %s", why.c_str());
   const std::string unread = Reload();
   if (!unread.empty()) Log("cannot read the store: %s", unread.c_str());
   for (Exchange& exchange : exchanges) {
-    exchange.reply = IsCommand(exchange.request)
-                         ? RefuseRequest(exchange.request, HQOSD_NOT_STORED,
-                                         "nothing is changed, the store fails: " + why)
-                         : Respond(exchange.request);
+    if (IsUndone(exchange)) {
+      exchange.reply = RefuseRequest(exchange.request, HQOSD_NOT_STORED,
+                                     "nothing is changed, the store fails: " + why);
+    } else if (IsQuery(exchange.request)) {
+      exchange.reply = Respond(exchange.request);
+    }
   }
 }
 
@@ -88,10 +104,7 @@ bool CheckStore(Store& store) {
   std::string why = store.Read(records);
   Model model;
   Loaded loaded;
-  if (why.empty()) {
-    loaded = Load(records, model);
-    why = loaded.refusal;
-  }
+  if (why.empty()) loaded = Load(records, model);
   if (!why.empty()) {
     std::printf("the store cannot be used: %s\n", why.c_str());
     return false;

@@ -23,6 +23,7 @@ class Keeper final : public Responder {
 
   Model model_;
   std::unique_ptr<Store> store_;  // null: nothing is kept
+  std::vector<Change> pending_;   // mends the store, and is not written yet
   bool astray_ = false;  // the model is not what the store holds, and it must be read again
 };
 

@@ -49,10 +49,7 @@ class Loader {
     ForEach(HQOSD_KEY_FC, [&](auto&, auto& name) { return CheckFC(name); });
     ForEach(HQOSD_KEY_IF_CFG, [&](auto& r, auto&) { return LoadApplication(r); });
     ForEach(HQOSD_KEY_APPLY, [&](auto& r, auto&) { return LoadApplication(r); });
-    model_.ForgetChanges();  // what has been loaded is stored already
-    ForEach(HQOSD_KEY_FP_RUN, [&](auto& r, auto& name) { return CheckFPRun(r, name); });
-    BringRunsUpToDate();
-    SetUnknownAside();
+    Compare();
   }
 
  private:
@@ -64,7 +61,6 @@ class Loader {
   void ForEach(const std::string& prefix, const LoadOne& load) {
     for (const StoredRecord& record : records_) {
       if (!record.key.starts_with(prefix) || bad_.contains(record.key)) continue;
-      known_.insert(record.key);
       const std::string name = record.key.substr(prefix.size());
       const std::string why = load(record, name);
       if (!why.empty()) SetAside(record.key, why);
@@ -145,8 +141,9 @@ class Loader {
       return kDoesNotDecode;
     }
     const bool isFC = son.value2 == 2;
-    const std::string line = std::string("\n") + (isFC ? "FC " : "FG ") + son.name1;
-    if (!record.key.ends_with(line)) return kOtherName;
+    const NestingKey key{kind == 1 ? "SP" : "FG", nest.parentName, isFC ? "FC" : "FG", son.name1};
+    if (record.key != NestingRowKey(key)) return kOtherName;
+    if (son.value2 != (isFC ? 2 : 1) || (isFC && kind == 1)) return "there is no such child";
     const std::string child = son.name1;
     const auto* const fc = isFC ? model_.fcs.Find(child) : nullptr;
     const auto* const fg = isFC ? nullptr : model_.fgs.Find(child);
@@ -182,64 +179,41 @@ class Loader {
     return why;
   }
 
-  // The rest of the run-time state follows from the configuration.
-  std::string CheckFPRun(const StoredRecord& record, const std::string& name) {
-    HQOS_FPRun run;
-    const bool decodes =
-        HQOS_dbmtype_DecapFPRun(record.value.data(), static_cast<uint16_t>(record.value.size()),
-                                &run) == 0;
-    const auto* const fp = model_.fps.Find(name);
-    if (fp != nullptr && (!decodes || run.id != fp->id)) model_.fps.Touch(name);
-    if (!decodes) return kDoesNotDecode;
-    return fp == nullptr ? "FP " + name + " does not exist" : "";
-  }
-
-  void BringRunsUpToDate() {
-    std::map<std::string, Bytes> stored;
-    for (const StoredRecord& record : records_) {
-      if (record.key.starts_with(HQOSD_KEY_IF_RUN)) stored[record.key] = record.value;
-    }
+  // Holds what the service would write of the model against the records: whatever is missing, or
+  // another, or more, is mended. So a record that was half read does not pass, and the run-time
+  // state is that of the configuration.
+  void Compare() {
     for (const auto& [key, application] : model_.applications) {
-      if (key.type != HQOS_APPOBJ_IFINDEX) continue;
-      for (Change& row : RunRows(model_, key, application.ifIndex)) {
-        const auto found = stored.find(row.key);
-        known_.insert(row.key);
-        if (found != stored.end() && found->second == *row.value) continue;
-        if (found != stored.end())
-          row.aside = "the run-time state is not that of the configuration";
-        loaded_.mending.push_back(std::move(row));
+      model_.touchedApplications.insert(key);
+      model_.touchedRuns.emplace(key, application.ifIndex);
+    }
+    std::map<std::string, Bytes> rows{{HQOSD_KEY_VERSION, VersionValue()}};
+    for (Change& change : TakeChanges(model_)) {
+      if (change.value) rows[change.key] = std::move(*change.value);
+    }
+    for (const StoredRecord& record : records_) {
+      const auto row = rows.find(record.key);
+      const bool wanted = row != rows.end();
+      if (wanted && row->second == record.value) {
+        rows.erase(row);
+      } else if (!bad_.contains(record.key)) {
+        SetAside(record.key, wanted ? "the record is not that of the other records"
+                                    : "nothing is known of this key");
       }
     }
-    for (Change& change : TakeChanges(model_)) loaded_.mending.push_back(std::move(change));
-  }
-
-  void SetUnknownAside() {
-    known_.insert(HQOSD_KEY_VERSION);
-    for (const StoredRecord& record : records_) {
-      if (!known_.contains(record.key)) SetAside(record.key, "nothing is known of this key");
-    }
+    for (auto& [key, value] : rows) loaded_.mending.push_back({key, std::move(value), {}});
   }
 
   const std::vector<StoredRecord>& records_;
   Model& model_;
   Loaded& loaded_;
-  std::set<std::string> known_, bad_;
+  std::set<std::string> bad_;
 };
 
 }  // namespace
 
 Loaded Load(const std::vector<StoredRecord>& records, Model& model) {
   Loaded loaded;
-  const auto version = std::find_if(records.begin(), records.end(), [](const StoredRecord& r) {
-    return r.key == HQOSD_KEY_VERSION;
-  });
-  if (version == records.end()) {
-    loaded.mending.push_back({HQOSD_KEY_VERSION, VersionValue(), {}});
-  } else if (version->value != VersionValue()) {
-    loaded.refusal = "its version is " + std::string(version->value.begin(), version->value.end()) +
-                     ", not " + std::to_string(HQOSD_STORE_VERSION);
-    return loaded;
-  }
   Loader(records, model, loaded).LoadAll();
   return loaded;
 }

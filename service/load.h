@@ -7,9 +7,9 @@
 namespace hqosd {
 
 struct Loaded {
-  std::string refusal;          // why nothing could be loaded: a store of a newer version
-  std::vector<Change> mending;  // what the store lacks or has too much: records set aside (with
-                                // the reason), run-time state that was not up to date
+  // What the store lacks or has too much: records set aside, with the reason, and records that were
+  // not as the service writes them.
+  std::vector<Change> mending;
 };
 
 // Fills the empty model from the records. A record that does not decode, or does not fit the others

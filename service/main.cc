@@ -8,10 +8,12 @@
 #include <CLI/CLI.hpp>
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
 
 #include "hqos.h"
 #include "platform/hqosd_store.h"
 #include "platform/lip.h"
+#include "platform/slot.h"
 #include "service/keeper.h"
 #include "service/log.h"
 #include "service/server.h"
@@ -23,13 +25,13 @@ constexpr int kBacklog = 512;
 // The endpoint where the service listens, a socket in the file system.
 class Endpoint {
  public:
-  Endpoint() : fd_(LIP_Socket(LIP_FAMILY, SOCK_DGRAM, LIP_PROTOCOL)) {
+  explicit Endpoint(uint32_t node) : fd_(LIP_Socket(LIP_FAMILY, SOCK_DGRAM, LIP_PROTOCOL)) {
     const sockaddr_lip address{
-        sizeof(sockaddr_lip), LIP_FAMILY, htons(HQOS_SERVICE_PORT), htonl(HQOS_SERVICE_NODE), {}};
+        sizeof(sockaddr_lip), LIP_FAMILY, htons(HQOS_SERVICE_PORT), htonl(node), {}};
     uint32_t rank = 0;
     const bool listening = fd_ >= 0 && LIP_Listen(fd_, &address, kBacklog, &rank) == 0;
     reason_ = listening ? 0 : errno;
-    LIP_GetEndpoint(HQOS_SERVICE_NODE, HQOS_SERVICE_PORT, rank, path_, sizeof path_);
+    LIP_GetEndpoint(node, HQOS_SERVICE_PORT, rank, path_, sizeof path_);
     stat(path_, &file_);
   }
   // Removes the socket, unless another has taken its place.
@@ -55,8 +57,8 @@ class Endpoint {
   struct stat file_ {};
 };
 
-int Serve(hqosd::Keeper& keeper) {
-  const Endpoint endpoint;
+int Serve(uint32_t node, hqosd::Keeper& keeper) {
+  const Endpoint endpoint(node);
   if (endpoint.reason() != 0) {
     const char* const why = endpoint.reason() == EADDRINUSE ? "another service is there"
                                                             : std::strerror(endpoint.reason());
@@ -71,10 +73,17 @@ int Serve(hqosd::Keeper& keeper) {
   return ended ? 0 : 1;
 }
 
-// Opens the store; null with a log line when it cannot be.
-std::unique_ptr<hqosd::Store> Open(std::string file, bool readOnly) {
+// The default store of the own slot (node 0), or of another; "" when there is no place for it.
+std::string DefaultStore(uint16_t node) {
   char path[4096];
-  if (file.empty() && HQOSD_GetStorePath(path, sizeof path) == 0) file = path;
+  if (HQOSD_GetStorePath(path, sizeof path) != 0) return "";
+  std::filesystem::path file = path;
+  if (node != 0) file.replace_filename("hqosd-" + std::to_string(node) + ".db");
+  return file;
+}
+
+// Opens the store; null with a log line when it cannot be.
+std::unique_ptr<hqosd::Store> Open(const std::string& file, bool readOnly) {
   std::string why = "there is no place for it";
   auto store = file.empty() ? nullptr : hqosd::OpenStore(file, readOnly, why);
   if (store == nullptr) hqosd::Log("cannot open the store %s: %s", file.c_str(), why.c_str());
@@ -104,6 +113,9 @@ int main(int argc, char** argv) {
       "in $XDG_STATE_HOME/hqos or .local/state/hqos in the home directory.");
   std::string counters, file;
   bool ephemeral = false, check = false;
+  uint16_t node = 0;
+  app.add_option("--node", node, "serve the slot with this node address; without it, the own slot")
+      ->check(CLI::Range(1, 0xFFFE));
   auto* const storeOption =
       app.add_option("--store", file, "the store; without it, the default")->type_name("FILE");
   app.add_flag("--ephemeral", ephemeral, "keep nothing: objects go when the service ends")
@@ -120,6 +132,10 @@ int main(int argc, char** argv) {
   }
   signal(SIGPIPE, SIG_IGN);  // the reader of the log may go
   RaiseDescriptorLimit();
+  // The own slot's service stands where its programs look for it.
+  const bool isOwn = node == 0 || node == HQOS_util_GetLipBySlotId(DEV_GetSelfSlot());
+  const uint32_t endpoint = isOwn ? HQOS_SERVICE_NODE : node;
+  if (file.empty()) file = DefaultStore(isOwn ? 0 : node);
   if (check) {
     const auto store = Open(file, true);
     return store != nullptr && hqosd::CheckStore(*store) ? 0 : 1;
@@ -131,5 +147,5 @@ int main(int argc, char** argv) {
     auto store = Open(file, false);
     if (store == nullptr || !keeper.KeepIn(std::move(store))) return 1;
   }
-  return Serve(keeper);
+  return Serve(endpoint, keeper);
 }

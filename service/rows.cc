@@ -83,10 +83,9 @@ std::optional<Bytes> NestingValue(Table& parents, ChildTable& children, const Ne
   return Encapsulated(son);
 }
 
-// One record a child: the parent's key, and in a line of its own the child.
 Change NestingChange(Model& model, const NestingKey& key) {
   const auto& [parentKind, parent, childKind, child] = key;
-  Change change{parentKind + "-nest-" + parent + "\n" + childKind + " " + child, {}, {}};
+  Change change{NestingRowKey(key), {}, {}};
   if (parentKind == "SP") {
     change.value = NestingValue(model.sps, model.fgs, key);
   } else if (childKind == "FG") {
@@ -163,6 +162,12 @@ void AppendLayers(const Model& model, const SP& sp, Bytes& layer1, Bytes& layer2
 
 }  // namespace
 
+// One record a child: the parent's key, and in a line of its own the child.
+std::string NestingRowKey(const NestingKey& key) {
+  const auto& [parentKind, parent, childKind, child] = key;
+  return parentKind + "-nest-" + parent + "\n" + childKind + " " + child;
+}
+
 std::string ApplicationKey(const ApplyKey& key) {
   if (key.type == HQOS_APPOBJ_IFINDEX) {
     return HQOSD_KEY_IF_CFG + std::to_string(key.param) + "-" + key.name;
@@ -223,10 +228,17 @@ std::vector<Change> TakeChanges(Model& model) {
   for (const ApplyKey& key : model.touchedApplications) {
     changes.push_back(ApplicationChange(model, key));
   }
+  std::map<std::string, std::optional<Bytes>> runs;
   for (const auto& [key, ifIndex] : model.touchedRuns) {
     if (key.type != HQOS_APPOBJ_IFINDEX) continue;
-    for (Change& row : RunRows(model, key, ifIndex)) changes.push_back(std::move(row));
+    // An index may have gone from one interface to another: what is deleted of the one must not be
+    // what is written of the other.
+    for (Change& row : RunRows(model, key, ifIndex)) {
+      auto& slot = runs[row.key];
+      if (row.value) slot = std::move(row.value);
+    }
   }
+  for (auto& [key, value] : runs) changes.push_back({key, std::move(value), {}});
   model.ForgetChanges();
   return changes;
 }

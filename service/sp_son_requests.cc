@@ -64,8 +64,7 @@ const ObjectTable<SP>::Object* FindSP(const Model& model, uint16_t id) {
 template <class AddMore>
 Answer ListSons(const Model& model, const ObjectTable<SP>::Object& sp, const SonRequest& request,
                 uint16_t type, const AddMore& addMore) {
-  Answer answer;
-  Block block(answer, request.count);
+  Block block(request.count);
   HQOS_SPSonPath path = request.start;
   path.field[0] = sp.id;
   while (NextSon(model, sp.value, path) != nullptr) {
@@ -74,7 +73,7 @@ Answer ListSons(const Model& model, const ObjectTable<SP>::Object& sp, const Son
     addMore(container, way);
     if (!block.Add(type, container.data(), container.size())) break;
   }
-  return answer;
+  return block.Take();
 }
 
 // The same for a request that is well formed: `list` gets it with its SP.

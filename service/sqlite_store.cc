@@ -8,6 +8,7 @@
 #include <cstring>
 #include <filesystem>
 
+#include "platform/hqosd_store.h"
 #include "service/store.h"
 
 namespace hqosd {
@@ -31,16 +32,29 @@ constexpr char kDelete[] = "DELETE FROM record WHERE key = ?1";
 constexpr char kSetAside[] =
     "INSERT INTO set_aside SELECT key, value, ?2, datetime('now') FROM record WHERE key = ?1";
 
+constexpr char kOverwrite[] =
+    "INSERT OR REPLACE INTO record SELECT key, value FROM record WHERE key = '" HQOSD_KEY_VERSION
+    "'";
+
 class SqliteStore final : public Store {
  public:
   SqliteStore(Database db, int lock) : db_(std::move(db)), lock_(lock) {}
   ~SqliteStore() override {
+    db_.reset();
     if (lock_ >= 0) close(lock_);
   }
 
   bool Execute(const char* sql) {
     return sqlite3_exec(db_.get(), sql, nullptr, nullptr, nullptr) == SQLITE_OK;
   }
+  // The text in the first column of the first row; "" when there is none.
+  std::string Text(const char* sql) {
+    const Statement select = Prepare(sql);
+    if (select == nullptr || sqlite3_step(select.get()) != SQLITE_ROW) return "";
+    const auto* const text = sqlite3_column_text(select.get(), 0);
+    return text == nullptr ? "" : reinterpret_cast<const char*>(text);
+  }
+
   std::string Why() const { return sqlite3_errmsg(db_.get()); }
 
   std::string Read(std::vector<StoredRecord>& records) override {
@@ -62,6 +76,9 @@ class SqliteStore final : public Store {
     if (done) return "";
     std::string why = Why();
     Execute("ROLLBACK");
+    // When the sync failed, the log holds the transaction; a service that starts would find it. It
+    // is overwritten here, whether that can be synced or not.
+    Execute(kOverwrite);
     return why.empty() ? "unknown" : why;
   }
 
@@ -128,7 +145,18 @@ std::unique_ptr<Store> OpenStore(const std::string& file, bool readOnly, std::st
   const int result = sqlite3_open_v2(file.c_str(), &db, flags, nullptr);
   auto store = std::make_unique<SqliteStore>(Database(db), lock);
   if (db != nullptr) sqlite3_busy_timeout(db, 5000);
-  if (result == SQLITE_OK && (readOnly || store->Execute(kSetUp))) return store;
+  if (result == SQLITE_OK) {
+    // Before anything is changed in it.
+    const std::string version =
+        store->Text("SELECT value FROM record WHERE key = '" HQOSD_KEY_VERSION "'");
+    const std::string known = std::to_string(HQOSD_STORE_VERSION);
+    if (!version.empty() && version != known) {
+      why = "its version is " + version + ", not " + known;
+      return nullptr;
+    }
+    if (readOnly) return store;
+    if (store->Execute(kSetUp) && store->Text("PRAGMA journal_mode") == "wal") return store;
+  }
   why = db == nullptr ? "out of memory" : store->Why();
   return nullptr;
 }

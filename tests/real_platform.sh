@@ -19,20 +19,36 @@ Bitmap_GetRange
 Bitmap_IsEmpty
 Bitmap_IsEqual
 Bitmap_SetRange
+DEV_GetPhysicalSlotByGlobalSlot
+DEV_GetSelfSlot
+DEV_GetSlotRange
 IF_GetDataByIfIndex
+IF_IsSlotUp
+IF_SelectProperty_Set
+IF_SelectType_Set
+IF_Select_Init
+LIP_GetNodeLip
+RAND_bytes
+RAND_seed
+SERVICE_BatchStart
+SERVICE_GetStatus
+SERVICE_Start
 STLV_Get
 STLV_Set
 VLAN_GetMaxVlanID
 VLAN_GetMinVlanID
 __errno_location
+calloc
 close
 connect
+free
 recv
 scnprintf
 send
 socket
 sscanf
 strlcpy
+time
 LIST
 nm -D --undefined-only "$dir/lib/libhqos.so" |
   awk '$1 == "U" { sub(/@.*/, "", $2); sub(/^__isoc99_/, "", $2); print $2 }' | sort >"$dir/undefined"

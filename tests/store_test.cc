@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "platform/hqosd.h"
+#include "platform/stlv.h"
 #include "service/keeper.h"
 #include "tests/failing_vfs.h"
 #include "tests/in_process.h"
@@ -31,18 +32,21 @@ class Kept : public testing::Test {
   std::string file() const { return dir_ + "/hqosd.db"; }
 
   // Opens the store, as a service that starts does; what is wrong is in the log.
-  bool Open() {
+  bool Open() { return Open(file()); }
+  bool Open(const std::string& store_file) {
     keeper_.reset();
     hqosd::Model model;
     model.interfaces = &interfaces_;
     keeper_ = std::make_unique<Keeper>(std::move(model));
     std::string why;
-    auto store = hqosd::OpenStore(file(), false, why);
+    auto store = hqosd::OpenStore(store_file, false, why);
     EXPECT_NE(store, nullptr) << why;
     return store != nullptr && keeper_->KeepIn(std::move(store));
   }
 
   void Close() { keeper_.reset(); }
+
+  wire::FakeInterfaces interfaces_;
 
   template <class Call>
   uint32_t Run(Call call) {
@@ -93,6 +97,13 @@ class Kept : public testing::Test {
       const HQOS_AppObj obj{HQOS_APPOBJ_SLOT, slot, 2, {}};
       if (Run([&] { return HQOS_lib_GetApplyStat(&obj, &info); }) == 0) add(info);
     }
+    return all;
+  }
+
+  std::string SnapshotOf(const std::string& other) {
+    EXPECT_TRUE(Open(other));
+    std::string all = Snapshot();
+    EXPECT_TRUE(Open());
     return all;
   }
 
@@ -148,6 +159,19 @@ class Kept : public testing::Test {
     commands[random_() % commands.size()]();
   }
 
+  // Records set aside, with their values.
+  size_t CountAside() {
+    sqlite3* db = nullptr;
+    sqlite3_stmt* select = nullptr;
+    sqlite3_open(file().c_str(), &db);
+    sqlite3_prepare_v2(db, "SELECT count(value) FROM set_aside", -1, &select, nullptr);
+    EXPECT_EQ(sqlite3_step(select), SQLITE_ROW);
+    const auto count = static_cast<size_t>(sqlite3_column_int64(select, 0));
+    sqlite3_finalize(select);
+    sqlite3_close(db);
+    return count;
+  }
+
   void Sql(const std::string& sql) {
     sqlite3* db = nullptr;
     EXPECT_EQ(sqlite3_open(file().c_str(), &db), SQLITE_OK);
@@ -171,7 +195,6 @@ class Kept : public testing::Test {
   }
 
   std::string dir_;
-  wire::FakeInterfaces interfaces_;
   std::unique_ptr<Keeper> keeper_;
   std::mt19937 random_{11};
 };
@@ -207,12 +230,69 @@ TEST_F(Kept, IsNotChangedWhenTheDiskFails) {
     EXPECT_NE(testing::internal::GetCapturedStderr().find("cannot write to the store"),
               std::string::npos);
     EXPECT_EQ(Snapshot(), before);
+    // As it would be found by a service that starts now.
+    for (const char* part : {"", "-wal"}) {
+      std::filesystem::copy_file(file() + part, file() + "-copy" + part,
+                                 std::filesystem::copy_options::overwrite_existing);
+    }
     wire::FailingVfs::syncResult = wire::FailingVfs::writeResult = SQLITE_OK;
     EXPECT_EQ(Do(HQOS_lib_AddSP, "after", HQOS_ID_NONE), 0u);
     const std::string after = Snapshot();
     ASSERT_TRUE(Open());
     EXPECT_EQ(Snapshot(), after);
     EXPECT_EQ(Do(HQOS_lib_DelSP, "after"), 0u);
+    EXPECT_EQ(SnapshotOf(file() + "-copy"), before);
+  }
+}
+
+// An index that goes from one interface to another, and more children than a record holds.
+TEST_F(Kept, KeepsRunTimeStateApart) {
+  const char* const none = nullptr;
+  HQOS_MatchRule rule{HQOS_MATCH_DOT1P, {}};
+  memset(rule.ranges, 0xFF, sizeof rule.ranges);
+  rule.ranges[0] = {1, 1};
+  Do(HQOS_lib_AddSP, "sp", HQOS_ID_NONE);
+  for (const char* fg : {"1", "2", "3", "4"}) Do(HQOS_lib_AddFG, fg, HQOS_ID_NONE);
+  Do(HQOS_lib_AddSPNestFG, "sp", &rule, "1", none);
+  for (const auto& [parent, child] : {std::pair("1", "2"), {"2", "3"}, {"3", "4"}}) {
+    Do(HQOS_lib_AddFGNestFG, parent, &rule, child, none);
+  }
+  for (int i = 0; i < 100; ++i)
+    Do(HQOS_lib_AddFGNestFC, "4", ("fc" + std::to_string(i)).c_str(), none);
+  const HQOS_AppObj first{HQOS_APPOBJ_IFINDEX, 0, 1, "eth0"},
+      second{HQOS_APPOBJ_IFINDEX, 0, 1, "eth9"};
+  EXPECT_EQ(Do(HQOS_lib_ApplySP, &first, "sp"), 0u);
+  interfaces_.all.erase("eth0");
+  interfaces_.Add("eth9", 3);
+  EXPECT_EQ(Do(HQOS_lib_ApplySP, &second, "sp"), 0u);
+  for (int round = 0; round < 2; ++round) {
+    std::vector<hqosd::StoredRecord> records;
+    Close();
+    std::string why;
+    hqosd::OpenStore(file(), true, why)->Read(records);
+    size_t runs = 0, entries = 0;
+    for (const auto& record : records) {
+      runs += record.key.starts_with("IFRUN-");
+      if (!record.key.ends_with("-L2")) continue;
+      uint16_t type, length;
+      const uint8_t* inner;
+      for (uint32_t at = 0, taken; at < record.value.size(); at += taken) {
+        HQOS_LayerRun parent, children[64];
+        uint32_t count = 0;
+        taken = STLV_Get(&record.value[at], static_cast<uint16_t>(record.value.size() - at), &type,
+                         &length, &inner);
+        ASSERT_NE(taken, 0u);
+        HQOS_dbmtype_DecapLayer2Run(&record.value[at], static_cast<uint16_t>(taken), 64, &parent,
+                                    children, &count);
+        entries += count;
+      }
+    }
+    EXPECT_EQ(runs, round == 0 ? 6u : 3u);
+    EXPECT_EQ(entries, round == 0 ? 200u : 100u);
+    testing::internal::CaptureStderr();
+    EXPECT_TRUE(Open());
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+    EXPECT_EQ(Do(HQOS_lib_UndoApplySP, &first, "sp"), round == 0 ? 0u : uint32_t{HQOSD_NOT_FOUND});
   }
 }
 
@@ -274,7 +354,7 @@ TEST_F(Kept, SetsDamagedRecordsAside) {
       {"UPDATE record SET value = x'0002000101' WHERE key = 'FP-cfg-b'",
        {"FP-cfg-b: the record does not decode"}},
       {"UPDATE record SET value = x'01' WHERE key = 'FP-run-a'",
-       {"FP-run-a: the record does not decode"}},
+       {"FP-run-a: the record is not that of the other records"}},
       {"DELETE FROM record WHERE key = 'DP-cfg-a'",
        {"FP-cfg-a: DP a does not exist", "SP-nest-a/FG a: FP a does not exist"}},
       {"INSERT INTO record SELECT 'FG-nest-a' || char(10) || 'FG a', value FROM record "
@@ -286,7 +366,15 @@ TEST_F(Kept, SetsDamagedRecordsAside) {
        {"APPLY-1-1-2: the record does not decode"}},
       {"INSERT INTO record VALUES('surprise', x'')", {"surprise: nothing is known of this key"}},
       {"UPDATE record SET value = x'03' WHERE key = 'IFRUN-3-1-L1'",
-       {"IFRUN-3-1-L1: the run-time state is not that of the configuration"}},
+       {"IFRUN-3-1-L1: the record is not that of the other records"}},
+      {"UPDATE record SET value = (SELECT value FROM record WHERE key = 'FP-run-b') "
+       "WHERE key = 'FP-run-a'",
+       {"FP-run-a: the record is not that of the other records"}},
+      {"INSERT INTO record SELECT 'SP-nest-a' || char(10) || 'x' || char(10) || 'FG a', value "
+       "FROM record WHERE key = 'SP-nest-a' || char(10) || 'FG a'",
+       {"SP-nest-a/x/FG a: the record has another name than its key"}},
+      {"UPDATE record SET value = value || x'00' WHERE key = 'FG-cfg-a'",
+       {"FG-cfg-a: the record is not that of the other records"}},
   };
   Close();  // the log is in the database then
   const std::string good = file() + ".good";
@@ -294,7 +382,7 @@ TEST_F(Kept, SetsDamagedRecordsAside) {
   for (const auto& c : cases) {
     Close();
     std::filesystem::copy_file(good, file(), std::filesystem::copy_options::overwrite_existing);
-    Sql(c.sql);
+    Sql(c.sql + std::string("; DELETE FROM set_aside"));
     testing::internal::CaptureStderr();
     EXPECT_TRUE(Open()) << c.sql;
     const std::string log = testing::internal::GetCapturedStderr();
@@ -302,6 +390,7 @@ TEST_F(Kept, SetsDamagedRecordsAside) {
       EXPECT_NE(log.find(std::string("set aside ") + line), std::string::npos) << line << log;
     }
     EXPECT_EQ(Do(HQOS_lib_AddSP, "new", HQOS_ID_NONE), 0u);  // the rest serves on
+    EXPECT_GE(CountAside(), c.aside.size());
     const std::string before = Snapshot();
     testing::internal::CaptureStderr();
     Open();
@@ -315,10 +404,9 @@ TEST_F(Kept, IsRefusedWhenItIsAnothersOrNewer) {
   EXPECT_EQ(hqosd::OpenStore(file(), false, why), nullptr);
   EXPECT_EQ(why, "another service has it");
   Sql("UPDATE record SET value = '2' WHERE key = 'VERSION'");
-  testing::internal::CaptureStderr();
-  EXPECT_FALSE(Open());
-  EXPECT_EQ(testing::internal::GetCapturedStderr(),
-            "hqosd: cannot use the store: its version is 2, not 1\n");
+  Close();
+  EXPECT_EQ(hqosd::OpenStore(file(), false, why), nullptr);
+  EXPECT_EQ(why, "its version is 2, not 1");
 }
 
 }  // namespace

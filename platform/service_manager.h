@@ -1,0 +1,31 @@
+// The platform's service manager. Arguments without a name are 0.
+#ifndef HQOS_PLATFORM_SERVICE_MANAGER_H
+#define HQOS_PLATFORM_SERVICE_MANAGER_H
+
+#include <stdint.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+// On a host the only service is "hqos": the program hqosd ($HQOSD where that is set, else found by
+// PATH), one process a node with its own endpoint and store, detached from the caller. The node of
+// the self slot has the endpoint of HQOS_SERVICE_NODE.
+
+// Writes 1 to *status when somebody listens at the node's endpoint, else 0. Returns 0, or EINVAL
+// with *status untouched for another service.
+uint32_t SERVICE_GetStatus(uint16_t node, const char* name, uint32_t, uint32_t* status);
+
+// Starts the service on the node, or on each of `count` nodes, and returns when it listens or has
+// failed, at the latest after 10 seconds. Returns 0, or a code: EINVAL for another service or a
+// node that no slot has, ENOENT when there is no program, ECHILD when it ended, ETIMEDOUT; of
+// several nodes the first code.
+uint32_t SERVICE_Start(uint16_t node, const char* name, uint32_t, uint32_t);
+uint32_t SERVICE_BatchStart(const uint16_t* nodes, uint32_t count, const char* name, uint32_t,
+                            uint32_t);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif
