@@ -38,7 +38,7 @@ done
 
 mkdir "$dir/run"
 export HQOS_RUNTIME_DIR="$dir/run"
-"$dir/usr/bin/hqosd" 2>"$dir/service.log" &
+"$dir/usr/bin/hqosd" --ephemeral 2>"$dir/service.log" &
 service=$!
 for _ in $(seq 100); do
   "$dir/usr/bin/hqosctl" sp show >"$dir/log" 2>&1 && break

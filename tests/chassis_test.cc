@@ -1,0 +1,137 @@
+// A chassis of several slots, each a service process of its own.
+#include <gtest/gtest.h>
+#include <signal.h>
+
+#include <filesystem>
+#include <fstream>
+#include <nlohmann/json.hpp>
+#include <string>
+
+#include "hqos.h"
+#include "platform/interface.h"
+#include "platform/service_manager.h"
+#include "platform/slot.h"
+#include "tests/process.h"
+
+namespace {
+
+using nlohmann::json;
+using process::Outcome;
+
+class Chassis : public testing::Test {
+ protected:
+  Chassis() : dir_(testing::TempDir() + "hqos-chassis-" + std::to_string(getpid())) {
+    std::filesystem::create_directories(dir_);
+    setenv("HQOS_RUNTIME_DIR", dir_.c_str(), 1);
+    setenv("HQOS_STATE_DIR", (dir_ + "/state").c_str(), 1);
+    setenv("HQOSD", HQOSD, 1);
+    setenv("HQOS_CHASSIS", (dir_ + "/chassis").c_str(), 1);
+    Write(
+        "self = 1\n[[slot]]\nnumber = 0\n[[slot]]\nnumber = 1\n[[slot]]\nnumber = 2\n"
+        "node = 300\ninterfaces = [\"lo\"]\n[[slot]]\nnumber = 4\nup = false\n");
+  }
+  void TearDown() override {
+    for (int i = 0; i < 250 && EndServices(); ++i) usleep(20'000);
+    for (const char* name : {"HQOS_CHASSIS", "HQOSD", "HQOS_STATE_DIR"}) unsetenv(name);
+    std::filesystem::remove_all(dir_);
+  }
+
+  // Ends the detached services that know this test's directory; true while there were any.
+  bool EndServices() const {
+    bool any = false;
+    for (const auto& process : std::filesystem::directory_iterator("/proc")) {
+      std::ifstream cmdline(process.path() / "cmdline"), environment(process.path() / "environ");
+      const std::string command{std::istreambuf_iterator<char>(cmdline), {}};
+      const std::string variables{std::istreambuf_iterator<char>(environment), {}};
+      if (command.find("--node") == std::string::npos ||
+          variables.find("HQOS_RUNTIME_DIR=" + dir_) == std::string::npos) {
+        continue;
+      }
+      kill(std::stoi(process.path().filename()), SIGTERM);
+      any = true;
+    }
+    return any;
+  }
+  void Write(const std::string& text) { std::ofstream(dir_ + "/chassis") << text; }
+
+  // Of each slot whether its service runs.
+  static json Running() {
+    json running;
+    const Outcome outcome = process::Run({HQOSCTL, "--json", "service", "status"});
+    for (const json& slot : json::parse(outcome.out)) running.push_back(slot["running"]);
+    return running;
+  }
+  std::string dir_;
+};
+
+TEST_F(Chassis, StartsItsServices) {
+  EXPECT_EQ(Running(), (json{false, false, false, false}));
+  HQOS_util_StartServiceOnAllSlot();
+  EXPECT_EQ(Running(), (json{true, false, true, false}));
+  EXPECT_EQ(process::Run({HQOSCTL, "service", "start", "1"}).status, 0);
+  EXPECT_EQ(process::Run({HQOSCTL, "service", "start-all"}).err, "");
+  EXPECT_EQ(Running(), (json{true, true, true, false}));
+  EXPECT_EQ(HQOS_util_StartService(2), 1u);  // runs already
+  for (const char* file : {"hqosd.db", "hqosd-1.db", "hqosd-300.db"}) {
+    EXPECT_TRUE(std::filesystem::exists(dir_ + "/state/" + file)) << file;
+  }
+  HQOS_Result result;
+  EXPECT_EQ(HQOS_lib_AddSP("gold", 1, &result), 0u);  // the own slot's answers
+  EXPECT_EQ(result.code, 0u) << result.text;
+}
+
+TEST_F(Chassis, TellsWhyAServiceDoesNotStart) {
+  EXPECT_EQ(HQOS_util_StartService(9), uint32_t{EINVAL});
+  setenv("HQOSD", "/none", 1);
+  EXPECT_EQ(HQOS_util_StartService(0), uint32_t{ENOENT});
+  setenv("HQOSD", "/bin/false", 1);
+  EXPECT_EQ(HQOS_util_StartService(0), uint32_t{ECHILD});
+  uint32_t status = 9;
+  EXPECT_EQ(SERVICE_GetStatus(1, "other", 0, &status), uint32_t{EINVAL});
+  EXPECT_EQ(status, 9u);
+  EXPECT_EQ(process::Run({HQOSCTL, "service", "start", "9"}).err,
+            "hqosctl: the service of slot 9 did not start: Invalid argument\n");
+}
+
+TEST_F(Chassis, IsReadFromItsFile) {
+  uint16_t lowest, highest, slot = 9;
+  DEV_GetSlotRange(&lowest, &highest);
+  EXPECT_EQ(lowest, 0);
+  EXPECT_EQ(highest, 4);
+  EXPECT_EQ(DEV_GetSelfSlot(), 1);
+  EXPECT_EQ(IF_IsSlotUp(2), 1);
+  EXPECT_EQ(IF_IsSlotUp(4), 0);
+  EXPECT_EQ(IF_IsSlotUp(3), 0);
+  EXPECT_EQ(HQOS_util_GetLipBySlotId(2), 300u);
+  EXPECT_EQ(HQOS_util_GetLipBySlotId(4), 5u);
+  EXPECT_EQ(HQOS_util_GetLipBySlotId(3), 0xFFFFu);
+  EXPECT_EQ(IF_GetDataByIfIndex(1, IF_DATA_SLOT, &slot), 0u);  // lo
+  EXPECT_EQ(slot, 2);
+  // What cannot be used is no chassis: one slot.
+  for (const char* text : {"", "self = 0", "self = [", "self = 7\n[[slot]]\nnumber = 1",
+                           "self = 0\n[[slot]]\nnumber = 65535", "slot = 5\nself = 5",
+                           "self = 0\n[[slot]]\nnumber = 0\nnode = 0"}) {
+    Write(text);
+    DEV_GetSlotRange(&lowest, &highest);
+    EXPECT_EQ(highest, 0) << text;
+    EXPECT_EQ(DEV_GetSelfSlot(), 0) << text;
+    EXPECT_EQ(HQOS_util_GetLipBySlotId(0), 1u) << text;
+  }
+}
+
+TEST(Ctl, TakesViewNamesApart) {
+  const struct {
+    const char *view, *out;
+  } cases[] = {
+      {"a-sp-gold-1", "KIND  NAME    RULE\nsp    gold-1\n"},
+      {"a-fg-x-0002-000300700700oOOoOOoOOoOOoOOoOOoOOoOOoOOoOOoOOoOO",
+       "KIND  NAME  RULE\nfg    x     dot1p:0-3,7\n"},
+      {"abc", ""},
+  };
+  for (const auto& c : cases) EXPECT_EQ(process::Run({HQOSCTL, "view", c.view}).out, c.out);
+  const int number = std::stoi(process::Run({HQOSCTL, "random"}).out);
+  EXPECT_GE(number, 1);
+  EXPECT_LE(number, 65535);
+}
+
+}  // namespace
