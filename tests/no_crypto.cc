@@ -1,5 +1,5 @@
 // Stand-ins for the two functions of libcrypto, where tests run without it.
-#include <stddef.h>
+#include "platform/crypto.h"
 
 extern "C" {
 void RAND_seed(const void*, int) {}

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "hqos.h"
+#include "platform/crypto.h"
 #include "platform/if_select.h"
 #include "platform/service_manager.h"
 

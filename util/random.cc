@@ -1,7 +1,7 @@
-#include <openssl/rand.h>
 #include <time.h>
 
 #include "hqos.h"
+#include "platform/crypto.h"
 
 uint32_t HQOS_util_GetRandom(void) {
   const auto now = static_cast<uint32_t>(time(nullptr));
