@@ -51,7 +51,7 @@ void Start(uint16_t slot) {
 // The other slots in one batch, then the own.
 void StartAll() {
   HQOS_util_StartServiceOnAllSlot();
-  Start(DEV_GetSelfSlot());
+  if (IF_IsSlotUp(DEV_GetSelfSlot()) == 1) Start(DEV_GetSelfSlot());
   std::string missing;
   for (const uint16_t slot : Slots()) {
     if (IF_IsSlotUp(slot) != 1 || HQOS_util_IsServiceStarted(slot) == 1) continue;

@@ -11,7 +11,7 @@ extern "C" {
 // On a host the slots are those of the chassis that the TOML file $HQOS_CHASSIS describes:
 //
 //   self = 0                  # the slot on which the programs run
-//   [[slot]]
+//   [[slot]]                  # numbers and nodes are all different
 //   number = 0                # below 65535
 //   node = 1                  # 1 to 65534, optional: the number and 1
 //   up = true                 # optional

@@ -28,6 +28,18 @@ bool Read(const Payload& payload, ApplyRequest& request) {
   return hasObj && hasSP;
 }
 
+// The SP of an apply payload, and under which key it is applied; null with a refusal.
+const ObjectTable<SP>::Object* FindTarget(Model& model, const Payload& payload, ApplyKey& key,
+                                          Answer& refusal) {
+  ApplyRequest request{};
+  if (!Read(payload, request)) {
+    refusal = TooShort();
+    return nullptr;
+  }
+  const auto* const sp = FindObject(model.sps, "SP", std::string(request.sp.name), refusal);
+  return sp != nullptr && FindKey(model, request.obj, key, refusal) ? sp : nullptr;
+}
+
 // The data TLV of an application. `word0` and `word1` are the SP's two words.
 Answer Describe(const Model& model, const ApplyKey& key, uint16_t type, uint32_t word0,
                 uint32_t word1) {
@@ -88,12 +100,10 @@ Answer GetNextIfApply(const Model& model, const Payload& payload, uint16_t type,
 }  // namespace
 
 Answer ApplySP(Model& model, const Payload& payload) {
-  ApplyRequest request{};
-  if (!Read(payload, request)) return TooShort();
   Answer refusal;
-  const auto* const sp = FindObject(model.sps, "SP", std::string(request.sp.name), refusal);
   ApplyKey key;
-  if (sp == nullptr || !FindKey(model, request.obj, key, refusal)) return refusal;
+  const auto* const sp = FindTarget(model, payload, key, refusal);
+  if (sp == nullptr) return refusal;
   const std::string why = WhyNotApplicable(model, key);
   if (!why.empty()) return Refuse(HQOSD_APPLIED, why);
   uint32_t ifIndex = 0;
@@ -110,12 +120,10 @@ Answer ApplySP(Model& model, const Payload& payload) {
 }
 
 Answer UndoApplySP(Model& model, const Payload& payload) {
-  ApplyRequest request{};
-  if (!Read(payload, request)) return TooShort();
   Answer refusal;
-  const auto* const sp = FindObject(model.sps, "SP", std::string(request.sp.name), refusal);
   ApplyKey key;
-  if (sp == nullptr || !FindKey(model, request.obj, key, refusal)) return refusal;
+  const auto* const sp = FindTarget(model, payload, key, refusal);
+  if (sp == nullptr) return refusal;
   const auto application = model.applications.find(key);
   if (application == model.applications.end() || application->second.sp != sp->id) {
     return NotApplied(sp->name, key);

@@ -31,9 +31,15 @@ class Chassis : public testing::Test {
         "node = 300\ninterfaces = [\"lo\"]\n[[slot]]\nnumber = 4\nup = false\n");
   }
   void TearDown() override {
-    for (int i = 0; i < 250 && EndServices(); ++i) usleep(20'000);
+    EndAll();
     for (const char* name : {"HQOS_CHASSIS", "HQOSD", "HQOS_STATE_DIR"}) unsetenv(name);
     std::filesystem::remove_all(dir_);
+  }
+
+  void EndAll() const {
+    int rounds = 0;
+    while (EndServices() && ++rounds < 250) usleep(20'000);
+    EXPECT_LT(rounds, 250);
   }
 
   // Ends the detached services that know this test's directory; true while there were any.
@@ -44,7 +50,7 @@ class Chassis : public testing::Test {
       const std::string command{std::istreambuf_iterator<char>(cmdline), {}};
       const std::string variables{std::istreambuf_iterator<char>(environment), {}};
       if (command.find("--node") == std::string::npos ||
-          variables.find("HQOS_RUNTIME_DIR=" + dir_) == std::string::npos) {
+          variables.find(std::string("HQOS_RUNTIME_DIR=") + dir_ + '\0') == std::string::npos) {
         continue;
       }
       kill(std::stoi(process.path().filename()), SIGTERM);
@@ -69,6 +75,9 @@ TEST_F(Chassis, StartsItsServices) {
   HQOS_util_StartServiceOnAllSlot();
   EXPECT_EQ(Running(), (json{true, false, true, false}));
   EXPECT_EQ(process::Run({HQOSCTL, "service", "start", "1"}).status, 0);
+  EXPECT_EQ(Running(), (json{true, true, true, false}));
+  EndAll();
+  EXPECT_EQ(Running(), (json{false, false, false, false}));
   EXPECT_EQ(process::Run({HQOSCTL, "service", "start-all"}).err, "");
   EXPECT_EQ(Running(), (json{true, true, true, false}));
   EXPECT_EQ(HQOS_util_StartService(2), 1u);  // runs already
@@ -86,6 +95,7 @@ TEST_F(Chassis, TellsWhyAServiceDoesNotStart) {
   EXPECT_EQ(HQOS_util_StartService(0), uint32_t{ENOENT});
   setenv("HQOSD", "/bin/false", 1);
   EXPECT_EQ(HQOS_util_StartService(0), uint32_t{ECHILD});
+  EXPECT_EQ(process::Run({HQOSCTL, "service", "start-all"}).status, 3);
   uint32_t status = 9;
   EXPECT_EQ(SERVICE_GetStatus(1, "other", 0, &status), uint32_t{EINVAL});
   EXPECT_EQ(status, 9u);
@@ -110,7 +120,10 @@ TEST_F(Chassis, IsReadFromItsFile) {
   // What cannot be used is no chassis: one slot.
   for (const char* text : {"", "self = 0", "self = [", "self = 7\n[[slot]]\nnumber = 1",
                            "self = 0\n[[slot]]\nnumber = 65535", "slot = 5\nself = 5",
-                           "self = 0\n[[slot]]\nnumber = 0\nnode = 0"}) {
+                           "self = 0\n[[slot]]\nnumber = 0\nnode = 0",
+                           "self = 0\n[[slot]]\nnumber = 0\n[[slot]]\nnumber = 65534",
+                           "self = 0\n[[slot]]\nnumber = 0\n[[slot]]\nnumber = 0\nnode = 9",
+                           "self = 0\n[[slot]]\nnumber = 0\nnode = 2\n[[slot]]\nnumber = 1"}) {
     Write(text);
     DEV_GetSlotRange(&lowest, &highest);
     EXPECT_EQ(highest, 0) << text;

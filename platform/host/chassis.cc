@@ -38,7 +38,12 @@ bool ReadSlots(Chassis& chassis) {
     Slot one{0, 0, slot["up"].value_or(true)};
     if (!ReadNumber(slot["number"], one.number)) return false;
     one.node = static_cast<uint16_t>(one.number + 1);
+    if (one.node == kNoNode) return false;
     if (slot["node"] && (!ReadNumber(slot["node"], one.node) || one.node == 0)) return false;
+    const bool isTaken = std::any_of(
+        chassis.slots.begin(), chassis.slots.end(),
+        [&](const Slot& other) { return other.number == one.number || other.node == one.node; });
+    if (isTaken) return false;
     chassis.slots.push_back(one);
   }
   std::sort(chassis.slots.begin(), chassis.slots.end(),

@@ -24,21 +24,47 @@ constexpr int kPause = 20;
 
 bool IsKnown(const char* name) { return strcmp(name, "hqos") == 0; }
 
-bool Listens(uint16_t node) {
+// The first SP is asked for; any reply will do.
+constexpr uint8_t kQuestion[] = {8, 1, 1, 3, 1, 0, 0, 0, 0, 2, 0, 4, 0, 0, 0xFF, 0xFF};
+constexpr int kAnswerTime = 1000;  // milliseconds
+
+bool WaitFor(int fd, int milliseconds) {
+  pollfd one{fd, POLLIN, 0};
+  int ready;
+  do {
+    ready = poll(&one, 1, milliseconds);
+  } while (ready < 0 && errno == EINTR);
+  return ready > 0;
+}
+
+// Whether a service answers at the node's endpoint.
+bool Answers(uint16_t node) {
   const uint32_t endpoint = node == hqos::host::SelfNode() ? kSelfEndpoint : node;
   const sockaddr_lip address{sizeof address, LIP_FAMILY, htons(kPort), htonl(endpoint), {}};
   const int fd = LIP_Socket(LIP_FAMILY, SOCK_DGRAM, LIP_PROTOCOL);
-  const bool listens = fd >= 0 && LIP_Connect(fd, &address, sizeof address) == 0;
-  if (fd >= 0) close(fd);
-  return listens;
+  if (fd < 0) return false;
+  fcntl(fd, F_SETFL, O_NONBLOCK);  // a service that does not accept must not hold anybody up
+  char reply;
+  const bool answers = LIP_Connect(fd, &address, sizeof address) == 0 &&
+                       send(fd, kQuestion, sizeof kQuestion, 0) == sizeof kQuestion &&
+                       WaitFor(fd, kAnswerTime) && recv(fd, &reply, 1, 0) > 0;
+  close(fd);
+  return answers;
 }
 
-// Becomes hqosd for the node, detached; `alive` is kept open until it ends, `failed` is told when
-// there is no program.
-[[noreturn]] void Become(uint16_t node, int failed) {
+// Becomes hqosd for the node, detached, with no descriptors but `alive`, which stays open until it
+// ends; `failed` is told when there is no program.
+[[noreturn]] void Become(uint16_t node, int alive, int failed) {
   setsid();
   const int null = open("/dev/null", O_RDWR);
+  // Out of the way of the three standard descriptors.
+  alive = fcntl(alive, F_DUPFD, 3);
+  failed = fcntl(failed, F_DUPFD_CLOEXEC, 3);
   for (int fd = 0; fd < 3 && null >= 0; ++fd) dup2(null, fd);
+  const long most = sysconf(_SC_OPEN_MAX);
+  for (int fd = 3; fd < most && fd < 65536; ++fd) {
+    if (fd != alive && fd != failed) close(fd);
+  }
   char number[8];
   scnprintf(number, sizeof number, "%u", node);
   const char* const given = secure_getenv("HQOSD");
@@ -53,23 +79,23 @@ bool Listens(uint16_t node) {
 // Starts it as a child of nobody here. Returns a descriptor that ends when it does, or -1.
 int Spawn(uint16_t node, uint32_t& why) {
   int alive[2], failed[2];
-  if (pipe(alive) != 0) return why = static_cast<uint32_t>(errno), -1;
+  if (pipe2(alive, O_CLOEXEC) != 0) return why = static_cast<uint32_t>(errno), -1;
   if (pipe2(failed, O_CLOEXEC) != 0) {
     why = static_cast<uint32_t>(errno);
     close(alive[0]), close(alive[1]);
     return -1;
   }
-  fcntl(alive[0], F_SETFD, FD_CLOEXEC);
   const pid_t child = fork();
   if (child == 0) {
-    if (fork() == 0) Become(node, failed[1]);
+    if (fork() == 0) Become(node, alive[1], failed[1]);
     _exit(0);
   }
+  int reason = child < 0 ? errno : 0;
   close(alive[1]);
   close(failed[1]);
-  int reason = child < 0 ? errno : 0;
   if (child > 0) {
-    waitpid(child, nullptr, 0);
+    while (waitpid(child, nullptr, 0) < 0 && errno == EINTR) continue;
+    WaitFor(failed[0], -1);
     if (read(failed[0], &reason, sizeof reason) != sizeof reason) reason = 0;
   }
   close(failed[0]);
@@ -79,12 +105,11 @@ int Spawn(uint16_t node, uint32_t& why) {
   return -1;
 }
 
-// Waits until it listens or has ended.
+// Waits until it answers or has ended.
 uint32_t Await(uint16_t node, int alive) {
   for (int waited = 0; waited < kPatience; waited += kPause) {
-    if (Listens(node)) return 0;
-    pollfd end{alive, 0, 0};
-    if (poll(&end, 1, kPause) > 0) return Listens(node) ? 0 : ECHILD;
+    if (Answers(node)) return 0;
+    if (WaitFor(alive, kPause)) return Answers(node) ? 0 : ECHILD;
   }
   return ETIMEDOUT;
 }
@@ -109,7 +134,7 @@ bool HasSlot(uint16_t node) {
 
 uint32_t SERVICE_GetStatus(uint16_t node, const char* name, uint32_t, uint32_t* status) {
   if (!IsKnown(name)) return EINVAL;
-  *status = HasSlot(node) && Listens(node) ? 1 : 0;
+  *status = HasSlot(node) && Answers(node) ? 1 : 0;
   return 0;
 }
 
@@ -117,7 +142,7 @@ uint32_t SERVICE_Start(uint16_t node, const char* name, uint32_t, uint32_t) {
   return SERVICE_BatchStart(&node, 1, name, 0, 0);
 }
 
-// One after the other: hqosd listens within milliseconds.
+// One after the other: hqosd answers within milliseconds.
 uint32_t SERVICE_BatchStart(const uint16_t* nodes, uint32_t count, const char* name, uint32_t,
                             uint32_t) {
   if (!IsKnown(name)) return EINVAL;
