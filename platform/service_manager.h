@@ -12,14 +12,14 @@ extern "C" {
 // PATH), one process a node with its own endpoint and store, detached from the caller. The node of
 // the self slot has the endpoint of HQOS_SERVICE_NODE.
 
-// Writes 1 to *status when a service answers at the node's endpoint within a second, else 0. Returns 0, or EINVAL
-// with *status untouched for another service.
+// Writes 1 to *status when a service answers at the node's endpoint within a second, else 0.
+// Returns 0, or EINVAL with *status untouched for another service.
 uint32_t SERVICE_GetStatus(uint16_t node, const char* name, uint32_t, uint32_t* status);
 
 // Starts the service on the node, or on each of `count` nodes, and returns when it answers or has
-// failed, for each node at the latest after about 10 seconds; the nodes take their turns. Returns 0, or a code: EINVAL for another service or a
-// node that no slot has, ENOENT when there is no program, ECHILD when it ended, ETIMEDOUT; of
-// several nodes the first code.
+// failed, for each node at the latest after about 10 seconds; the nodes take their turns. Returns
+// 0, or a code: EINVAL for another service or a node that no slot has, ENOENT when there is no
+// program, ECHILD when it ended, ETIMEDOUT; of several nodes the first code.
 uint32_t SERVICE_Start(uint16_t node, const char* name, uint32_t, uint32_t);
 uint32_t SERVICE_BatchStart(const uint16_t* nodes, uint32_t count, const char* name, uint32_t,
                             uint32_t);

@@ -145,6 +145,10 @@ int main(int argc, char** argv) {
   hqosd::Keeper keeper(std::move(model));
   if (!ephemeral) {
     auto store = Open(file, false);
+    // One that can only be read is served, and every change refused.
+    if (store == nullptr && access(file.c_str(), W_OK) != 0 && access(file.c_str(), R_OK) == 0) {
+      store = Open(file, true);
+    }
     if (store == nullptr || !keeper.KeepIn(std::move(store))) return 1;
   }
   return Serve(endpoint, keeper);

@@ -4,6 +4,7 @@
 #include <sys/file.h>
 #include <unistd.h>
 
+#include <cctype>
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
@@ -130,6 +131,21 @@ int Lock(const std::string& file, std::string& why) {
   return -1;
 }
 
+// The file as SQLite opens it to read. One that nobody has open, in a directory where no log can be
+// made beside it, is opened as one that does not change.
+std::string ReadingUri(const std::string& file) {
+  std::string uri = "file:";
+  for (const char c : file) {
+    constexpr char kDigits[] = "0123456789ABCDEF";
+    const auto byte = static_cast<unsigned char>(c);
+    const bool isPlain = std::isalnum(byte) != 0 || c == '/' || c == '.' || c == '-' || c == '_';
+    uri += isPlain ? std::string(1, c) : std::string{'%', kDigits[byte >> 4], kDigits[byte & 15]};
+  }
+  const std::string dir = std::filesystem::path(file).parent_path();
+  const bool canLog = access(dir.empty() ? "." : dir.c_str(), W_OK) == 0;
+  return canLog || access((file + "-wal").c_str(), F_OK) == 0 ? uri : uri + "?immutable=1";
+}
+
 }  // namespace
 
 std::unique_ptr<Store> OpenStore(const std::string& file, bool readOnly, std::string& why) {
@@ -141,8 +157,10 @@ std::unique_ptr<Store> OpenStore(const std::string& file, bool readOnly, std::st
     if (lock < 0) return nullptr;
   }
   sqlite3* db = nullptr;
-  const int flags = readOnly ? SQLITE_OPEN_READONLY : SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE;
-  const int result = sqlite3_open_v2(file.c_str(), &db, flags, nullptr);
+  const int flags = readOnly ? SQLITE_OPEN_READONLY | SQLITE_OPEN_URI
+                             : SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE;
+  const std::string name = readOnly ? ReadingUri(file) : file;
+  const int result = sqlite3_open_v2(name.c_str(), &db, flags, nullptr);
   auto store = std::make_unique<SqliteStore>(Database(db), lock);
   if (db != nullptr) sqlite3_busy_timeout(db, 5000);
   if (result == SQLITE_OK) {

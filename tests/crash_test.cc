@@ -89,6 +89,36 @@ TEST(Crash, LosesAndInventsNothing) {
   RecordProperty("fps", static_cast<int>(known));
 }
 
+// As another user, for whom the directory is read-only.
+TEST(Crash, ServesAStoreThatCanOnlyBeRead) {
+  Service service({"--store", "@/store"});
+  HQOS_Result result;
+  HQOS_lib_AddSP("gold", 1, &result);
+  service.Signal(SIGTERM);
+  service.Wait();
+  const std::string dir = service.dir() + "/run", store = service.dir() + "/store";
+  const bool isRoot = geteuid() == 0;
+  std::filesystem::create_directories(dir);
+  std::filesystem::permissions(dir, std::filesystem::perms::all);
+  std::filesystem::permissions(store, static_cast<std::filesystem::perms>(0444));
+  std::filesystem::permissions(service.dir(), static_cast<std::filesystem::perms>(0555));
+  const std::string run = "HQOS_RUNTIME_DIR=" + dir + " ";
+  const std::string as = isRoot ? "setpriv --reuid 65534 --regid 65534 --clear-groups " : "";
+  const process::Outcome outcome =
+      process::Run({"/bin/sh", "-c",
+                    run + as + HQOSD " --store " + store + " & service=$!; export " + run +
+                        "; for i in 1 2 3 4 5 6 7 8 9; do sleep 0.1; " + as + HQOSCTL +
+                        " sp show && break; done; " + as + HQOSCTL + " sp add tin; " + as +
+                        HQOSCTL + " sp show; kill $service"});
+  std::filesystem::permissions(service.dir(), std::filesystem::perms::owner_all);
+  EXPECT_TRUE(
+      outcome.out.ends_with("NAME  ID  UNIT\ngold  1   byte-count\nNAME  ID  UNIT\n"
+                            "gold  1   byte-count\n"))
+      << outcome.out;
+  EXPECT_NE(outcome.err.find("hqosctl: nothing is changed, the store fails: "), std::string::npos)
+      << outcome.err;
+}
+
 TEST(Crash, CheckTellsWhatIsThere) {
   Service service({"--store", "@/store"});
   HQOS_Result result;
