@@ -6,8 +6,8 @@ namespace hqosd {
 
 namespace {
 
-Answer NoInterface(const std::string& what) {
-  return Refuse(HQOSD_NOT_FOUND, "interface " + what + " does not exist");
+Answer NoInterface(const std::string& title) {
+  return Refuse(HQOSD_NOT_FOUND, title + " does not exist");
 }
 
 // The name under which an interface that has gone was applied to; "" when it was not.
@@ -21,7 +21,7 @@ std::string FormerName(const Model& model, uint32_t index) {
   return "";
 }
 
-bool IsApplied(const Model& model, const std::string& name) {
+bool IsKnown(const Model& model, const std::string& name) {
   const auto first = model.applications.lower_bound({HQOS_APPOBJ_IFINDEX, name, 0, 0});
   return first != model.applications.end() && first->first.name == name;
 }
@@ -33,12 +33,12 @@ std::string NameOf(const Model& model, const HQOS_AppObj& obj, Answer& refusal) 
   if (name.empty()) {
     const auto found = model.interfaces->Find(obj.value);
     std::string former = found ? found->name : FormerName(model, obj.value);
-    if (former.empty()) refusal = NoInterface(std::to_string(obj.value));
+    if (former.empty()) refusal = NoInterface("interface " + std::to_string(obj.value));
     return former;
   }
   const auto found = model.interfaces->Find(name);
-  if (!found && !IsApplied(model, name)) {
-    refusal = Refuse(HQOSD_NOT_FOUND, title + " does not exist");
+  if (!found && !IsKnown(model, name)) {
+    refusal = NoInterface(title);
   } else if (found && obj.value != 0 && found->index != obj.value) {
     refusal = Refuse(HQOSD_BAD_VALUE, title + " has the index " + std::to_string(found->index) +
                                           ", not " + std::to_string(obj.value));
@@ -112,6 +112,11 @@ void FreeIndex(Model& model, const ApplyKey& key, uint32_t ifIndex) {
     model.touchedRuns.emplace(other, application.ifIndex);
     model.touchedApplications.insert(other);
   }
+}
+
+bool IsApplied(const Model& model, const ObjectTable<SP>::Object& sp, const ApplyKey& key) {
+  const auto application = model.applications.find(key);
+  return application != model.applications.end() && application->second.sp == sp.id;
 }
 
 Answer NotApplied(const std::string& sp, const ApplyKey& key) {

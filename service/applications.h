@@ -20,6 +20,9 @@ std::string WhyNotApplicable(const Model& model, const ApplyKey& key);
 // from an interface that has gone gets a number that no interface has.
 void FreeIndex(Model& model, const ApplyKey& key, uint32_t ifIndex);
 
+// Whether it is this SP that is applied there.
+bool IsApplied(const Model& model, const ObjectTable<SP>::Object& sp, const ApplyKey& key);
+
 // The refusal that says that the SP is not applied there.
 Answer NotApplied(const std::string& sp, const ApplyKey& key);
 

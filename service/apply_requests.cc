@@ -1,5 +1,6 @@
 // Applying SPs, and the queries that read where they are applied.
 #include "lib/apply.h"
+#include "platform/hqosd_store.h"
 #include "service/applications.h"
 #include "service/hierarchy.h"
 #include "service/sp_record.h"
@@ -8,31 +9,11 @@ namespace hqosd {
 
 namespace {
 
-// The object and the SP of an apply payload.
-struct ApplyRequest {
-  HQOS_AppObj obj;
-  HQOS_ObjPayload sp;
-};
-
-bool Read(const Payload& payload, ApplyRequest& request) {
-  bool hasObj = false, hasSP = false;
-  hqos::TlvWalk walk(payload.value, payload.length);
-  for (hqos::Tlv tlv; walk.Next(tlv);) {
-    if (tlv.type == HQOS_TLV_APPOBJ) {
-      hasObj |= hqos::DecodeAppObj(tlv.value, tlv.length, &request.obj);
-    }
-    if (tlv.type == HQOS_TLV_SPNAME) {
-      hasSP |= Decode(hqos::kObjPayload, tlv.value, tlv.length, request.sp);
-    }
-  }
-  return hasObj && hasSP;
-}
-
 // The SP of an apply payload, and under which key it is applied; null with a refusal.
 const ObjectTable<SP>::Object* FindTarget(Model& model, const Payload& payload, ApplyKey& key,
                                           Answer& refusal) {
-  ApplyRequest request{};
-  if (!Read(payload, request)) {
+  HQOS_ApplyInfo request;
+  if (HQOSD_ReadApply(payload.value, payload.length, &request) == 0) {
     refusal = TooShort();
     return nullptr;
   }
@@ -124,10 +105,8 @@ Answer UndoApplySP(Model& model, const Payload& payload) {
   ApplyKey key;
   const auto* const sp = FindTarget(model, payload, key, refusal);
   if (sp == nullptr) return refusal;
+  if (!IsApplied(model, *sp, key)) return NotApplied(sp->name, key);
   const auto application = model.applications.find(key);
-  if (application == model.applications.end() || application->second.sp != sp->id) {
-    return NotApplied(sp->name, key);
-  }
   model.touchedApplications.insert(key);
   model.touchedRuns.emplace(key, application->second.ifIndex);
   model.applications.erase(application);

@@ -101,14 +101,13 @@ void Keeper::Commit(std::vector<Exchange>& exchanges) {
 
 bool CheckStore(Store& store) {
   std::vector<StoredRecord> records;
-  std::string why = store.Read(records);
-  Model model;
-  Loaded loaded;
-  if (why.empty()) loaded = Load(records, model);
+  const std::string why = store.Read(records);
   if (!why.empty()) {
     std::printf("the store cannot be used: %s\n", why.c_str());
     return false;
   }
+  Model model;
+  const Loaded loaded = Load(records, model);
   std::printf("%zu records: %zu SPs, %zu FGs, %zu FCs, %zu FPs, %zu DPs, %zu applications\n",
               records.size(), model.sps.All().size(), model.fgs.All().size(),
               model.fcs.All().size(), model.fps.All().size(), model.dps.All().size(),

@@ -11,13 +11,22 @@ namespace hqosd {
 
 namespace {
 
+using Handler = Answer (*)(Model&, const Payload&);
+
 // Runs a request of the service on a payload of its own; "" or why it was refused.
 template <class Layout, class Record>
-std::string Run(Answer (*handle)(Model&, const Payload&), Model& model, const Layout& layout,
-                const Record& record) {
+std::string Run(Handler handle, Model& model, const Layout& layout, const Record& record) {
   const Bytes payload = Encoded(layout, record);
   const Answer answer = handle(model, {payload.data(), static_cast<uint16_t>(payload.size())});
   return answer.text;
+}
+
+// FCs are otherwise made by nesting them.
+Answer AddFC(Model& model, const Payload& payload) {
+  return AddObject(model.fcs, "FC", payload, [&](uint16_t id) {
+    const auto* const fg = model.fgs.Find(id);
+    return fg == nullptr ? std::string() : "FG " + fg->name;
+  });
 }
 
 constexpr char kDoesNotDecode[] = "the record does not decode";
@@ -33,16 +42,12 @@ class Loader {
     ForEach(HQOSD_KEY_DP, [&](auto& r, auto& name) { return LoadDP(r, name); });
     ForEach(HQOSD_KEY_FP, [&](auto& r, auto& name) { return LoadFP(r, name); });
     ForEach(HQOSD_KEY_FG, [&](auto& r, auto& name) {
-      return LoadNamed<HQOS_FGInfo>(r, name, HQOSD_ReadFG,
-                                    [](Model& m, const Payload& p) { return hqosd::AddFG(m, p); });
+      HQOS_FGInfo info;
+      return LoadNamed(r, name, HQOSD_ReadFG, AddFG, info);
     });
     ForEach(HQOSD_KEY_FC, [&](auto& r, auto& name) {
-      return LoadNamed<HQOS_FCInfo>(r, name, HQOSD_ReadFC, [](Model& m, const Payload& p) {
-        return AddObject(m.fcs, "FC", p, [&](uint16_t id) {
-          const auto* const fg = m.fgs.Find(id);
-          return fg == nullptr ? std::string() : "FG " + fg->name;
-        });
-      });
+      HQOS_FCInfo info;
+      return LoadNamed(r, name, HQOSD_ReadFC, AddFC, info);
     });
     ForEach(HQOSD_KEY_FG_NEST, [&](auto& r, auto&) { return LoadNesting(r, 2); });
     ForEach(HQOSD_KEY_SP_NEST, [&](auto& r, auto&) { return LoadNesting(r, 1); });
@@ -53,8 +58,6 @@ class Loader {
   }
 
  private:
-  using FCAdder = Answer (*)(Model&, const Payload&);
-
   // Takes the records whose key begins so; `load` gets each with what stands behind the prefix,
   // and returns why it cannot be taken.
   template <class LoadOne>
@@ -72,10 +75,10 @@ class Loader {
     loaded_.mending.push_back({key, {}, why});
   }
 
+  // Reads a record into `info` and adds the object that it names.
   template <class Info>
   std::string LoadNamed(const StoredRecord& record, const std::string& name,
-                        int (*read)(const uint8_t*, size_t, Info*), FCAdder add) {
-    Info info;
+                        int (*read)(const uint8_t*, size_t, Info*), Handler add, Info& info) {
     if (read(record.value.data(), record.value.size(), &info) == 0) return kDoesNotDecode;
     if (info.name != name) return kOtherName;
     if (info.id == HQOS_ID_NONE) return "the identifier is out of its range";
@@ -89,10 +92,9 @@ class Loader {
   }
 
   std::string LoadSP(const StoredRecord& record, const std::string& name) {
-    std::string why = LoadNamed<HQOS_SPInfo>(record, name, HQOSD_ReadSP, AddSP);
+    HQOS_SPInfo info;
+    std::string why = LoadNamed(record, name, HQOSD_ReadSP, AddSP, info);
     if (!why.empty()) return why;
-    HQOS_SPInfo info{};
-    HQOSD_ReadSP(record.value.data(), record.value.size(), &info);
     HQOS_ObjValuePayload unit{{}, info.value1};
     CopyName(name, unit.name);
     why = Run(SetSPUnit, model_, hqos::kObjValuePayload, unit);
@@ -101,10 +103,9 @@ class Loader {
   }
 
   std::string LoadDP(const StoredRecord& record, const std::string& name) {
-    std::string why = LoadNamed<HQOS_DPInfo>(record, name, HQOSD_ReadDP, AddDP);
+    HQOS_DPInfo info;
+    std::string why = LoadNamed(record, name, HQOSD_ReadDP, AddDP, info);
     if (!why.empty()) return why;
-    HQOS_DPInfo info{};
-    HQOSD_ReadDP(record.value.data(), record.value.size(), &info);
     DP& dp = model_.dps.Find(name)->value;
     dp.weight = info.weight;
     std::copy(std::begin(info.thresholds), std::end(info.thresholds), dp.thresholds);
@@ -113,14 +114,14 @@ class Loader {
 
   std::string LoadFP(const StoredRecord& record, const std::string& name) {
     HQOS_FPCfg cfg;
-    if (HQOSD_ReadFPCfg(record.value.data(), record.value.size(), &cfg) == 0) {
-      return kDoesNotDecode;
-    }
+    std::string why = LoadNamed(record, name, HQOSD_ReadFPCfg, AddFP, cfg);
+    if (!why.empty()) return why;
     auto* const dp = model_.dps.Find(std::string(cfg.dpName));
     const bool refers = (cfg.flags & HQOS_FPI_DPREF) != 0;
-    if (refers && dp == nullptr) return "DP " + std::string(cfg.dpName) + " does not exist";
-    std::string why = LoadNamed<HQOS_FPCfg>(record, name, HQOSD_ReadFPCfg, AddFP);
-    if (!why.empty()) return why;
+    if (refers && dp == nullptr) {
+      model_.fps.Remove(name);
+      return "DP " + std::string(cfg.dpName) + " does not exist";
+    }
     HQOS_FPInfo& settings = model_.fps.Find(name)->value.settings;
     settings.flags = cfg.flags;
     settings.bandwidth = cfg.bandwidth;

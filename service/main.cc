@@ -90,6 +90,14 @@ std::unique_ptr<hqosd::Store> Open(const std::string& file, bool readOnly) {
   return store;
 }
 
+// Such a store is served, and every change refused. To write takes the directory too.
+bool CanOnlyBeRead(const std::string& file) {
+  const std::string dir = std::filesystem::path(file).parent_path();
+  const bool canWrite =
+      access(file.c_str(), W_OK) == 0 && access(dir.empty() ? "." : dir.c_str(), W_OK) == 0;
+  return !canWrite && access(file.c_str(), R_OK) == 0;
+}
+
 // As many descriptors, and so clients, as the system allows.
 void RaiseDescriptorLimit() {
   rlimit limit;
@@ -145,10 +153,7 @@ int main(int argc, char** argv) {
   hqosd::Keeper keeper(std::move(model));
   if (!ephemeral) {
     auto store = Open(file, false);
-    // One that can only be read is served, and every change refused.
-    if (store == nullptr && access(file.c_str(), W_OK) != 0 && access(file.c_str(), R_OK) == 0) {
-      store = Open(file, true);
-    }
+    if (store == nullptr && CanOnlyBeRead(file)) store = Open(file, true);
     if (store == nullptr || !keeper.KeepIn(std::move(store))) return 1;
   }
   return Serve(endpoint, keeper);

@@ -52,7 +52,7 @@ HQOS_FPRun RunOf(const ObjectTable<FP>::Object& fp) {
   return run;
 }
 
-// The changes of one kind of object: `add` makes the records of one that exists, under its keys,
+// The changes of one kind of object: `make` gives the records of one that exists, under its keys,
 // which are the `prefixes` with its name.
 template <class Value, class Make>
 void TakeObjects(ObjectTable<Value>& table, const std::vector<std::string>& prefixes,
@@ -112,7 +112,7 @@ Change ApplicationChange(const Model& model, const ApplyKey& key) {
 }
 
 // The run-time state of a node: its identifier, its kind, and the identifier of its FP.
-HQOS_LayerRun NodeOf(Model const& model, const HQOS_SPSonPath& path, const Step& step,
+HQOS_LayerRun NodeOf(const Model& model, const HQOS_SPSonPath& path, const Step& step,
                      uint16_t id) {
   HQOS_LayerRun run{path, id, step.child.kindNumber(), {}, step.nesting->rule};
   const auto* const fp = model.fps.Find(step.nesting->fp);
@@ -160,6 +160,26 @@ void AppendLayers(const Model& model, const SP& sp, Bytes& layer1, Bytes& layer2
   AppendLayer2(layer2, parent, entries);
 }
 
+// The three records of the run-time state of an interface: layers SP, L1 and L2.
+std::vector<Change> RunRows(const Model& model, const ApplyKey& key, uint32_t ifIndex) {
+  std::vector<Change> rows;
+  for (const uint32_t layer : {1u, 2u, 3u}) {
+    char text[HQOS_DBKEY_SIZE];
+    HQOS_dbmtype_EncapIfRunKey(layer, key.param, ifIndex, text);
+    rows.push_back({text, {}, {}});
+  }
+  const auto application = model.applications.find(key);
+  if (application == model.applications.end() || application->second.ifIndex != ifIndex) {
+    return rows;
+  }
+  const auto& sp = model.sps.All().at(application->second.sp);
+  rows[0].value = Encoded(hqos::kSPBase, SPBase(sp));
+  rows[1].value.emplace();
+  rows[2].value.emplace();
+  AppendLayers(model, sp.value, *rows[1].value, *rows[2].value);
+  return rows;
+}
+
 }  // namespace
 
 // One record a child: the parent's key, and in a line of its own the child.
@@ -179,24 +199,6 @@ std::string ApplicationKey(const ApplyKey& key) {
 Bytes VersionValue() {
   const std::string text = std::to_string(HQOSD_STORE_VERSION);
   return {text.begin(), text.end()};
-}
-
-std::vector<Change> RunRows(const Model& model, const ApplyKey& key, uint32_t ifIndex) {
-  std::vector<Change> rows;
-  for (const uint32_t layer : {1u, 2u, 3u}) {
-    char text[HQOS_DBKEY_SIZE];
-    HQOS_dbmtype_EncapIfRunKey(layer, key.param, ifIndex, text);
-    rows.push_back({text, {}, {}});
-  }
-  const auto application = model.applications.find(key);
-  if (application == model.applications.end() || application->second.ifIndex != ifIndex) {
-    return rows;
-  }
-  const auto& sp = model.sps.All().at(application->second.sp);
-  for (Change& row : rows) row.value.emplace();
-  rows[0].value = Encoded(hqos::kSPBase, SPBase(sp));
-  AppendLayers(model, sp.value, *rows[1].value, *rows[2].value);
-  return rows;
 }
 
 std::vector<Change> TakeChanges(Model& model) {

@@ -9,9 +9,6 @@ namespace hqosd {
 // The records of all that has been noted as changed; the notes are gone then.
 std::vector<Change> TakeChanges(Model& model);
 
-// The three records of the run-time state of an interface: layers SP, L1 and L2.
-std::vector<Change> RunRows(const Model& model, const ApplyKey& key, uint32_t ifIndex);
-
 std::string NestingRowKey(const NestingKey& key);
 std::string ApplicationKey(const ApplyKey& key);
 Bytes VersionValue();

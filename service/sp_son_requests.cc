@@ -88,12 +88,6 @@ Answer Listing(const Model& model, const Payload& payload, const List& list) {
   return Refuse(HQOSD_NOT_FOUND, "no SP has the identifier " + std::to_string(id));
 }
 
-// Whether the SP is applied to the object; `key` is where.
-bool IsApplied(const Model& model, const ObjectTable<SP>::Object& sp, const ApplyKey& key) {
-  const auto application = model.applications.find(key);
-  return application != model.applications.end() && application->second.sp == sp.id;
-}
-
 // Whether every rule on the way has a value that those above it leave.
 bool HasValues(const std::vector<Step>& way) {
   for (const Step& step : way) {

@@ -89,42 +89,47 @@ TEST(Crash, LosesAndInventsNothing) {
   RecordProperty("fps", static_cast<int>(known));
 }
 
-// As another user, for whom the directory is read-only.
-TEST(Crash, ServesAStoreThatCanOnlyBeRead) {
-  Service service({"--store", "@/store"});
+// Leaves a store with one SP behind, without a service.
+void MakeStore(Service& service) {
   HQOS_Result result;
   HQOS_lib_AddSP("gold", 1, &result);
   service.Signal(SIGTERM);
   service.Wait();
-  const std::string dir = service.dir() + "/run", store = service.dir() + "/store";
-  const bool isRoot = geteuid() == 0;
-  std::filesystem::create_directories(dir);
-  std::filesystem::permissions(dir, std::filesystem::perms::all);
-  std::filesystem::permissions(store, static_cast<std::filesystem::perms>(0444));
-  std::filesystem::permissions(service.dir(), static_cast<std::filesystem::perms>(0555));
-  const std::string run = "HQOS_RUNTIME_DIR=" + dir + " ";
-  const std::string as = isRoot ? "setpriv --reuid 65534 --regid 65534 --clear-groups " : "";
-  const process::Outcome outcome =
-      process::Run({"/bin/sh", "-c",
-                    run + as + HQOSD " --store " + store + " & service=$!; export " + run +
-                        "; for i in 1 2 3 4 5 6 7 8 9; do sleep 0.1; " + as + HQOSCTL +
-                        " sp show && break; done; " + as + HQOSCTL + " sp add tin; " + as +
-                        HQOSCTL + " sp show; kill $service"});
-  std::filesystem::permissions(service.dir(), std::filesystem::perms::owner_all);
-  EXPECT_TRUE(
-      outcome.out.ends_with("NAME  ID  UNIT\ngold  1   byte-count\nNAME  ID  UNIT\n"
-                            "gold  1   byte-count\n"))
-      << outcome.out;
-  EXPECT_NE(outcome.err.find("hqosctl: nothing is changed, the store fails: "), std::string::npos)
-      << outcome.err;
+}
+
+// As another user, for whom the directory is read-only, whether the file is or not.
+TEST(Crash, ServesAStoreThatCanOnlyBeRead) {
+  using std::filesystem::perms;
+  for (const auto mode : {static_cast<perms>(0444), static_cast<perms>(0666)}) {
+    Service service({"--store", "@/store"});
+    MakeStore(service);
+    const std::string dir = service.dir() + "/run", store = service.dir() + "/store";
+    std::filesystem::create_directories(dir);
+    std::filesystem::permissions(dir, perms::all);
+    std::filesystem::permissions(store, mode);
+    std::filesystem::permissions(service.dir(), static_cast<perms>(0555));
+    const std::string run = "HQOS_RUNTIME_DIR=" + dir + " ";
+    const std::string as =
+        geteuid() == 0 ? "setpriv --reuid 65534 --regid 65534 --clear-groups " : "";
+    const process::Outcome outcome =
+        process::Run({"/bin/sh", "-c",
+                      run + as + HQOSD " --store " + store + " & service=$!; export " + run +
+                          "; for i in 1 2 3 4 5 6 7 8 9; do sleep 0.1; " + as + HQOSCTL +
+                          " sp show && break; done; " + as + HQOSCTL + " sp add tin; " + as +
+                          HQOSCTL + " sp show; kill $service"});
+    std::filesystem::permissions(service.dir(), perms::owner_all);
+    EXPECT_TRUE(
+        outcome.out.ends_with("NAME  ID  UNIT\ngold  1   byte-count\nNAME  ID  UNIT\n"
+                              "gold  1   byte-count\n"))
+        << outcome.out;
+    EXPECT_NE(outcome.err.find("hqosctl: nothing is changed, the store fails: "), std::string::npos)
+        << outcome.err;
+  }
 }
 
 TEST(Crash, CheckTellsWhatIsThere) {
   Service service({"--store", "@/store"});
-  HQOS_Result result;
-  HQOS_lib_AddSP("gold", 1, &result);
-  service.Signal(SIGTERM);
-  service.Wait();
+  MakeStore(service);
   const std::string store = service.dir() + "/store";
   const process::Outcome check = process::Run({HQOSD, "--check", "--store", store});
   EXPECT_EQ(check.status, 0);
