@@ -1,0 +1,136 @@
+#include "fuzz/live.h"
+
+#include <cstdarg>
+
+#include "fuzz/invariants.h"
+#include "fuzz/require.h"
+#include "msg/tlv.h"
+#include "platform/hqosd_store.h"
+#include "service/hierarchy.h"
+#include "service/load.h"
+#include "service/log.h"
+#include "service/rows.h"
+
+namespace hqosd {
+
+// In place of the service's own: the lines are made, and not shown.
+void Log(const char* format, ...) {
+  char line[4096];
+  va_list arguments;
+  va_start(arguments, format);
+  std::vsnprintf(line, sizeof line, format, arguments);
+  va_end(arguments);
+}
+
+}  // namespace hqosd
+
+namespace fuzz {
+
+namespace {
+
+// A reply is a head and whole TLVs, and a status among them is the only one. Returns its code.
+uint32_t CheckReply(const hqosd::Bytes& reply) {
+  Require(reply.size() >= HQOS_MSGHEAD_LEN && reply.size() <= HQOS_MSG_MAX, "a reply has its size");
+  Require(reply[0] == HQOS_MSGHEAD_LEN && reply[1] == 1, "a reply has a head");
+  hqos::TlvWalk walk = hqos::WalkMessage(reply.data(), static_cast<uint16_t>(reply.size()));
+  const uint8_t* end = reply.data() + HQOS_MSGHEAD_LEN;
+  uint32_t code = 0;
+  int tlvs = 0;
+  bool hasStatus = false;
+  for (hqos::Tlv tlv; walk.Next(tlv); ++tlvs) {
+    end = tlv.value + tlv.length;
+    if (tlv.type != HQOS_TLV_RESULT) continue;
+    hasStatus = true;
+    Require(tlv.length > 4 && end[-1] == 0, "a status is a code and a text");
+    for (int i = 0; i < 4; ++i) code = code << 8 | tlv.value[i];
+  }
+  Require(end == reply.data() + reply.size(), "a reply is made of whole TLVs");
+  Require(!hasStatus || tlvs == 1, "a status stands alone");
+  Require(hasStatus || reply[3] != HQOS_OP_CONFIG, "a command is answered with a status");
+  return code;
+}
+
+template <class Table>
+void TouchAll(Table& table) {
+  for (const auto& [id, object] : table.All()) table.Touch(object.name);
+}
+
+template <class Table>
+void TouchNestings(hqosd::Model& model, const Table& parents, const char* kind) {
+  for (const auto& [id, parent] : parents.All()) {
+    for (const auto& [childId, nesting] : parent.value.children) {
+      const hqosd::Child child = hqosd::ChildOf(model, childId);
+      model.touchedNestings.emplace(kind, parent.name, child.kind, *child.name);
+    }
+  }
+}
+
+void TouchEverything(hqosd::Model& model) {
+  TouchAll(model.sps);
+  TouchAll(model.fgs);
+  TouchAll(model.fcs);
+  TouchAll(model.fps);
+  TouchAll(model.dps);
+  TouchNestings(model, model.sps, "SP");
+  TouchNestings(model, model.fgs, "FG");
+  for (const auto& [key, application] : model.applications) {
+    model.touchedApplications.insert(key);
+    model.touchedRuns.emplace(key, application.ifIndex);
+  }
+}
+
+void Apply(const std::vector<hqosd::Change>& changes, std::map<std::string, hqosd::Bytes>& rows) {
+  for (const hqosd::Change& change : changes) {
+    if (change.value) {
+      rows[change.key] = *change.value;
+    } else {
+      rows.erase(change.key);
+    }
+  }
+}
+
+}  // namespace
+
+Live::Live() : rows_{{HQOSD_KEY_VERSION, hqosd::VersionValue()}} {
+  interfaces.Add("lo0", 1);
+  interfaces.Add("eth0", 2);
+  interfaces.Add("eth1", 3, false);
+  model.interfaces = &interfaces;
+}
+
+bool Live::Store() {
+  const std::vector<hqosd::Change> changes = hqosd::TakeChanges(model);
+  Apply(changes, rows_);
+  return !changes.empty();
+}
+
+hqosd::Bytes Live::Ask(const uint8_t* request, size_t length) {
+  const uint32_t debug = model.debug;
+  hqosd::Bytes reply = hqosd::Respond(model, request, length);
+  const uint32_t code = CheckReply(reply);
+  const bool hasChanged = Store() || model.debug != debug;
+  Require(!hasChanged || reply[3] == HQOS_OP_CONFIG, "a query changes nothing");
+  Require(!hasChanged || code == 0, "a request that is refused changes nothing");
+  if (hasChanged) CheckInvariants(model);
+  return reply;
+}
+
+void Live::Finish() {
+  CheckInvariants(model);
+  std::map<std::string, hqosd::Bytes> all{{HQOSD_KEY_VERSION, hqosd::VersionValue()}};
+  TouchEverything(model);
+  Apply(hqosd::TakeChanges(model), all);
+  for (const auto& [key, value] : rows_) {
+    Require(all.contains(key), "a record that has gone is deleted:", key);
+    Require(all.at(key) == value, "a record is written when it changes:", key);
+  }
+  Require(all.size() == rows_.size(), "all records are written");
+  std::vector<hqosd::StoredRecord> records;
+  for (const auto& [key, value] : rows_) records.push_back({key, value});
+  hqosd::Model again;
+  const std::vector<hqosd::Change> mending = hqosd::Load(records, again).mending;
+  if (!mending.empty()) Require(false, mending[0].aside.c_str(), mending[0].key);
+  CheckInvariants(again);
+}
+
+}  // namespace fuzz
