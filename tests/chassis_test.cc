@@ -119,8 +119,8 @@ TEST_F(Chassis, IsReadFromItsFile) {
   EXPECT_EQ(slot, 2);
   // What cannot be used is no chassis: one slot.
   for (const char* text : {"", "self = 0", "self = [", "self = 7\n[[slot]]\nnumber = 1",
-                           "self = 0\n[[slot]]\nnumber = 65535", "slot = 5\nself = 5",
-                           "self = 0\n[[slot]]\nnumber = 0\nnode = 0",
+                           "self = 0\n[[slot]]\nnumber = 65535", "[`", "\xEF\xBB\xBBself = 0",
+                           "slot = 5\nself = 5", "self = 0\n[[slot]]\nnumber = 0\nnode = 0",
                            "self = 0\n[[slot]]\nnumber = 0\n[[slot]]\nnumber = 65534",
                            "self = 0\n[[slot]]\nnumber = 0\n[[slot]]\nnumber = 0\nnode = 9",
                            "self = 0\n[[slot]]\nnumber = 0\nnode = 2\n[[slot]]\nnumber = 1"}) {
