@@ -58,6 +58,13 @@ const Application* FindObstacle(const Model& model, const ApplyKey& key) {
   return nullptr;
 }
 
+// Whether there can be such an object: an interface has a name and no value, others have no name.
+bool IsObject(const ApplyKey& key) {
+  uint32_t value = 0;
+  return (key.type == HQOS_APPOBJ_IFINDEX) != key.name.empty() &&
+         HQOS_util_GetAppObjByType(key.type, key.value, &value) == 0 && value == key.value;
+}
+
 }  // namespace
 
 std::string Place(const ApplyKey& key) {
@@ -92,6 +99,7 @@ std::string WhyNotApplicable(const Model& model, const ApplyKey& key) {
   if (HQOS_util_GetDirStr(key.param) == nullptr) {
     return "there is no direction " + std::to_string(key.param);
   }
+  if (!IsObject(key)) return "there is no such application object";
   const Application* const obstacle = FindObstacle(model, key);
   if (obstacle == nullptr) return "";
   return Place(key) + ": " + Title("SP", model.sps.All().at(obstacle->sp).name) + " is applied";

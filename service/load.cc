@@ -176,8 +176,10 @@ class Loader {
     const auto* const sp = model_.sps.Find(std::string(info.sp.name));
     if (sp == nullptr) return "SP " + std::string(info.sp.name) + " does not exist";
     std::string why = WhyNotApplicable(model_, key);
-    if (why.empty()) model_.applications[key] = {sp->id, isInterface ? info.obj.value : 0};
-    return why;
+    if (!why.empty()) return why;
+    if (isInterface) FreeIndex(model_, key, info.obj.value);
+    model_.applications[key] = {sp->id, isInterface ? info.obj.value : 0};
+    return "";
   }
 
   // Holds what the service would write of the model against the records: whatever is missing, or

@@ -364,6 +364,15 @@ TEST_F(Kept, SetsDamagedRecordsAside) {
       {"DELETE FROM record WHERE key LIKE 'FG-nest-b%'", {"FC-cfg-b: the FC is nested nowhere"}},
       {"UPDATE record SET value = x'03' WHERE key = 'APPLY-1-1-2'",
        {"APPLY-1-1-2: the record does not decode"}},
+      {"INSERT INTO record SELECT 'APPLY-9-0-2', CAST(substr(value, 1, 7) || x'09' || "
+       "substr(value, 9) AS BLOB) FROM record WHERE key = 'APPLY-1-1-2'",
+       {"APPLY-9-0-2: there is no such application object"}},
+      {"UPDATE record SET value = CAST(substr(value, 1, 16) || 'x' || substr(value, 18) AS BLOB) "
+       "WHERE key = 'APPLY-1-1-2'",
+       {"APPLY-1-1-2: there is no such application object"}},
+      {"INSERT INTO record SELECT 'IFCFG-1-eth1', CAST(substr(value, 1, 19) || '1' || "
+       "substr(value, 21) AS BLOB) FROM record WHERE key = 'IFCFG-1-eth0'",
+       {"IFCFG-1-eth0: the record is not that of the other records"}},
       {"INSERT INTO record VALUES('surprise', x'')", {"surprise: nothing is known of this key"}},
       {"UPDATE record SET value = x'03' WHERE key = 'IFRUN-3-1-L1'",
        {"IFRUN-3-1-L1: the record is not that of the other records"}},
