@@ -60,9 +60,11 @@ void Check(const HQOS_SPSon& son) {
 void Check(const HQOS_SPSonStat& stat) { Check(stat.son); }
 void Check(const HQOS_SPSonDiag& diag) { Check(diag.son); }
 
+// Whether all bytes from that one on have the value.
 bool IsAll(const seam::Bytes& bytes, size_t from, uint8_t value) {
-  return std::all_of(bytes.begin() + static_cast<std::ptrdiff_t>(from), bytes.end(),
-                     [value](uint8_t byte) { return byte == value; });
+  const size_t size = bytes.size() - from;
+  return size == 0 ||
+         (bytes[from] == value && std::memcmp(&bytes[from], &bytes[from] + 1, size - 1) == 0);
 }
 
 // ---- Calls --------------------------------------------------------------------------------------
