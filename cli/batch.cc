@@ -3,6 +3,7 @@
 #include <iostream>
 
 #include "cli/commands.h"
+#include "cli/deadline.h"
 #include "cli/failure.h"
 #include "cli/output.h"
 
@@ -31,6 +32,7 @@ ExitCode RunLine(const std::string& line, Output& output, std::string& why) {
   CLI::App app("a command of hqosctl");
   app.set_help_flag();
   AddCommands(app, output);
+  const Deadline deadline;
   try {
     app.parse(line);
     if (app.get_subcommands().empty()) throw CLI::RequiredError("A command");

@@ -36,4 +36,7 @@ CLI::Option* Named(CLI::Option* option);
 // Lets the option take decimal numbers up to `most` only.
 CLI::Option* Numeric(CLI::Option* option, uint32_t most = UINT32_MAX);
 
+// Lets the option take a time from 0.01 seconds to a day only.
+CLI::Option* Seconds(CLI::Option* option);
+
 }  // namespace hqosctl

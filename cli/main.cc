@@ -1,9 +1,11 @@
 // hqosctl: command line of the hqos service.
 #include <fstream>
 #include <iostream>
+#include <optional>
 
 #include "cli/batch.h"
 #include "cli/commands.h"
+#include "cli/deadline.h"
 #include "cli/failure.h"
 #include "cli/output.h"
 
@@ -32,6 +34,15 @@ int Run(int argc, char** argv, hqosctl::Output& output) {
                      "without options of hqosctl's own")
           ->type_name("FILE");
   app.add_flag("--force", force, "in a batch, go on behind a refusal")->needs(batchOption);
+  std::optional<hqosctl::Deadline> deadline;
+  const auto limit = [&](double seconds) {
+    hqosctl::SetTimeout(seconds);
+    deadline.emplace();
+  };
+  hqosctl::Seconds(app.add_option_function<double>(
+      "--timeout", limit,
+      "give up, with status 3, when a command (of a batch each, of a watch each round) takes "
+      "longer; without it a service that does not answer is waited for"));
   app.require_subcommand(0, 1);
   hqosctl::AddCommands(app, output);
   for (CLI::App* const command : app.get_subcommands({})) command->excludes(batchOption);
@@ -43,6 +54,7 @@ int Run(int argc, char** argv, hqosctl::Output& output) {
   } catch (const CLI::ParseError& e) {
     return app.exit(e) == 0 ? hqosctl::kDone : hqosctl::kUsage;
   }
+  deadline.reset();  // reading a batch is not counted
   return batchOption->count() == 0 ? hqosctl::kDone : RunBatchFile(batch, force, output);
 }
 
@@ -56,6 +68,9 @@ int main(int argc, char** argv) {
   } catch (const Failure& failure) {
     std::cerr << "hqosctl: " << failure.what() << '\n';
     result = failure.code();
+  } catch (const std::bad_alloc&) {
+    std::cerr << "hqosctl: out of memory\n";
+    result = hqosctl::kNoService;
   }
   output.Finish();
   if (!std::cout.flush()) {

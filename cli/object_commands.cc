@@ -86,6 +86,18 @@ CLI::Option* Numeric(CLI::Option* option, uint32_t most) {
       ""));
 }
 
+CLI::Option* Seconds(CLI::Option* option) {
+  return option->type_name("SECONDS")->check(CLI::Validator(
+      [](const std::string& text) {
+        const bool isDecimal = text.find_first_not_of("0123456789.") == std::string::npos;
+        char* end = nullptr;
+        const double seconds = isDecimal ? std::strtod(text.c_str(), &end) : 0;
+        const bool fits = isDecimal && *end == '\0' && seconds >= 0.01 && seconds <= 86400;
+        return fits ? "" : "SECONDS are a decimal number from 0.01 to 86400";
+      },
+      ""));
+}
+
 void AddObjectCommands(CLI::App& app, Output& output) {
   for (const Kind& kind : kKinds) {
     CLI::App* const group = AddKind(app, kind);

@@ -9,6 +9,7 @@
 
 #include "cli/apply_target.h"
 #include "cli/commands.h"
+#include "cli/deadline.h"
 #include "cli/failure.h"
 #include "cli/rates.h"
 #include "cli/read.h"
@@ -112,6 +113,7 @@ void Watch(const ApplyTarget& target, double pause, uint32_t rounds, Output& out
   for (uint32_t round = 0; rounds == 0 || round < rounds; ++round) {
     if (round != 0) std::this_thread::sleep_for(std::chrono::duration<double>(pause));
     if (isatty(STDOUT_FILENO) != 0) std::cout << "\033[H\033[2J";
+    const Deadline deadline;  // for each round
     ShowStats(target, &last, output);
     if (!std::cout.flush()) return;
   }
@@ -169,17 +171,7 @@ void AddStatsCommands(CLI::App& app, Output& output) {
       "stats", "Show the counters of what is applied to the object, or to all interfaces");
   a->target.AddOptions(*stats, false);
   CLI::Option* const watch =
-      stats->add_option("--watch", a->pause, "show them again and again, with rates")
-          ->type_name("SECONDS")
-          ->check(CLI::Validator(
-              [](const std::string& text) {
-                const bool isDecimal = text.find_first_not_of("0123456789.") == std::string::npos;
-                char* end = nullptr;
-                const double seconds = isDecimal ? std::strtod(text.c_str(), &end) : 0;
-                const bool fits = isDecimal && *end == '\0' && seconds >= 0.01 && seconds <= 86400;
-                return fits ? "" : "SECONDS are a decimal number from 0.01 to 86400";
-              },
-              ""));
+      Seconds(stats->add_option("--watch", a->pause, "show them again and again, with rates"));
   Numeric(stats->add_option("--rounds", a->rounds, "end a watch after so many; 0: never"))
       ->type_name("NUMBER")
       ->needs(watch);

@@ -19,7 +19,9 @@ typedef enum HQOSD_Status {
   HQOSD_APPLIED = 0x4002000D,      // an SP is applied there already
   HQOSD_NO_COUNTERS = 0x4002000E,  // the counters cannot be read
   HQOSD_NOT_STORED = 0x4002000F,   // the store cannot be written; nothing has changed
-  HQOSD_TOO_MANY = 0x40020010      // more children than an SP or FG can have
+  HQOSD_TOO_MANY = 0x40020010,     // more children than an SP or FG can have
+  HQOSD_NOT_ALLOWED = 0x40020011,  // the caller may query, not configure
+  HQOSD_NO_MEMORY = 0x40020012     // the service is short of memory; nothing has changed
 } HQOSD_Status;
 
 typedef enum HQOSD_Debug {     // bits of the selector of HQOS_lib_SetDebug

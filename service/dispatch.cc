@@ -142,7 +142,7 @@ Bytes Respond(Model& model, const uint8_t* request, size_t length) {
   Answer answer = Parse(request, length, head, tlv);
   if (answer.code == 0) answer = Handle(model, head.opClass, tlv);
   if (answer.code == HQOSD_MALFORMED || answer.code == HQOSD_UNKNOWN) {
-    Log("refused a request of %zu bytes: %s", length, answer.text.c_str());
+    LogBounded("refused a request of %zu bytes: %s", length, answer.text.c_str());
   }
   Bytes reply = Pack(head.opClass, answer);
   if (logBytes) {

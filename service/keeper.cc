@@ -1,6 +1,7 @@
 #include "service/keeper.h"
 
 #include <cstdio>
+#include <new>
 
 #include "msg/head.h"
 #include "msg/tlv.h"
@@ -8,6 +9,7 @@
 #include "service/dispatch.h"
 #include "service/load.h"
 #include "service/log.h"
+#include "service/reserve.h"
 #include "service/rows.h"
 
 namespace hqosd {
@@ -33,7 +35,9 @@ bool IsUndone(const Exchange& exchange) {
          Decode(hqos::kResultCode, status.value, status.length, verdict) && verdict.code == 0;
 }
 
-bool IsQuery(const Bytes& request) { return request.size() > 3 && request[3] != HQOS_OP_CONFIG; }
+bool IsOfClass(const Bytes& request, bool isCommand) {
+  return request.size() > 3 && (request[3] == HQOS_OP_CONFIG) == isCommand;
+}
 
 }  // namespace
 
@@ -45,7 +49,7 @@ bool Keeper::KeepIn(std::unique_ptr<Store> store) {
 }
 
 // Replaces the model by what the store holds, and mends the store.
-std::string Keeper::Reload() {
+std::string Keeper::Reload() try {
   astray_ = true;
   std::vector<StoredRecord> records;
   std::string why = store_->Read(records);
@@ -68,9 +72,27 @@ std::string Keeper::Reload() {
   model_ = std::move(fresh);
   astray_ = false;
   return "";
+} catch (const std::bad_alloc&) {
+  return "out of memory";
 }
 
-Bytes Keeper::Respond(const Bytes& request) {
+Bytes Keeper::Respond(const Bytes& request, bool mayConfigure) {
+  const bool isCommand = IsOfClass(request, true);
+  if (isCommand && !mayConfigure) {
+    return RefuseRequest(request, HQOSD_NOT_ALLOWED,
+                         "only root, the service's user and members of group hqos may configure");
+  }
+  constexpr char kShort[] = "nothing is changed, the service is short of memory";
+  if (!KeepReserve() && isCommand) return RefuseRequest(request, HQOSD_NO_MEMORY, kShort);
+  try {
+    return Answer(request);
+  } catch (const std::bad_alloc&) {
+    if (isCommand) throw;  // half done, and the reserve was not enough: better no service
+    return RefuseRequest(request, HQOSD_NO_MEMORY, kShort);
+  }
+}
+
+Bytes Keeper::Answer(const Bytes& request) {
   if (astray_) {
     const std::string why = Reload();
     if (!why.empty()) return RefuseRequest(request, HQOSD_NOT_STORED, "the store fails: " + why);
@@ -93,8 +115,8 @@ void Keeper::Commit(std::vector<Exchange>& exchanges) {
     if (IsUndone(exchange)) {
       exchange.reply = RefuseRequest(exchange.request, HQOSD_NOT_STORED,
                                      "nothing is changed, the store fails: " + why);
-    } else if (IsQuery(exchange.request)) {
-      exchange.reply = Respond(exchange.request);
+    } else if (IsOfClass(exchange.request, false)) {
+      exchange.reply = Answer(exchange.request);
     }
   }
 }

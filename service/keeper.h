@@ -15,11 +15,12 @@ class Keeper final : public Responder {
   // that cannot be.
   bool KeepIn(std::unique_ptr<Store> store);
 
-  Bytes Respond(const Bytes& request) override;
+  Bytes Respond(const Bytes& request, bool mayConfigure) override;
   void Commit(std::vector<Exchange>& exchanges) override;
 
  private:
   std::string Reload();
+  Bytes Answer(const Bytes& request);
 
   Model model_;
   std::unique_ptr<Store> store_;  // null: nothing is kept

@@ -57,17 +57,18 @@ class Endpoint {
   struct stat file_ {};
 };
 
-int Serve(uint32_t node, hqosd::Keeper& keeper) {
+int Serve(uint32_t node, hqosd::Keeper& keeper, hqosd::Access access) {
   const Endpoint endpoint(node);
   if (endpoint.reason() != 0) {
     const char* const why = endpoint.reason() == EADDRINUSE ? "another service is there"
+                            : endpoint.reason() == EPERM    ? "others could change what is there"
                                                             : std::strerror(endpoint.reason());
     hqosd::Log("cannot listen at %s: %s", endpoint.path(), why);
     return 1;
   }
   hqosd::Log("listening at %s", endpoint.path());
 
-  hqosd::Server server(endpoint.fd(), keeper);
+  hqosd::Server server(endpoint.fd(), keeper, access);
   const bool ended = server.Run();
   hqosd::Log(ended ? "ended" : "the event loop failed");
   return ended ? 0 : 1;
@@ -120,7 +121,7 @@ int main(int argc, char** argv) {
       "others\n"
       "in $XDG_STATE_HOME/hqos or .local/state/hqos in the home directory.");
   std::string counters, file;
-  bool ephemeral = false, check = false;
+  bool ephemeral = false, check = false, open = false;
   uint16_t node = 0;
   app.add_option("--node", node, "serve the slot with this node address; without it, the own slot")
       ->check(CLI::Range(1, 0xFFFE));
@@ -129,6 +130,8 @@ int main(int argc, char** argv) {
   app.add_flag("--ephemeral", ephemeral, "keep nothing: objects go when the service ends")
       ->excludes(storeOption);
   app.add_flag("--check", check, "only read the store, say what is in it and what is wrong");
+  app.add_flag("--open", open,
+               "let everybody configure, not only root, the service's user and group hqos");
   app.add_option("--counters", counters,
                  "a JSON file with the counters of children, docs/service.md has its form; without "
                  "it all are zero")
@@ -156,5 +159,6 @@ int main(int argc, char** argv) {
     if (store == nullptr && CanOnlyBeRead(file)) store = Open(file, true);
     if (store == nullptr || !keeper.KeepIn(std::move(store))) return 1;
   }
-  return Serve(endpoint, keeper);
+  return Serve(endpoint, keeper,
+               open ? hqosd::Access::Open() : hqosd::Access(hqosd::ConfiguringGroup()));
 }

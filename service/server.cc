@@ -19,11 +19,12 @@ constexpr timeval kRequestTime{5, 0};     // how long a client may take to send 
 constexpr timeval kClosingTime{5, 0};     // how long it may take to close behind the reply
 constexpr timeval kShortage{0, 100'000};  // pause when descriptors have run out
 constexpr int kAcceptsAtOnce = 64;        // so that new clients do not starve the waiting ones
+constexpr size_t kMostClients = 1024;     // at once
 
 }  // namespace
 
-Server::Server(int listener, Responder& responder)
-    : base_(event_base_new()), listener_(listener), responder_(responder) {
+Server::Server(int listener, Responder& responder, Access access)
+    : base_(event_base_new()), listener_(listener), responder_(responder), access_(access) {
   if (base_ == nullptr) return;
   evutil_make_socket_nonblocking(listener_);
   const auto accept = [](evutil_socket_t, short, void* self) {
@@ -87,6 +88,7 @@ void Server::Accept() {
       if (errno == EAGAIN || errno == EINTR || errno == ECONNABORTED) return;
       return MakeRoom(errno);
     }
+    if (clients_.size() == kMostClients) DropOldest();
     Client& client = clients_[fd];
     client.server = this;
     client.fd = fd;
@@ -103,12 +105,16 @@ void Server::Accept() {
 void Server::MakeRoom(int reason) {
   if (!saidShort_) Log("cannot accept a client, dropping the oldest: %s", std::strerror(reason));
   saidShort_ = true;
+  if (!clients_.empty()) return DropOldest();
+  event_del(accept_.get());
+  event_add(acceptAgain_.get(), &kShortage);
+}
+
+void Server::DropOldest() {
   const auto oldest = std::min_element(
       clients_.begin(), clients_.end(),
       [](const auto& a, const auto& b) { return a.second.order < b.second.order; });
-  if (oldest != clients_.end()) return Drop(oldest->second);
-  event_del(accept_.get());
-  event_add(acceptAgain_.get(), &kShortage);
+  Drop(oldest->second);
 }
 
 void Server::Serve(Client& client, short what) {
@@ -120,7 +126,7 @@ void Server::Serve(Client& client, short what) {
   if (!again && (length <= 0 || client.answered)) return Drop(client);
   if (!again) {
     Bytes bytes(request, request + length);
-    Bytes reply = responder_.Respond(bytes);
+    Bytes reply = responder_.Respond(bytes, access_.MayConfigure(client.fd));
     exchanges_.push_back({std::move(bytes), std::move(reply)});
     waiting_.emplace_back(client.fd, client.order);
     client.answered = true;

@@ -6,6 +6,7 @@
 #include <memory>
 #include <unordered_map>
 
+#include "service/access.h"
 #include "service/answer.h"
 
 namespace hqosd {
@@ -24,7 +25,7 @@ struct Exchange {
 class Responder {
  public:
   virtual ~Responder() = default;
-  virtual Bytes Respond(const Bytes& request) = 0;
+  virtual Bytes Respond(const Bytes& request, bool mayConfigure) = 0;
   // Called with the requests that came together, before their replies, which it may change, are
   // sent.
   virtual void Commit(std::vector<Exchange>& exchanges) = 0;
@@ -34,7 +35,7 @@ class Server {
  public:
   // Serves the clients of the listening socket, which is made non-blocking; it and the responder
   // stay the caller's.
-  Server(int listener, Responder& responder);
+  Server(int listener, Responder& responder, Access access);
   ~Server();
   Server(const Server&) = delete;
   Server& operator=(const Server&) = delete;
@@ -55,12 +56,14 @@ class Server {
   void Serve(Client& client, short what);
   void Drop(Client& client);
   void Finish();
+  void DropOldest();
   void MakeRoom(int reason);
   EventPtr NewEvent(int fd, short what, event_callback_fn callback, void* argument);
 
   std::unique_ptr<event_base, FreeEvent> base_;
   int listener_;
   Responder& responder_;
+  Access access_;
   EventPtr accept_, acceptAgain_, terminate_, interrupt_;
   std::unordered_map<int, Client> clients_;
   std::vector<std::pair<int, uint64_t>> waiting_;  // descriptor and order of those to be answered

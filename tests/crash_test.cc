@@ -105,7 +105,7 @@ TEST(Crash, ServesAStoreThatCanOnlyBeRead) {
     MakeStore(service);
     const std::string dir = service.dir() + "/run", store = service.dir() + "/store";
     std::filesystem::create_directories(dir);
-    std::filesystem::permissions(dir, perms::all);
+    std::filesystem::permissions(dir, perms::all | perms::sticky_bit);
     std::filesystem::permissions(store, mode);
     std::filesystem::permissions(service.dir(), static_cast<perms>(0555));
     const std::string run = "HQOS_RUNTIME_DIR=" + dir + " ";

@@ -182,7 +182,7 @@ TEST_F(Endpoints, ReachOneLiveListener) {
   ASSERT_GE(listener, 0);
   struct stat info;
   ASSERT_EQ(stat(Endpoint(1, 0).c_str(), &info), 0);
-  EXPECT_EQ(info.st_mode & 0777, 0600u);
+  EXPECT_EQ(info.st_mode & 0777, 0666u);
 
   const int client = Connect(Address(1));
   EXPECT_GE(client, 0);
@@ -209,6 +209,36 @@ TEST_F(Endpoints, AreTakenOverFromTheDead) {
   EXPECT_EQ(Listen(Address(1)), -1);
   EXPECT_EQ(errno, EADDRINUSE);
   EXPECT_TRUE(fs::is_regular_file(Endpoint(1, 0)));
+}
+
+TEST_F(Endpoints, AreNotPutWhereOthersCouldReplaceThem) {
+  const fs::path dir = dir_ / "run", link = dir_ / "link";
+  const auto expectListening = [](bool listening) {
+    errno = 0;
+    const int listener = Listen(Address(1));
+    EXPECT_EQ(listener >= 0, listening);
+    EXPECT_EQ(errno == EPERM, !listening);
+    close(listener);
+  };
+  setenv("HQOS_RUNTIME_DIR", dir.c_str(), 1);
+  const mode_t before = umask(077);
+  expectListening(true);
+  umask(before);
+  EXPECT_EQ(fs::status(dir).permissions(), fs::perms(0755));  // made for all to reach it
+  EXPECT_EQ(fs::status(Endpoint(1, 0)).permissions(), fs::perms(0666));
+  for (const auto& [mode, listening] : {std::pair(0777, false), std::pair(01777, true)}) {
+    fs::permissions(dir, fs::perms(mode));
+    expectListening(listening);
+  }
+  fs::create_directory_symlink(dir, link);
+  setenv("HQOS_RUNTIME_DIR", link.c_str(), 1);
+  expectListening(true);
+  if (geteuid() != 0) return;
+  ASSERT_EQ(lchown(link.c_str(), 65534, 65534), 0);
+  expectListening(false);
+  setenv("HQOS_RUNTIME_DIR", dir.c_str(), 1);
+  ASSERT_EQ(chown(dir.c_str(), 65534, 65534), 0);
+  expectListening(false);
 }
 
 // Without HQOS_RUNTIME_DIR a directory that is another user's, or that others can write to, is

@@ -37,6 +37,7 @@ class Service {
   // What it has logged.
   std::string Log() const;
 
+  pid_t pid() const { return pid_; }
   const std::string& dir() const { return dir_; }
   std::string endpoint() const { return dir_ + "/lip-80000000-1174"; }
 

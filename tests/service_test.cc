@@ -107,6 +107,7 @@ TEST(Service, AnswersMalformedRequestsAndChangesNothing) {
   const Bytes addSP = wire::Tlv(3, wire::Field("gold", 32) + Hex("0001 0000"));
   const Bytes good = wire::Message(1, 1, addSP);
   std::vector<Bytes> requests = {
+      wire::Message(1, 1, addSP) + Bytes(1500),       // too long
       wire::Message(1, 1, addSP + addSP),             // two TLVs
       wire::Message(1, 1, addSP + Hex("00")),         // something behind it
       Hex("09 01 01 01 01 00 00 00") + addSP,         // head beyond
@@ -123,7 +124,6 @@ TEST(Service, AnswersMalformedRequestsAndChangesNothing) {
       wire::Message(1, 4, wire::Tlv(3, Bytes(7))),
       wire::Message(1, 4, wire::Tlv(5, {})),  // no path
       wire::Message(1, 4, wire::Tlv(5, wire::Tlv(1, Bytes(11)))),
-      wire::Message(1, 1, addSP) + Bytes(1500),  // too long
   };
   for (size_t length = 1; length < good.size(); ++length) {
     requests.emplace_back(good.begin(), good.begin() + static_cast<ptrdiff_t>(length));

@@ -52,7 +52,7 @@ class Kept : public testing::Test {
   uint32_t Run(Call call) {
     wire::Script script;
     script.answer = [this](const Bytes& request) {
-      std::vector<hqosd::Exchange> exchanges{{request, keeper_->Respond(request)}};
+      std::vector<hqosd::Exchange> exchanges{{request, keeper_->Respond(request, true)}};
       keeper_->Commit(exchanges);
       return exchanges[0].reply;
     };
@@ -312,7 +312,7 @@ TEST_F(Kept, RefusesAllThatCameTogether) {
     wire::FailingVfs::syncResult = fails ? SQLITE_IOERR_FSYNC : SQLITE_OK;
     std::vector<hqosd::Exchange> exchanges;
     for (const Bytes& request : {add, get}) {
-      exchanges.push_back({request, keeper.Respond(request)});
+      exchanges.push_back({request, keeper.Respond(request, true)});
       EXPECT_NE(exchanges.back().reply[9], 0x70);
     }
     testing::internal::CaptureStderr();

@@ -31,23 +31,43 @@ bool RemoveStale(const sockaddr_un& endpoint, socklen_t length) {
   return false;
 }
 
-bool ListenAt(int fd, const sockaddr_un& endpoint, socklen_t length, int backlog) {
-  // Only the owner may connect. The mode of the open socket becomes that of its file.
-  return RemoveStale(endpoint, length) && fchmod(fd, S_IRUSR | S_IWUSR) == 0 &&
+// Who may look for a service: all in the system's directory and where the environment says so, only
+// the user in the user's own.
+constexpr mode_t DirectoryMode(uint32_t rank) { return rank == 0 ? 0755 : 0700; }
+constexpr mode_t SocketMode(uint32_t rank) { return rank == 0 ? 0666 : 0600; }
+
+bool ListenAt(int fd, const sockaddr_un& endpoint, socklen_t length, uint32_t rank, int backlog) {
+  // Nobody can connect before the mode is set, whatever the umask makes of it.
+  return RemoveStale(endpoint, length) &&
          bind(fd, reinterpret_cast<const sockaddr*>(&endpoint), length) == 0 &&
-         listen(fd, backlog) == 0;
+         chmod(endpoint.sun_path, SocketMode(rank)) == 0 && listen(fd, backlog) == 0;
+}
+
+// Whether the directory, and the link that leads to it if it is one, belongs to this user or root,
+// and nobody else can put a socket there in place of ours.
+bool IsOurs(const char* dir) {
+  const auto isForeign = [](const struct stat& s) {
+    return s.st_uid != 0 && s.st_uid != geteuid();
+  };
+  struct stat link, target;
+  if (lstat(dir, &link) != 0 || stat(dir, &target) != 0) return false;
+  errno = EPERM;
+  return !isForeign(link) && !isForeign(target) &&
+         (target.st_mode & (S_IWOTH | S_ISVTX)) != S_IWOTH;
 }
 
 bool ListenInDirectory(int fd, const sockaddr_un& endpoint, socklen_t length, uint32_t rank,
                        int backlog) {
   char dir[sizeof endpoint.sun_path];
   CopyDirectory(endpoint, dir);
-  if (mkdir(dir, S_IRWXU) != 0 && errno != EEXIST) return false;
-  if (!IsTrusted(endpoint, rank)) return false;
+  const bool made = mkdir(dir, DirectoryMode(rank)) == 0;
+  if (!made && errno != EEXIST) return false;
+  if (!IsTrusted(endpoint, rank) || !IsOurs(dir)) return false;
   // The lock keeps a second service from taking a socket for stale that is not listened on yet.
   const int lock = open(dir, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   if (lock < 0) return false;
-  const bool listening = flock(lock, LOCK_EX) == 0 && ListenAt(fd, endpoint, length, backlog);
+  if (made) fchmod(lock, DirectoryMode(rank));  // whatever the umask took away
+  const bool listening = flock(lock, LOCK_EX) == 0 && ListenAt(fd, endpoint, length, rank, backlog);
   const int reason = errno;
   close(lock);
   errno = reason;

@@ -1,0 +1,28 @@
+// Who may do what: the kernel says who a client is.
+#pragma once
+
+#include <sys/types.h>
+
+#include <optional>
+
+namespace hqosd {
+
+// The group whose members may configure; none when the system does not have it.
+std::optional<gid_t> ConfiguringGroup();
+
+class Access {
+ public:
+  // Root, the service's own user and members of `group` may configure.
+  explicit Access(std::optional<gid_t> group) : group_(group) {}
+  // Everybody may.
+  static Access Open();
+
+  // Whether the peer of a connected socket, as it was when it connected, may configure.
+  bool MayConfigure(int client) const;
+
+ private:
+  std::optional<gid_t> group_;
+  bool open_ = false;
+};
+
+}  // namespace hqosd

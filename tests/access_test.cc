@@ -1,0 +1,119 @@
+// Who may configure: by what the kernel says of the client.
+#include "service/access.h"
+
+#include <grp.h>
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <vector>
+
+#include "tests/process.h"
+
+namespace {
+
+using hqosd::Access;
+
+constexpr uid_t kNobody = 65534;
+constexpr gid_t kGroup = 4242;
+
+struct Identity {
+  uid_t user;
+  gid_t group;
+  std::vector<gid_t> others;
+};
+
+// A connection from a process of that identity, which must be root's to take.
+class Connection {
+ public:
+  explicit Connection(const Identity& identity) {
+    const int listener = socket(AF_UNIX, SOCK_SEQPACKET, 0);
+    sockaddr_un address{AF_UNIX, {}};  // of no file
+    std::snprintf(address.sun_path + 1, sizeof address.sun_path - 1, "hqos-test-%d", getpid());
+    const auto* const at = reinterpret_cast<const sockaddr*>(&address);
+    EXPECT_EQ(bind(listener, at, sizeof address), 0);
+    EXPECT_EQ(listen(listener, 1), 0);
+    child_ = fork();
+    if (child_ == 0) {
+      const int fd = socket(AF_UNIX, SOCK_SEQPACKET, 0);
+      char end;
+      _exit(setgroups(identity.others.size(), identity.others.data()) == 0 &&
+                    setgid(identity.group) == 0 && setuid(identity.user) == 0 &&
+                    connect(fd, at, sizeof address) == 0 && recv(fd, &end, 1, 0) == 0
+                ? 0
+                : 1);
+    }
+    fd_ = accept(listener, nullptr, nullptr);
+    close(listener);
+  }
+  ~Connection() {
+    close(fd_);
+    int status = -1;
+    waitpid(child_, &status, 0);
+    EXPECT_EQ(status, 0);
+  }
+  Connection(const Connection&) = delete;
+  Connection& operator=(const Connection&) = delete;
+
+  int fd() const { return fd_; }
+
+ private:
+  pid_t child_;
+  int fd_;
+};
+
+TEST(Access, IsRootsTheServicesAndTheGroups) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can be somebody else";
+  std::vector<gid_t> many(100, kNobody);
+  many.push_back(kGroup);
+  const struct {
+    Identity client;
+    bool byUser, byGroup;
+  } cases[] = {
+      {{0, 0, {}}, true, true},
+      {{1234, kNobody, {}}, true, true},  // the service's own, see below
+      {{kNobody, kNobody, {}}, false, false},
+      {{kNobody, 0, {0}}, false, false},
+      {{kNobody, kGroup, {}}, false, true},
+      {{kNobody, kNobody, {kNobody, kGroup}}, false, true},
+      {{kNobody, kNobody, many}, false, true},
+  };
+  for (const auto& c : cases) {
+    const Connection client(c.client);
+    ASSERT_EQ(seteuid(1234), 0);
+    EXPECT_EQ(Access(std::nullopt).MayConfigure(client.fd()), c.byUser) << c.client.user;
+    EXPECT_EQ(Access(kGroup).MayConfigure(client.fd()), c.byGroup) << c.client.group;
+    EXPECT_TRUE(Access::Open().MayConfigure(client.fd()));
+    ASSERT_EQ(seteuid(0), 0);
+  }
+  EXPECT_FALSE(Access(kGroup).MayConfigure(-1));
+}
+
+TEST(Access, OthersQueryUnlessTheServiceIsOpen) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can be somebody else";
+  for (const bool open : {false, true}) {
+    const process::Service service(open ? std::vector<std::string>{"--open"}
+                                        : std::vector<std::string>{});
+    ASSERT_EQ(chmod(service.dir().c_str(), 0755), 0);
+    const auto ask = [](const std::string& command) {
+      return process::Run(
+          {"/bin/sh", "-c",
+           "exec setpriv --reuid 65534 --regid 65534 --clear-groups " HQOSCTL " " + command});
+    };
+    EXPECT_EQ(process::Run({HQOSCTL, "sp", "add", "gold"}).status, 0);
+    const process::Outcome refused = ask("sp add tin");
+    EXPECT_EQ(refused.status, open ? 0 : 1);
+    EXPECT_EQ(refused.err, open ? ""
+                                : "hqosctl: only root, the service's user and members of group "
+                                  "hqos may configure\n");
+    const process::Outcome shown = ask("--json sp show gold");
+    EXPECT_EQ(shown.status, 0) << shown.err;
+    EXPECT_NE(shown.out.find("\"gold\""), std::string::npos);
+    EXPECT_EQ(ask("sp show tin").status, open ? 0 : 1);
+  }
+}
+
+}  // namespace
