@@ -92,7 +92,8 @@ TEST(Faults, KilledAtAnyStepTheServiceLosesNothing) {
     service.Start();
     const bool isStored = step == "fdatasync after" || step.starts_with("send");
     EXPECT_TRUE(!isStored || HasFP(name)) << step;
-    EXPECT_EQ(AddFP(name), HasFP(name) ? uint32_t{HQOSD_EXISTS} : 0u) << step;
+    const uint32_t again = HasFP(name) ? uint32_t{HQOSD_EXISTS} : 0;
+    EXPECT_EQ(AddFP(name), again) << step;
     EXPECT_EQ(service.Log().find("set aside"), std::string::npos);
   }
   EXPECT_EQ(DescriptorsOf("self"), before);
