@@ -8,10 +8,7 @@
 
 namespace {
 
-using wire::Bytes;
-using wire::Hex;
-using wire::Tlv;
-using wire::operator+;
+using namespace wire;
 
 std::vector<Bytes> g_flushed;
 
