@@ -9,6 +9,8 @@
 #include "cli/rates.h"
 #include "platform/hqosd.h"
 #include "tests/in_process.h"
+#include "tests/records.h"
+#include "tests/rule_bytes.h"
 
 namespace {
 
@@ -63,7 +65,6 @@ TEST_F(Applications, CollideByObjectAndDirection) {
       {Named("eth1", 1), HQOSD_APPLIED, "interface eth1 outbound: SP gold is applied"},
       {Object(1, 7, 0), 0, ""},
       {Object(1, 7, 0), HQOSD_APPLIED, "slot 7 inbound: SP gold is applied"},
-      {Object(1, 8, 0), 0, ""},
       {Object(2, 7, 0), 0, ""},
       {Object(2, 7, 2), HQOSD_APPLIED, "identifier 7 both: SP gold is applied"},
       {Object(3, 99, 2), 0, ""},
@@ -86,10 +87,7 @@ TEST_F(Applications, AreReadAndTakenOff) {
   const HQOS_AppObj eth0 = Named("eth0", 1);
   EXPECT_EQ(Apply(eth0, "gold"), 0u);
   const HQOS_ApplyInfo info = Get(Object(4, 3, 1));
-  EXPECT_EQ(info.obj.type, 4u);
-  EXPECT_EQ(info.obj.value, 3u);
-  EXPECT_EQ(info.obj.param, 1u);
-  EXPECT_STREQ(info.obj.name, "eth0");
+  EXPECT_TRUE(wire::Same(info.obj, Object(4, 3, 1, "eth0")));
   EXPECT_STREQ(info.sp.name, "gold");
   Get(Named("eth0", 0), HQOSD_NOT_FOUND);
   EXPECT_EQ(service.Do(HQOS_lib_DelSP, "gold"), uint32_t{HQOSD_IN_USE});
@@ -153,10 +151,7 @@ TEST_F(Applications, AreWalkedByNameAndDirection) {
 }
 
 HQOS_MatchRule Dot1p(uint16_t low, uint16_t high) {
-  HQOS_MatchRule rule{HQOS_MATCH_DOT1P, {}};
-  for (HQOS_ValueRange& range : rule.ranges) range = {0xFFFF, 0xFFFF};
-  rule.ranges[0] = {low, high};
-  return rule;
+  return wire::Rule(HQOS_MATCH_DOT1P, {{low, high}});
 }
 
 // gold > a (0-3) > b (2-5) > c (2), d (5), and FC f below c.
