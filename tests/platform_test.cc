@@ -20,7 +20,6 @@
 #include "platform/lip.h"
 #include "platform/stlv.h"
 #include "platform/text.h"
-#include "platform/vlan.h"
 
 namespace {
 
@@ -65,11 +64,6 @@ TEST(Text, CopiesWhatFitsAndTerminates) {
   EXPECT_STREQ(to, "abc");
   EXPECT_EQ(strlcpy(to, "ab", 4), 2u);
   EXPECT_STREQ(to, "ab");
-}
-
-TEST(Vlans, AreTheUsualOnes) {
-  EXPECT_EQ(VLAN_GetMinVlanID(), 1u);
-  EXPECT_EQ(VLAN_GetMaxVlanID(), 4094u);
 }
 
 TEST(Interfaces, AreOnSlotZero) {
