@@ -30,6 +30,13 @@ void ExpectDone(const std::string& arguments) {
   EXPECT_EQ(outcome.out + outcome.err, "");
 }
 
+void ExpectWrong(const char* arguments) {
+  const Outcome outcome = Ctl(arguments);
+  EXPECT_EQ(outcome.status, 2) << arguments;
+  EXPECT_EQ(outcome.out, "");
+  EXPECT_NE(outcome.err, "");
+}
+
 TEST(Ctl, CreatesListsAndDeletes) {
   Service service;
   ExpectDone("sp add gold --id 1");
@@ -72,14 +79,18 @@ TEST(Ctl, TellsFailuresApart) {
     EXPECT_EQ(outcome.err, c.err);
     EXPECT_EQ(outcome.out, c.out);
   }
-  for (const std::string wrong :
-       {"", "sp", "sp frob", "sp add", "sp add $", "sp add 0123456789abcdef0123456789abcdef",
-        "sp add a --id 65535", "sp unit a kilo", "debug on everything", "--batch x sp show",
-        "--batch /none"}) {
-    const Outcome outcome = Ctl(wrong);
-    EXPECT_EQ(outcome.status, 2) << wrong;
-    EXPECT_EQ(outcome.out, "");
-    EXPECT_NE(outcome.err, "");
+  for (const char* wrong :
+       {"", "sp", "sp frob", "sp add", "sp add $", "sp add 0123456789abcdefghijklmnopqrstuv",
+        "sp unit a kilo", "debug on everything", "--batch x sp show", "--batch /none"}) {
+    ExpectWrong(wrong);
+  }
+  for (const char* number :
+       {"fp set a --bandwidth $", "fp set a --bandwidth 010", "fp set a --bandwidth 0x10",
+        "fp set a --bandwidth -1", "fp set a --bandwidth 4294967296", "fp set a --queue 1,2",
+        "fp set a --queue 1,2,3,4", "fp set a --gts 1,,3,4", "fp unset a --queue $",
+        "dp weight a $", "dp threshold a $ 1,2,3,4", "dp threshold a 0 1,2,3",
+        "fp add a --id 65535"}) {
+    ExpectWrong(number);
   }
   EXPECT_EQ(Ctl("--batch " + service.dir()).status, 2);
   EXPECT_EQ(Ctl("--json --batch /dev/null").out, "[]\n");

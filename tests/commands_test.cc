@@ -34,31 +34,32 @@ void ExpectRequests(uint8_t opClass, const Script& script, const std::vector<Cas
 const std::string kLong = "0123456789abcdef0123456789abcdefXYZ";
 const Bytes kLongCut = Field(kLong.substr(0, 31), 32);
 
+// The payload that names an object; two bytes are zero.
+Bytes Named(const std::string& name, const char* id) {
+  return Field(name.substr(0, 31), 32) + Hex(id) + Bytes(2);
+}
+
 TEST(Commands, SendTheirBytes) {
   ExpectRequests(
       1, {},
       {
-          {[](R r) { return HQOS_lib_AddSP("gold", 0x0102, r); }, 3,
-           Field("gold", 32) + Hex("0102 0000")},
-          {[](R r) { return HQOS_lib_DelSP("gold", r); }, 4, Field("gold", 32) + Hex("ffff 0000")},
+          {[](R r) { return HQOS_lib_AddSP("gold", 0x0102, r); }, 3, Named("gold", "0102")},
+          {[](R r) { return HQOS_lib_DelSP("gold", r); }, 4, Named("gold", "ffff")},
           {[](R r) { return HQOS_lib_SetSPUnit("", 0xA1B2C3D4, r); }, 8,
            Field("", 32) + Hex("a1b2 c3d4")},
-          {[](R r) { return HQOS_lib_ResetSPUnit("gold", r); }, 9,
-           Field("gold", 32) + Hex("ffff 0000")},
-          {[](R r) { return HQOS_lib_DelFG("fg1", r); }, 11, Field("fg1", 32) + Hex("ffff 0000")},
-          {[](R r) { return HQOS_lib_AddFP("fp1", 0xFFFF, r); }, 17,
-           Field("fp1", 32) + Hex("ffff 0000")},
-          {[](R r) { return HQOS_lib_DelFP("fp1", r); }, 18, Field("fp1", 32) + Hex("ffff 0000")},
-          {[](R r) { return HQOS_lib_AddDP(kLong.c_str(), 7, r); }, 27,
-           kLongCut + Hex("0007 0000")},
-          {[](R r) { return HQOS_lib_DelDP(kLong.c_str(), r); }, 28, kLongCut + Hex("ffff 0000")},
+          {[](R r) { return HQOS_lib_ResetSPUnit("gold", r); }, 9, Named("gold", "ffff")},
+          {[](R r) { return HQOS_lib_DelFG("fg1", r); }, 11, Named("fg1", "ffff")},
+          {[](R r) { return HQOS_lib_AddFP("fp1", 0xFFFF, r); }, 17, Named("fp1", "ffff")},
+          {[](R r) { return HQOS_lib_DelFP("fp1", r); }, 18, Named("fp1", "ffff")},
+          {[](R r) { return HQOS_lib_AddDP(kLong.c_str(), 7, r); }, 27, Named(kLong, "0007")},
+          {[](R r) { return HQOS_lib_DelDP(kLong.c_str(), r); }, 28, Named(kLong, "ffff")},
       });
 }
 
 TEST(Commands, SetTheirBytes) {
   static constexpr uint32_t kQueue[] = {7, 1, 100}, kGTS[] = {0x01020304, 2, 3, 0xFFFFFFFF};
   static constexpr uint32_t kNoBandwidth = 0;
-  const Bytes fp = Tlv(1, Field("fp1", 36)), object = Field("fp1", 32) + Hex("ffff 0000");
+  const Bytes fp = Tlv(1, Field("fp1", 36)), object = Named("fp1", "ffff");
   const char* cut = kLong.c_str();
   ExpectRequests(1, {},
                  {
@@ -85,8 +86,7 @@ TEST(Commands, SetTheirBytes) {
                       kLongCut + Hex("a1b2c3d4") + Bytes(12)},
                      {[](R r) { return HQOS_lib_AddDPWeight("dp1", 0x01020309, r); }, 31,
                       Field("dp1", 32) + Hex("01020309")},
-                     {[](R r) { return HQOS_lib_DelDPWeight("dp1", r); }, 32,
-                      Field("dp1", 32) + Hex("ffff 0000")},
+                     {[](R r) { return HQOS_lib_DelDPWeight("dp1", r); }, 32, Named("dp1", "ffff")},
                  });
 }
 
@@ -146,7 +146,7 @@ TEST(SPQueries, SendTheirBytes) {
   HQOS_SPInfo info;
   ExpectRequests(
       2, script,
-      {{[&](R) { return HQOS_lib_GetSP(kLong.c_str(), &info); }, 1, kLongCut + Hex("ffff 0000")}});
+      {{[&](R) { return HQOS_lib_GetSP(kLong.c_str(), &info); }, 1, Named(kLong, "ffff")}});
   ExpectRequests(3, script,
                  {{[&](R) { return HQOS_lib_GetNextSP(0x1207, &info); }, 2, Hex("0000 1207")}});
 }

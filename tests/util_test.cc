@@ -74,40 +74,34 @@ TEST(EnumNames, AreTheKeywordsAndNullBeyond) {
             "- - dot1p local-precedence qos-local-id service-vlan-id group - - - ");
 }
 
-TEST(AppObjects, ArePackedAndUnpackedByType) {
+TEST(AppObjects, GoByTheirType) {
+  constexpr uint32_t kBefore = 0xAAAAAAAA;
   struct {
-    uint32_t type, status, packed, unpacked;
-  } const cases[] = {
-      {0, HQOS_ERR_FAILED, 0xAAAAAAAA, 0xAAAAAAAA}, {HQOS_APPOBJ_SLOT, 0, 0x2345, 0xAAAA2345},
-      {HQOS_APPOBJ_ID, 0, 0x2345, 0xAAAA2345},      {HQOS_APPOBJ_SYSTEM, 0, 0, 0},
-      {HQOS_APPOBJ_IFINDEX, 0, 0x12345, 0x12345},   {5, HQOS_ERR_FAILED, 0xAAAAAAAA, 0xAAAAAAAA},
-  };
-  for (const auto& c : cases) {
-    uint32_t field = 0xAAAAAAAA;
-    EXPECT_EQ(HQOS_util_GetAppObjByType(c.type, 0x12345, &field), c.status);
-    EXPECT_EQ(field, c.packed) << c.type;
-    field = 0xAAAAAAAA;
-    EXPECT_EQ(HQOS_util_GetAppObjByTypeEx(c.type, 0x12345, &field), c.status);
-    EXPECT_EQ(field, c.unpacked) << c.type;
-  }
-}
-
-TEST(AppObjects, LiveOnTheirSlot) {
-  struct {
-    uint32_t type, value, status;
+    uint32_t type, packed, unpacked;
     uint16_t slot;
-  } const cases[] = {
-      {0, 7, HQOS_ERR_FAILED, 0xAAAA},     {HQOS_APPOBJ_SLOT, 0x12345, 0, 0x2345},
-      {HQOS_APPOBJ_ID, 7, 0, 0xFFFF},      {HQOS_APPOBJ_SYSTEM, 7, 0, 0xFFFF},
-      {HQOS_APPOBJ_IFINDEX, 5, 0, 3},      {HQOS_APPOBJ_IFINDEX, 6, 9, 0xAAAA},
-      {HQOS_APPOBJ_IFINDEX, 7, 0, 0xFFFF},  // the platform wrote nothing
-      {5, 7, HQOS_ERR_FAILED, 0xAAAA},
-  };
+  } const cases[] = {{0, kBefore, kBefore, 0xAAAA},
+                     {HQOS_APPOBJ_SLOT, 0x2345, 0xAAAA2345, 0x2345},
+                     {HQOS_APPOBJ_ID, 0x2345, 0xAAAA2345, 0xFFFF},
+                     {HQOS_APPOBJ_SYSTEM, 0, 0, 0xFFFF},
+                     {HQOS_APPOBJ_IFINDEX, 0x12345, 0x12345, 0xFFFF},  // platform wrote nothing
+                     {5, kBefore, kBefore, 0xAAAA}};
+  uint16_t slot;
   for (const auto& c : cases) {
-    uint16_t slot = 0xAAAA;
-    EXPECT_EQ(HQOS_util_GetAppSlotByType(c.type, c.value, &slot), c.status);
-    EXPECT_EQ(slot, c.slot) << c.type << " " << c.value;
+    const uint32_t status = c.slot == 0xAAAA ? uint32_t{HQOS_ERR_FAILED} : 0;
+    uint32_t field = kBefore;
+    EXPECT_EQ(HQOS_util_GetAppObjByType(c.type, 0x12345, &field), status);
+    EXPECT_EQ(field, c.packed) << c.type;
+    field = kBefore;
+    EXPECT_EQ(HQOS_util_GetAppObjByTypeEx(c.type, 0x12345, &field), status);
+    EXPECT_EQ(field, c.unpacked) << c.type;
+    slot = 0xAAAA;
+    EXPECT_EQ(HQOS_util_GetAppSlotByType(c.type, 0x12345, &slot), status);
+    EXPECT_EQ(slot, c.slot) << c.type;
   }
+  EXPECT_EQ(HQOS_util_GetAppSlotByType(HQOS_APPOBJ_IFINDEX, 5, &slot), 0u);
+  EXPECT_EQ(slot, 3);
+  EXPECT_EQ(HQOS_util_GetAppSlotByType(HQOS_APPOBJ_IFINDEX, 6, &slot), 9u);
+  EXPECT_EQ(slot, 3);
 }
 
 TEST(Paths, AreOrderedDepthFirst) {
