@@ -133,8 +133,10 @@ TEST(SonCfg, IsReadFromWhateverComes) {
       {"ranges first", Tlv(1, kRanges + fixed), Son(Rule(2, {}))},
       {"strangers", Tlv(1, Tlv(9, {}) + fixed + Tlv(8, Bytes(99)) + kRanges), Son(kRule)},
       {"short ranges", Tlv(1, fixed + Tlv(10, Bytes(31))), Son(Rule(2, {}))},
+      {"names without NUL",
+       Tlv(1, Tlv(1, Hex("0201 0403") + kFullName + kFullName + Hex("02000000"))),
+       {0x0102, 0x0304, WIRE_NAME, WIRE_NAME, Rule(2, {})}},
       {"short fixed part", Tlv(1, Tlv(1, Bytes(71, 1))), {}},
-      {"nothing", Tlv(1, {}), {}},
   };
   for (const auto& c : cases) {
     const auto [status, read] = Read<HQOS_SonCfg>(HQOS_dbmtype_DecapSonCfg, c.record);
@@ -196,7 +198,6 @@ TEST(LayerRun, OfLayer2IsStoredAndRead) {
   const Bytes bytes = Tlv(5, kPathTlv + Node(6) + kRanges + Child("0506") + Child("0005"));
   EXPECT_EQ(WrittenLayer2(parent, {stranger, child}), bytes);
   const Layer2 read(bytes);
-  EXPECT_EQ(read.status, 0u);
   EXPECT_TRUE(Same(read.parent, NodeRun(kReadPath, OfType(6))));
   ASSERT_EQ(read.count, 2u);
   EXPECT_TRUE(Same(read.entries[0], Entry(0x0506)));
