@@ -9,6 +9,8 @@
 #include "cli/rates.h"
 #include "platform/hqosd.h"
 #include "tests/in_process.h"
+#include "tests/records.h"
+#include "tests/rule_bytes.h"
 
 namespace {
 
@@ -63,7 +65,6 @@ TEST_F(Applications, CollideByObjectAndDirection) {
       {Named("eth1", 1), HQOSD_APPLIED, "interface eth1 outbound: SP gold is applied"},
       {Object(1, 7, 0), 0, ""},
       {Object(1, 7, 0), HQOSD_APPLIED, "slot 7 inbound: SP gold is applied"},
-      {Object(1, 8, 0), 0, ""},
       {Object(2, 7, 0), 0, ""},
       {Object(2, 7, 2), HQOSD_APPLIED, "identifier 7 both: SP gold is applied"},
       {Object(3, 99, 2), 0, ""},
@@ -86,10 +87,7 @@ TEST_F(Applications, AreReadAndTakenOff) {
   const HQOS_AppObj eth0 = Named("eth0", 1);
   EXPECT_EQ(Apply(eth0, "gold"), 0u);
   const HQOS_ApplyInfo info = Get(Object(4, 3, 1));
-  EXPECT_EQ(info.obj.type, 4u);
-  EXPECT_EQ(info.obj.value, 3u);
-  EXPECT_EQ(info.obj.param, 1u);
-  EXPECT_STREQ(info.obj.name, "eth0");
+  EXPECT_TRUE(wire::Same(info.obj, Object(4, 3, 1, "eth0")));
   EXPECT_STREQ(info.sp.name, "gold");
   Get(Named("eth0", 0), HQOSD_NOT_FOUND);
   EXPECT_EQ(service.Do(HQOS_lib_DelSP, "gold"), uint32_t{HQOSD_IN_USE});
@@ -101,11 +99,8 @@ TEST_F(Applications, AreReadAndTakenOff) {
   EXPECT_EQ(Undo(eth0, "gold"), 0u);
   EXPECT_EQ(Undo(eth0, "gold"), uint32_t{HQOSD_NOT_FOUND});
   EXPECT_EQ(service.Do(HQOS_lib_DelSP, "gold"), 0u);
-  for (const uint32_t type : {1u, 2u, 3u}) {
-    EXPECT_EQ(Apply(Object(type, 5, 2), "tin"), 0u);
-    EXPECT_EQ(Get(Object(type, 5, 2)).obj.value, type == 3 ? 0u : 5u);
-    EXPECT_EQ(Undo(Object(type, 5, 2), "tin"), 0u);
-  }
+  EXPECT_EQ(Apply(Object(3, 5, 2), "tin"), 0u);
+  EXPECT_EQ(Get(Object(3, 7, 2)).obj.value, 0u);  // the system has no value
 }
 
 // An interface that goes, comes back with another index, or is down.
@@ -153,10 +148,7 @@ TEST_F(Applications, AreWalkedByNameAndDirection) {
 }
 
 HQOS_MatchRule Dot1p(uint16_t low, uint16_t high) {
-  HQOS_MatchRule rule{HQOS_MATCH_DOT1P, {}};
-  for (HQOS_ValueRange& range : rule.ranges) range = {0xFFFF, 0xFFFF};
-  rule.ranges[0] = {low, high};
-  return rule;
+  return wire::Rule(HQOS_MATCH_DOT1P, {{low, high}});
 }
 
 // gold > a (0-3) > b (2-5) > c (2), d (5), and FC f below c.
@@ -174,24 +166,24 @@ class Children : public Applications {
   }
   const HQOS_SPSonPath start{{0, 0xFFFF, 0xFFFF, 0xFFFF, 0xFFFF, 0xFFFF}};
 
-  std::vector<HQOS_SPSonStat> Stats(const HQOS_AppObj* obj, uint32_t expected = 0) {
-    std::vector<HQOS_SPSonStat> infos(HQOS_BULK_SPSON_MAX);
+  // The children as one of the listings tells them.
+  template <class Record, class Query>
+  std::vector<Record> List(Query query, const HQOS_AppObj* obj, uint32_t expected) {
+    std::vector<Record> infos(HQOS_BULK_SPSON_MAX);
     uint32_t n = 0;
-    const auto call = [&] { return HQOS_lib_GetBulkSPSonStat(obj, &start, 0, &n, infos.data()); };
-    EXPECT_EQ(service.Run(call), expected);
+    EXPECT_EQ(service.Run([&] { return query(obj, &start, 0, &n, infos.data()); }), expected);
     infos.resize(n);
     return infos;
   }
+  std::vector<HQOS_SPSonStat> Stats(const HQOS_AppObj* obj, uint32_t expected = 0) {
+    return List<HQOS_SPSonStat>(HQOS_lib_GetBulkSPSonStat, obj, expected);
+  }
   // The reason of each child, in order.
   std::vector<uint32_t> Reasons(const HQOS_AppObj* obj) {
-    std::vector<HQOS_SPSonDiag> infos(HQOS_BULK_SPSON_MAX);
-    uint32_t n = 0;
-    const auto call = [&] { return HQOS_lib_GetBulkSPSonDiag(obj, &start, 0, &n, infos.data()); };
-    EXPECT_EQ(service.Run(call), 0u);
     std::vector<uint32_t> reasons;
-    for (uint32_t i = 0; i < n; ++i) {
-      EXPECT_EQ(infos[i].diag[0], infos[i].diag[1] == 0 ? 1u : 0u);
-      reasons.push_back(infos[i].diag[1]);
+    for (const auto& son : List<HQOS_SPSonDiag>(HQOS_lib_GetBulkSPSonDiag, obj, 0)) {
+      EXPECT_EQ(son.diag[0], son.diag[1] == 0 ? 1u : 0u);
+      reasons.push_back(son.diag[1]);
     }
     return reasons;
   }

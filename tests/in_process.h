@@ -28,19 +28,16 @@ class FakeInterfaces final : public hqosd::InterfaceSource {
   }
 };
 
-struct InProcess {
-  FakeInterfaces interfaces;
-  hqosd::Model model;
-
-  InProcess() { model.interfaces = &interfaces; }
+// Calls of the library, whose requests are answered by Respond.
+class Caller {
+ public:
+  virtual ~Caller() = default;
 
   // The result of a call of the library.
   template <class Call>
   uint32_t Run(Call call) {
     Script script;
-    script.answer = [this](const Bytes& request) {
-      return hqosd::Respond(model, request.data(), request.size());
-    };
+    script.answer = [this](const Bytes& request) { return Respond(request); };
     Seen seen;
     return Play(script, seen, call);
   }
@@ -54,6 +51,22 @@ struct InProcess {
     return status != 0 ? status : result.code;
   }
   std::string text;
+
+ protected:
+  virtual Bytes Respond(const Bytes& request) = 0;
+};
+
+class InProcess : public Caller {
+ public:
+  FakeInterfaces interfaces;
+  hqosd::Model model;
+
+  InProcess() { model.interfaces = &interfaces; }
+
+ private:
+  Bytes Respond(const Bytes& request) override {
+    return hqosd::Respond(model, request.data(), request.size());
+  }
 };
 
 }  // namespace wire

@@ -8,10 +8,7 @@
 
 namespace {
 
-using wire::Bytes;
-using wire::Hex;
-using wire::Tlv;
-using wire::operator+;
+using namespace wire;
 
 std::vector<Bytes> g_flushed;
 
@@ -54,6 +51,7 @@ TEST(MsgBuf, FlushesWhatDoesNotFit) {
     EXPECT_EQ(Append(buf, 5, ten), 0u);
     HQOS_msg_AppendHead(2, 4, 5, &buf);  // begins anew
     EXPECT_EQ(Held(buf), head);
+    EXPECT_EQ(Append(buf, 6, Bytes(25)), 77u);  // one byte too many
   }
   HQOS_msg_AppendHead(1, 1, 1, nullptr);
 }

@@ -1,22 +1,16 @@
-// Queries that read FGs, FCs, FPs and DPs, and the TLVs of an FP.
+// Queries that read FGs, FCs, FPs and DPs, or list children of FGs, and the TLVs of an FP.
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <string>
-#include <vector>
 
 #include "hqos.h"
-#include "tests/wire.h"
+#include "tests/query.h"
+#include "tests/rule_bytes.h"
 
 namespace {
 
-using wire::Bytes;
-using wire::Field;
-using wire::Hex;
-using wire::Play;
-using wire::Script;
-using wire::Seen;
-using wire::operator+;
+using namespace wire;
+using wire::Same;  // beside the one below
 
 // ---- The TLVs of an FP --------------------------------------------------------------------------
 
@@ -28,11 +22,11 @@ const HQOS_FPInfo kFP{"fp1",
                       {0x11121314, 0x21222324, 0x31323334, 0x41424344},
                       {0x51525354, 0x61626364, 0x71727374},
                       0x81828384};
-const Bytes kName = wire::Tlv(1, Field("fp1", 32) + Hex("0102 0000"));
-const Bytes kDPRef = wire::Tlv(2, Field("dp one", 32) + Hex("0304 0000"));
-const Bytes kGTS = wire::Tlv(3, Hex("11121314 21222324 31323334 41424344"));
-const Bytes kQueue = wire::Tlv(4, Hex("51525354 61626364 71727374"));
-const Bytes kBandwidth = wire::Tlv(5, Hex("81828384"));
+const Bytes kName = Tlv(1, Field("fp1", 32) + Hex("0102 0000"));
+const Bytes kDPRef = Tlv(2, Field("dp one", 32) + Hex("0304 0000"));
+const Bytes kGTS = Tlv(3, Hex("11121314 21222324 31323334 41424344"));
+const Bytes kQueue = Tlv(4, Hex("51525354 61626364 71727374"));
+const Bytes kBandwidth = Tlv(5, Hex("81828384"));
 const Bytes kAllParts = kName + kDPRef + kGTS + kQueue + kBandwidth;
 
 // The record with those settings alone.
@@ -46,11 +40,6 @@ HQOS_FPInfo With(uint32_t flags) {
   return fp;
 }
 
-template <class Record>
-bool Same(const Record& a, const Record& b) {
-  return memcmp(&a, &b, sizeof a) == 0;
-}
-
 // Without the padding, which a copy need not keep.
 bool Same(HQOS_FPInfo a, HQOS_FPInfo b) {
   for (HQOS_FPInfo* fp : {&a, &b}) {
@@ -60,8 +49,7 @@ bool Same(HQOS_FPInfo a, HQOS_FPInfo b) {
 }
 
 HQOS_FPInfo Decoded(const Bytes& tlvs) {
-  HQOS_FPInfo fp;
-  memset(&fp, 0xEE, sizeof fp);
+  auto fp = Filled<HQOS_FPInfo>(kBefore);
   HQOS_msg_DecapFPInfo(tlvs.data(), static_cast<uint16_t>(tlvs.size()), &fp);
   return fp;
 }
@@ -86,7 +74,6 @@ TEST(FPInfo, LeavesOutWhatDoesNotFit) {
   } cases[] = {{124, kAllParts},
                {123, kName + kDPRef + kGTS + kQueue},
                {99, kName + kDPRef + kQueue},
-               {79, kName + kGTS + kQueue},
                {39, kGTS + kQueue},
                {7, {}}};
   for (const auto& c : cases) {
@@ -97,29 +84,27 @@ TEST(FPInfo, LeavesOutWhatDoesNotFit) {
 }
 
 TEST(FPInfo, DecodesWhateverComes) {
-  HQOS_FPInfo none;
-  memset(&none, 0, sizeof none);
+  auto none = Filled<HQOS_FPInfo>(0);
   none.id = none.dpId = 0xFFFF;
-  HQOS_FPInfo longName = none;
-  std::string(31, 'n').copy(longName.name, 31);
-  longName.id = 0;
-  const Bytes other = wire::Tlv(5, Hex("00000001"));
+  HQOS_FPInfo cut = With(2);
+  std::string(31, 'n').copy(cut.name, 31), std::string(31, 'd').copy(cut.dpName, 31);
+  const Bytes noNul = Tlv(1, Field(std::string(32, 'n'), 32) + Hex("0102 0000")) +
+                      Tlv(2, Field(std::string(32, 'd'), 32) + Hex("0304 0000"));
   const struct {
     const char* what;
     Bytes tlvs;
     HQOS_FPInfo expected;
   } cases[] = {
       {"nothing", {}, none},
+      {"names without NUL", noNul, cut},
       {"other order", kBandwidth + kQueue + kGTS + kDPRef + kName, kFP},
-      {"strangers", wire::Tlv(0, {}) + kName + wire::Tlv(9, Bytes(40, 1)) + kQueue, With(4)},
-      {"last one counts", other + kName + kBandwidth, With(8)},
+      {"strangers", Tlv(0, {}) + kName + Tlv(9, Bytes(40, 1)) + kQueue, With(4)},
+      {"last one counts", Tlv(5, Hex("00000001")) + kName + kBandwidth, With(8)},
       {"short",
-       kName + wire::Tlv(2, Bytes(35)) + wire::Tlv(3, Bytes(15)) + wire::Tlv(4, Bytes(11)) +
-           wire::Tlv(5, Bytes(3)) + kGTS,
+       kName + Tlv(2, Bytes(35)) + Tlv(3, Bytes(15)) + Tlv(4, Bytes(11)) + Tlv(5, Bytes(3)) + kGTS,
        With(1)},
-      {"short name", wire::Tlv(1, Bytes(35)), none},
-      {"longer than known", kName + wire::Tlv(5, Hex("81828384 ee")), With(8)},
-      {"name without NUL", wire::Tlv(1, Field(std::string(32, 'n'), 36)), longName},
+      {"short name", Tlv(1, Bytes(35)), none},
+      {"longer than known", kName + Tlv(5, Hex("81828384 ee")), With(8)},
       {"cut", kName + kQueue + Bytes(kGTS.begin(), kGTS.end() - 1), With(4)},
   };
   for (const auto& c : cases) EXPECT_TRUE(Same(Decoded(c.tlvs), c.expected)) << c.what;
@@ -127,180 +112,122 @@ TEST(FPInfo, DecodesWhateverComes) {
 
 // ---- Queries ------------------------------------------------------------------------------------
 
-const HQOS_FGInfo kFG{"fg one", 0x0102};
-const HQOS_FCInfo kFC{"fg one", 0x0102};
-const Bytes kNamed = Field("fg one", 32) + Hex("0102");
-const HQOS_DPInfo kDP{"dp one",
+const HQOS_FGInfo kFG{WIRE_NAME, 0x0102};
+const HQOS_FCInfo kFC{WIRE_NAME, 0x0102};
+const Bytes kNamed = kFullName + Hex("0102");
+const HQOS_DPInfo kDP{WIRE_NAME,
                       0x0304,
                       0x05060708,
                       {{10, 20, 100, 200},
                        {0x1112, 0x1314, 0x15161718, 0x191A1B1C},
                        {0x2122, 0x2324, 0x25262728, 0x292A2B2C}}};
-const Bytes kDPValue = Field("dp one", 32) + Hex("0304 eeee 05060708 000a 0014 00000064 000000c8"
-                                                 "1112 1314 15161718 191a1b1c"
-                                                 "2122 2324 25262728 292a2b2c");
+const Bytes kDPValue = kFullName + Hex("0304 eeee 05060708 000a 0014 00000064 000000c8"
+                                       "1112 1314 15161718 191a1b1c"
+                                       "2122 2324 25262728 292a2b2c");
+const HQOS_FGSonKey kSonKey{{1, 2, 0xFFFF}};
+const HQOS_FGSon kSon{kSonKey, 0x04030201, WIRE_NAME, kRule, WIRE_NAME};
+const Bytes kSonValue =
+    Hex("01020304 0001 0002 ffff") + kFullName + Hex("eeee") + kRuleBytes + kFullName;
 
 const std::string kLong(40, 'n');
 const Bytes kLongKey = Field(std::string(31, 'n'), 32) + Hex("ffff 0000");
-constexpr uint32_t kUntouched = 0xEEEE;
 
-// A query for one object, answered with `reply`.
+// A query for one object: its request, and what it makes of replies.
 template <class Info>
-struct Single {
-  uint32_t status;
-  Info info;
-  Seen seen;
-
-  template <class Call>
-  Single(const Bytes& reply, Call call) {
-    memset(&info, 0xEE, sizeof info);
-    Script script;
-    script.reply = reply;
-    status = Play(script, seen, [&] { return call(&info); });
-  }
-  bool IsUntouched() const {
-    Info untouched;
-    memset(&untouched, 0xEE, sizeof untouched);
-    return Same(info, untouched);
-  }
-};
-
-template <class Info, class Call>
-void ExpectSingle(Call call, uint8_t opClass, uint16_t type, const Bytes& key, const Bytes& value,
-                  const Info& expected) {
-  const Bytes head = wire::Message(2, opClass, {});
-  const Single<Info> good(head + wire::Tlv(77, value + Hex("ee")) + wire::Tlv(1, {}), call);
-  EXPECT_EQ(good.seen.requests[0], wire::Message(1, opClass, wire::Tlv(type, key)));
+void ExpectSingle(uint8_t opClass, uint16_t type, const Bytes& key, const Bytes& value,
+                  const Info& expected, uint32_t (*query)(Info*)) {
+  const auto ask = [query](const Bytes& reply) {
+    return Asked<Info>(reply, 1, [query](uint32_t*, Info* info) { return query(info); });
+  };
+  const Bytes head = Message(2, opClass, {});
+  const Asked<Info> good = ask(head + Tlv(77, value + Hex("ee")) + Tlv(1, {}));
+  EXPECT_EQ(good.seen.requests.at(0), Message(1, opClass, Tlv(type, key)));
   EXPECT_EQ(good.status, 0u);
-  EXPECT_TRUE(Same(good.info, expected));
-  const Bytes tooShort(value.begin(), value.end() - 1);
-  for (const Bytes& bad : {head, head + wire::Tlv(77, tooShort) + wire::Tlv(77, value)}) {
-    const Single<Info> refused(bad, call);
-    EXPECT_EQ(refused.status, uint32_t{HQOS_ERR_BADREPLY});
-    EXPECT_TRUE(refused.IsUntouched());
+  EXPECT_TRUE(Same(good.infos[0], expected));
+  const Bytes tooShort = Tlv(77, Bytes(value.begin(), value.end() - 1));
+  for (const auto& [reply, status] : {std::pair<Bytes, uint32_t>(head, HQOS_ERR_BADREPLY),
+                                      {head + tooShort + Tlv(77, value), HQOS_ERR_BADREPLY},
+                                      {Status(5, "no"), 5}}) {
+    const Asked<Info> refused = ask(reply);
+    EXPECT_EQ(refused.status, status);
+    EXPECT_TRUE(IsUntouched(refused.infos[0]));
   }
-  const Single<Info> refused(wire::Status(5, "no"), call);
-  EXPECT_EQ(refused.status, 5u);
-  EXPECT_TRUE(refused.IsUntouched());
 }
 
 TEST(ObjectQueries, ReadOneObject) {
-  ExpectSingle([](HQOS_FGInfo* i) { return HQOS_lib_GetFG(kLong.c_str(), i); }, 2, 2, kLongKey,
-               kNamed, kFG);
-  ExpectSingle([](HQOS_FCInfo* i) { return HQOS_lib_GetFC(kLong.c_str(), i); }, 2, 3, kLongKey,
-               kNamed, kFC);
-  ExpectSingle([](HQOS_DPInfo* i) { return HQOS_lib_GetDP(kLong.c_str(), i); }, 2, 4, kLongKey,
-               kDPValue, kDP);
-  ExpectSingle([](HQOS_FGInfo* i) { return HQOS_lib_GetNextFG(0x1234, i); }, 3, 1, Hex("00001234"),
-               kNamed, kFG);
+  ExpectSingle<HQOS_FGInfo>(2, 2, kLongKey, kNamed, kFG,
+                            [](auto* i) { return HQOS_lib_GetFG(kLong.c_str(), i); });
+  ExpectSingle<HQOS_FCInfo>(2, 3, kLongKey, kNamed, kFC,
+                            [](auto* i) { return HQOS_lib_GetFC(kLong.c_str(), i); });
+  ExpectSingle<HQOS_DPInfo>(2, 4, kLongKey, kDPValue, kDP,
+                            [](auto* i) { return HQOS_lib_GetDP(kLong.c_str(), i); });
+  ExpectSingle<HQOS_FGInfo>(3, 1, Hex("00001234"), kNamed, kFG,
+                            [](auto* i) { return HQOS_lib_GetNextFG(0x1234, i); });
 }
 
 TEST(ObjectQueries, ReadAnFPOrClearIt) {
-  const auto call = [](HQOS_FPInfo* i) { return HQOS_lib_GetFP(kLong.c_str(), i); };
-  const Single<HQOS_FPInfo> good(wire::Message(2, 2, wire::Tlv(77, kAllParts) + kName), call);
-  EXPECT_EQ(good.seen.requests[0], wire::Message(1, 2, wire::Tlv(5, kLongKey)));
-  EXPECT_EQ(good.status, 0u);
-  EXPECT_TRUE(Same(good.info, kFP));
-  HQOS_FPInfo cleared;
-  memset(&cleared, 0, sizeof cleared);
-  for (const auto& [reply, status] :
-       {std::pair<Bytes, uint32_t>(wire::Message(2, 2, {}), HQOS_ERR_BADREPLY),
-        {wire::Status(5, "no"), 5},
-        {{}, HQOS_ERR_FAILED}}) {
-    const Single<HQOS_FPInfo> refused(reply, call);
-    EXPECT_EQ(refused.status, status);
-    EXPECT_TRUE(Same(refused.info, cleared));
+  const struct {
+    Bytes reply;
+    uint32_t status;
+    HQOS_FPInfo expected;
+  } cases[] = {{Message(2, 2, Tlv(77, kAllParts) + kName), 0, kFP},
+               {Message(2, 2, {}), HQOS_ERR_BADREPLY, {}},
+               {Status(5, "no"), 5, {}},
+               {{}, HQOS_ERR_FAILED, {}}};
+  for (const auto& c : cases) {
+    const Asked<HQOS_FPInfo> asked(c.reply, 1, [](uint32_t*, HQOS_FPInfo* info) {
+      return HQOS_lib_GetFP(kLong.c_str(), info);
+    });
+    EXPECT_EQ(asked.seen.requests.at(0), Message(1, 2, Tlv(5, kLongKey)));
+    EXPECT_EQ(asked.status, c.status);
+    EXPECT_TRUE(Same(asked.infos[0], c.expected));
   }
 }
 
-// A listing, answered with `reply`. The array has just the room that the header names.
-template <class Info>
-struct Listing {
-  std::vector<Info> infos;
-  uint32_t status, count = kUntouched;
-  Seen seen;
-
-  template <class Call>
-  Listing(const Bytes& reply, uint32_t most, Call call) : infos(most) {
-    memset(static_cast<void*>(infos.data()), 0xEE, most * sizeof(Info));
-    Script script;
-    script.reply = reply;
-    status = Play(script, seen, [&] { return call(&count, infos.data()); });
-  }
-};
-
-// A listing as the cases below need it. A flat one has one record a TLV, of a fixed layout.
+// A listing. A flat one has one record a TLV, of a fixed layout, and ends at a shorter one.
 template <class Info, class Call>
-struct Lister {
-  Call call;
-  uint32_t most;
-  bool flat;
-
-  Listing<Info> operator()(const Bytes& reply) const { return {reply, most, call}; }
-};
-
-template <class Info, class Call>
-void ExpectListing(const Lister<Info, Call>& list, uint16_t type, const Bytes& key,
-                   const Bytes& value, const Info& expected) {
-  const Bytes head = wire::Message(2, 4, {}), tlv = wire::Tlv(77, value);
-  const auto three = list(head + tlv + wire::Tlv(0x7001, value + Bytes(1)) + tlv);
-  EXPECT_EQ(three.seen.requests[0], wire::Message(1, 4, wire::Tlv(type, key)));
+void ExpectList(uint32_t most, uint16_t type, const Bytes& key, const Bytes& value,
+                const Info& expected, bool flat, Call call) {
+  const Bytes head = Message(2, 4, {}), tlv = Tlv(77, value);
+  const auto ask = [&](const Bytes& reply) { return Asked<Info>(reply, most, call); };
+  const auto three = ask(head + tlv + Tlv(0x7001, value + Bytes(1)) + tlv);
+  EXPECT_EQ(three.seen.requests.at(0), Message(1, 4, Tlv(type, key)));
   EXPECT_EQ(three.status, 0u);
   ASSERT_EQ(three.count, 3u);
   for (const size_t i : {0u, 1u, 2u}) EXPECT_TRUE(Same(three.infos[i], expected));
-  const Bytes shorter(value.begin(), value.end() - 1);
+
+  // As many as a datagram holds, the first one in the place of the head.
+  const Bytes shorter(value.begin(), value.end() - 1), smallest = flat ? tlv : Bytes(4);
+  Bytes full;
+  while (full.size() + smallest.size() <= 1500) full = full + smallest;
+  full[0] = 0;
   const struct {
     Bytes reply;
     uint32_t status, count;
   } cases[] = {
       {head, 0, 0},
-      {wire::Status(5, ""), 5, kUntouched},
-      {head + tlv + wire::Tlv(77, shorter) + tlv, list.flat ? uint32_t{HQOS_ERR_BADREPLY} : 0,
-       list.flat ? 1u : 3u},
+      {Status(5, ""), 5, kUntouched},
+      {head + tlv + Tlv(77, shorter) + tlv, flat ? uint32_t{HQOS_ERR_BADREPLY} : 0, flat ? 1u : 3u},
+      {full, 0, most},
   };
   for (const auto& c : cases) {
-    const auto listing = list(c.reply);
+    const auto listing = ask(c.reply);
     EXPECT_EQ(listing.status, c.status);
     EXPECT_EQ(listing.count, c.count);
   }
-}
-
-template <class Info, class Call>
-void ExpectBounds(const Lister<Info, Call>& list, const Bytes& value) {
-  const Bytes tlv = wire::Tlv(77, value);
-  // As many as a datagram holds, the first one in the place of the head.
-  const Bytes smallest = list.flat ? tlv : Bytes(4);
-  Bytes full;
-  while (full.size() + smallest.size() <= 1500) full = full + smallest;
-  full[0] = 0;
-  EXPECT_EQ(list(full).count, list.most);
-  for (const Bytes& reply : wire::Damaged(wire::Message(2, 4, tlv + tlv + tlv))) {
-    const auto damaged = list(reply);
-    if (damaged.count == kUntouched) continue;
-    ASSERT_LE(damaged.count, list.most);
-    if (damaged.count == list.most) continue;
-    Info untouched;
-    memset(&untouched, 0xEE, sizeof untouched);
-    ASSERT_TRUE(Same(damaged.infos[damaged.count], untouched));
-  }
-}
-
-template <class Info, class Call>
-void ExpectList(Call call, uint32_t most, uint16_t type, const Bytes& key, const Bytes& value,
-                const Info& expected, bool flat) {
-  const Lister<Info, Call> list{call, most, flat};
-  ExpectListing(list, type, key, value, expected);
-  ExpectBounds(list, value);
+  ExpectListSurvivesDamage<Info>(tlv, most, call);
 }
 
 TEST(ObjectQueries, ListObjects) {
-  ExpectList([](uint32_t* n, HQOS_FCInfo* i) { return HQOS_lib_GetAllFC(n, i); }, HQOS_BULK_FC_MAX,
-             1, {}, kNamed, kFC, true);
-  ExpectList([](uint32_t* n, HQOS_DPInfo* i) { return HQOS_lib_GetBulkDP(0xFFFF, 0, n, i); },
-             HQOS_BULK_DP_MAX, 2, Hex("ffff 0000 00000000"), kDPValue, kDP, true);
+  ExpectList(HQOS_BULK_FC_MAX, 1, {}, kNamed, kFC, true,
+             [](uint32_t* n, HQOS_FCInfo* i) { return HQOS_lib_GetAllFC(n, i); });
+  ExpectList(HQOS_BULK_DP_MAX, 2, Hex("ffff 0000 00000000"), kDPValue, kDP, true,
+             [](uint32_t* n, HQOS_DPInfo* i) { return HQOS_lib_GetBulkDP(0xFFFF, 0, n, i); });
   ExpectList(
-      [](uint32_t* n, HQOS_FPInfo* i) { return HQOS_lib_GetBulkFP(0x0102, 0xA1B2C3D4, n, i); },
-      HQOS_BULK_FP_MAX, 3, Hex("0102 0000 a1b2c3d4"), kAllParts, kFP, false);
+      HQOS_BULK_FP_MAX, 3, Hex("0102 0000 a1b2c3d4"), kAllParts, kFP, false,
+      [](uint32_t* n, HQOS_FPInfo* i) { return HQOS_lib_GetBulkFP(0x0102, 0xA1B2C3D4, n, i); });
+  ExpectList(HQOS_BULK_FGSON_MAX, 4, Hex("0001 0002 ffff 0000 0000000a"), kSonValue, kSon, true,
+             [](uint32_t* n, HQOS_FGSon* i) { return HQOS_lib_GetBulkFGSon(&kSonKey, 10, n, i); });
 }
 
 }  // namespace

@@ -1,6 +1,5 @@
 // The host's platform layer itself.
 #include <arpa/inet.h>
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <net/if.h>
 #include <pwd.h>
@@ -14,13 +13,11 @@
 #include <filesystem>
 #include <fstream>
 #include <string>
-#include <vector>
 
 #include "platform/interface.h"
 #include "platform/lip.h"
 #include "platform/stlv.h"
 #include "platform/text.h"
-#include "platform/vlan.h"
 
 namespace {
 
@@ -67,11 +64,6 @@ TEST(Text, CopiesWhatFitsAndTerminates) {
   EXPECT_STREQ(to, "ab");
 }
 
-TEST(Vlans, AreTheUsualOnes) {
-  EXPECT_EQ(VLAN_GetMinVlanID(), 1u);
-  EXPECT_EQ(VLAN_GetMaxVlanID(), 4094u);
-}
-
 TEST(Interfaces, AreOnSlotZero) {
   uint16_t slot = 7;
   EXPECT_EQ(IF_GetDataByIfIndex(if_nametoindex("lo"), IF_DATA_SLOT, &slot), 0u);
@@ -86,6 +78,43 @@ sockaddr_lip Address(uint16_t port) {
   return {sizeof(sockaddr_lip), LIP_FAMILY, htons(port), htonl(0x80000000), {}};
 }
 
+// A socket after a call, which has failed when there is a reason.
+class Socket {
+ public:
+  template <class Call>
+  explicit Socket(Call call) : fd_(LIP_Socket(LIP_FAMILY, SOCK_DGRAM, LIP_PROTOCOL)) {
+    if (call(fd_) != 0) reason = errno;
+  }
+  ~Socket() { close(fd_); }
+  Socket(const Socket&) = delete;
+  Socket& operator=(const Socket&) = delete;
+
+  // Where the listener is that it reaches; empty when there is none.
+  std::string Peer() const {
+    sockaddr_un name{};
+    socklen_t length = sizeof name;
+    getpeername(fd_, reinterpret_cast<sockaddr*>(&name), &length);
+    return name.sun_path;
+  }
+
+  int reason = 0;
+
+ private:
+  int fd_;
+};
+
+Socket Connect(const sockaddr_lip& address) {
+  return Socket([&](int fd) { return LIP_Connect(fd, &address, sizeof address); });
+}
+Socket Listen(const sockaddr_lip& address) {
+  return Socket([&](int fd) {
+    uint32_t rank = 9;
+    const int result = LIP_Listen(fd, &address, 5, &rank);
+    EXPECT_EQ(rank, 0u);
+    return result;
+  });
+}
+
 class Endpoints : public testing::Test {
  protected:
   void SetUp() override {
@@ -95,27 +124,6 @@ class Endpoints : public testing::Test {
     unsetenv("XDG_RUNTIME_DIR");
   }
   void TearDown() override { fs::remove_all(dir_); }
-
-  // Each returns a socket, or -1 with errno set.
-  static int Open() { return LIP_Socket(LIP_FAMILY, SOCK_DGRAM, LIP_PROTOCOL); }
-  static int Done(int fd, int result) {
-    if (result == 0) return fd;
-    const int reason = errno;
-    close(fd);
-    errno = reason;
-    return -1;
-  }
-  static int Connect(const sockaddr_lip& address) {
-    const int fd = Open();
-    return Done(fd, LIP_Connect(fd, &address, sizeof address));
-  }
-  static int Listen(const sockaddr_lip& address) {
-    const int fd = Open();
-    uint32_t rank = 9;
-    const int listener = Done(fd, LIP_Listen(fd, &address, 5, &rank));
-    EXPECT_EQ(rank, 0u);
-    return listener;
-  }
 
   fs::path dir_;
 };
@@ -158,8 +166,7 @@ TEST_F(Endpoints, NeedRoomForTheirPath) {
     }
   }
   setenv("HQOS_RUNTIME_DIR", std::string(200, 'd').c_str(), 1);
-  EXPECT_EQ(Connect(Address(1)), -1);
-  EXPECT_EQ(errno, ENAMETOOLONG);
+  EXPECT_EQ(Connect(Address(1)).reason, ENAMETOOLONG);
 }
 
 TEST_F(Endpoints, TakeTheirOwnFamilyOnly) {
@@ -171,108 +178,72 @@ TEST_F(Endpoints, TakeTheirOwnFamilyOnly) {
   EXPECT_EQ(LIP_Connect(0, &address, 15), -1);
   EXPECT_EQ(errno, EINVAL);
   address.slip_family = AF_UNIX;
-  EXPECT_EQ(Connect(address), -1);
-  EXPECT_EQ(errno, EINVAL);
+  EXPECT_EQ(Connect(address).reason, EINVAL);
 }
 
 TEST_F(Endpoints, ReachOneLiveListener) {
-  EXPECT_EQ(Connect(Address(1)), -1);
-  EXPECT_EQ(errno, ENOENT);
-  const int listener = Listen(Address(1));
-  ASSERT_GE(listener, 0);
-  struct stat info;
-  ASSERT_EQ(stat(Endpoint(1, 0).c_str(), &info), 0);
-  EXPECT_EQ(info.st_mode & 0777, 0666u);
-
-  const int client = Connect(Address(1));
-  EXPECT_GE(client, 0);
-  EXPECT_EQ(Listen(Address(1)), -1);
-  EXPECT_EQ(errno, EADDRINUSE);
-  const int other = Listen(Address(2));
-  EXPECT_GE(other, 0);
-  for (const int fd : {listener, client, other}) close(fd);
-}
-
-TEST_F(Endpoints, AreTakenOverFromTheDead) {
-  close(Listen(Address(1)));
-  EXPECT_EQ(Connect(Address(1)), -1);
-  EXPECT_EQ(errno, ECONNREFUSED);
-  const int listener = Listen(Address(1));
-  EXPECT_GE(listener, 0);
-  const int client = Connect(Address(1));
-  EXPECT_GE(client, 0);
-  close(client);
-  close(listener);
+  EXPECT_EQ(Connect(Address(1)).reason, ENOENT);
+  {
+    const Socket listener = Listen(Address(1));
+    ASSERT_EQ(listener.reason, 0);
+    struct stat info;
+    ASSERT_EQ(stat(Endpoint(1, 0).c_str(), &info), 0);
+    EXPECT_EQ(info.st_mode & 0777, 0666u);
+    EXPECT_EQ(Connect(Address(1)).Peer(), Endpoint(1, 0));
+    EXPECT_EQ(Listen(Address(1)).reason, EADDRINUSE);
+    EXPECT_EQ(Listen(Address(2)).reason, 0);
+  }
+  // Dead, and taken over by the next.
+  EXPECT_EQ(Connect(Address(1)).reason, ECONNREFUSED);
+  const Socket next = Listen(Address(1));
+  EXPECT_EQ(next.reason, 0);
+  EXPECT_EQ(Connect(Address(1)).reason, 0);
 
   fs::remove(Endpoint(1, 0));
   std::ofstream(Endpoint(1, 0)) << "a file of somebody's";
-  EXPECT_EQ(Listen(Address(1)), -1);
-  EXPECT_EQ(errno, EADDRINUSE);
+  EXPECT_EQ(Listen(Address(1)).reason, EADDRINUSE);
   EXPECT_TRUE(fs::is_regular_file(Endpoint(1, 0)));
 }
 
 TEST_F(Endpoints, AreNotPutWhereOthersCouldReplaceThem) {
   const fs::path dir = dir_ / "run", link = dir_ / "link";
-  const auto expectListening = [](bool listening) {
-    errno = 0;
-    const int listener = Listen(Address(1));
-    EXPECT_EQ(listener >= 0, listening);
-    EXPECT_EQ(errno == EPERM, !listening);
-    close(listener);
-  };
   setenv("HQOS_RUNTIME_DIR", dir.c_str(), 1);
   const mode_t before = umask(077);
-  expectListening(true);
+  EXPECT_EQ(Listen(Address(1)).reason, 0);
   umask(before);
   EXPECT_EQ(fs::status(dir).permissions(), fs::perms(0755));  // made for all to reach it
   EXPECT_EQ(fs::status(Endpoint(1, 0)).permissions(), fs::perms(0666));
-  for (const auto& [mode, listening] : {std::pair(0777, false), std::pair(01777, true)}) {
+  for (const auto& [mode, reason] : {std::pair(0777, EPERM), std::pair(01777, 0)}) {
     fs::permissions(dir, fs::perms(mode));
-    expectListening(listening);
+    EXPECT_EQ(Listen(Address(1)).reason, reason);
   }
   fs::create_directory_symlink(dir, link);
   setenv("HQOS_RUNTIME_DIR", link.c_str(), 1);
-  expectListening(true);
+  EXPECT_EQ(Listen(Address(1)).reason, 0);
   if (geteuid() != 0) return;
   ASSERT_EQ(lchown(link.c_str(), 65534, 65534), 0);
-  expectListening(false);
+  EXPECT_EQ(Listen(Address(1)).reason, EPERM);
   setenv("HQOS_RUNTIME_DIR", dir.c_str(), 1);
   ASSERT_EQ(chown(dir.c_str(), 65534, 65534), 0);
-  expectListening(false);
+  EXPECT_EQ(Listen(Address(1)).reason, EPERM);
 }
 
 // Without HQOS_RUNTIME_DIR a directory that is another user's, or that others can write to, is
 // passed over; HOME is the next.
 TEST_F(Endpoints, AreNotTakenFromOthers) {
   const fs::path planted = dir_ / "hqos", own = dir_ / ".hqos";
-  std::vector<int> listeners;
-  for (const fs::path& path : {planted, own}) {
-    setenv("HQOS_RUNTIME_DIR", path.c_str(), 1);
-    listeners.push_back(Listen(Address(1)));
-    ASSERT_GE(listeners.back(), 0);
-  }
+  setenv("HQOS_RUNTIME_DIR", planted.c_str(), 1);
+  const Socket first = Listen(Address(1));
+  setenv("HQOS_RUNTIME_DIR", own.c_str(), 1);
+  const Socket second = Listen(Address(1));
   unsetenv("HQOS_RUNTIME_DIR");
   setenv("XDG_RUNTIME_DIR", dir_.c_str(), 1);
-  // Which of the two a client reaches; -1 and errno when none.
-  const auto reached = [&] {
-    const int client = Connect(Address(1));
-    if (client < 0) return -1;
-    for (size_t i = 0; i < listeners.size(); ++i) {
-      const int accepted = accept4(listeners[i], nullptr, nullptr, SOCK_NONBLOCK);
-      if (accepted < 0) continue;
-      close(accepted);
-      close(client);
-      return static_cast<int>(i);
-    }
-    return -1;
-  };
-  for (const int listener : listeners) fcntl(listener, F_SETFL, O_NONBLOCK);
   const auto expectPlanted = [&](bool trusted) {
+    const std::string name = "/lip-80000000-1", path = planted.string() + name;
     setenv("HOME", dir_.c_str(), 1);
-    EXPECT_EQ(reached(), trusted ? 0 : 1);
+    EXPECT_EQ(Connect(Address(1)).Peer(), trusted ? path : own.string() + name);
     setenv("HOME", "/nonexistent", 1);
-    errno = 0;
-    EXPECT_EQ(reached(), trusted ? 0 : -1);
+    EXPECT_EQ(Connect(Address(1)).Peer(), trusted ? path : "");
   };
   expectPlanted(true);
   for (const auto mode : {0720, 0702}) {
@@ -288,7 +259,6 @@ TEST_F(Endpoints, AreNotTakenFromOthers) {
   fs::rename(planted, dir_ / "real");
   fs::create_symlink(dir_ / "real", planted);
   expectPlanted(false);
-  for (const int listener : listeners) close(listener);
 }
 
 }  // namespace

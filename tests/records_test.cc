@@ -1,7 +1,8 @@
 // Database keys and records. Records are persisted: their bytes are written out here by hand.
+#include "tests/records.h"
+
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <string>
 
 #include "hqos.h"
@@ -9,34 +10,9 @@
 
 namespace {
 
-using wire::Bytes;
-using wire::Field;
-using wire::Hex;
-using wire::kRule;
-using wire::kRuleBytes;
-using wire::Tlv;
-using wire::operator+;
+using namespace wire;
 
-template <class Record>
-bool Same(const Record& a, const Record& b) {
-  return memcmp(&a, &b, sizeof a) == 0;
-}
-
-// A record all of whose bytes, padding too, are zero, then filled in by `fill`.
-template <class Record, class Fill>
-Record Filled(Fill fill) {
-  Record record;
-  memset(&record, 0, sizeof record);
-  fill(record);
-  return record;
-}
-
-HQOS_MatchRule Empty(uint32_t type) {
-  HQOS_MatchRule rule{type, {}};
-  memset(rule.ranges, 0xFF, sizeof rule.ranges);
-  return rule;
-}
-const Bytes kRanges = Tlv(10, Bytes(kRuleBytes.begin() + 4, kRuleBytes.end()));
+const std::string kLong(60, 'n');
 
 TEST(Keys, OfRunRecordsAreWrittenAndRead) {
   const struct {
@@ -50,12 +26,10 @@ TEST(Keys, OfRunRecordsAreWrittenAndRead) {
     char key[HQOS_DBKEY_SIZE];
     EXPECT_EQ(HQOS_dbmtype_EncapIfRunKey(c.layer, c.second, c.first, key), strlen(c.key));
     EXPECT_STREQ(key, c.key);
-    for (const uint32_t layer : {c.layer, 2u}) {
-      uint32_t second = 1, first = 1;
-      HQOS_dbmtype_DecapIfRunKey(layer, c.key, &second, &first);
-      EXPECT_EQ(second, c.second);
-      EXPECT_EQ(first, c.first);
-    }
+    uint32_t second = 1, first = 1;
+    HQOS_dbmtype_DecapIfRunKey(c.layer, c.key, &second, &first);
+    EXPECT_EQ(second, c.second);
+    EXPECT_EQ(first, c.first);
   }
   uint32_t second = 1, first = 1;
   HQOS_dbmtype_DecapIfRunKey(1, "IFRUN-5", &second, &first);
@@ -64,16 +38,13 @@ TEST(Keys, OfRunRecordsAreWrittenAndRead) {
 }
 
 TEST(Keys, OfConfigurationAreRead) {
-  const std::string longName(60, 'n');
   const struct {
     std::string key, name;
     uint32_t number;
-  } cases[] = {{"IFCFG-3-abc", "abc", 3},
-               {"IFCFG-4294967295-" + longName, longName.substr(0, 47), 0xFFFFFFFF},
+  } cases[] = {{"IFCFG-4294967295-" + kLong, kLong.substr(0, 47), 0xFFFFFFFF},
                {"IFCFG-3-a b", "a", 3},
                {"IFCFG-3", "", 3},
-               {"IFRUN-3-a", "", 0},
-               {"", "", 0}};
+               {"IFRUN-3-a", "", 0}};
   for (const auto& c : cases) {
     char name[HQOS_APPOBJ_NAME_SIZE] = "before";
     uint32_t number = 99;
@@ -87,13 +58,11 @@ TEST(Keys, OfConfigurationAreRead) {
     int result;
   } nests[] = {{1, "SP-nest-gold\r\n", "gold", 1},
                {2, "SP-nest-gold", "", 0},
-               {2, "FG-nest-a b-c", "a b-c", 1},
-               {0, "FG-nest-x\ny", "x", 1},
+               {0, "FG-nest-a b-c\ny", "a b-c", 1},
                {1, "SP-nest-\nx", "", 0},
-               {1, "SP-nest-" + longName, longName.substr(0, 31), 1},
+               {1, "SP-nest-" + kLong, kLong.substr(0, 31), 1},
                {1, "SP-nest-", "", -1},
-               {1, "SP-n", "", -1},
-               {1, "", "", -1}};
+               {1, "SP-n", "", -1}};
   for (const auto& c : nests) {
     char name[HQOS_NAME_SIZE] = "before";
     EXPECT_EQ(HQOS_dbmtype_DecapNestKey(c.kind, c.key.c_str(), name), c.result) << c.key;
@@ -101,35 +70,53 @@ TEST(Keys, OfConfigurationAreRead) {
   }
 }
 
+// A record written by `encap(record, room, &outLen, out)`, whose length is checked.
+template <class Encap, class Record>
+Bytes Written(Encap encap, const Record& record, uint16_t room = 300) {
+  Bytes out(room);
+  uint32_t outLen = 0;
+  out.resize(encap(&record, room, &outLen, out.data()));
+  EXPECT_EQ(outLen, 8u);
+  return out;
+}
+
+// What `decap(record, length, &read)` returns, and what it reads.
+template <class Record, class Decap>
+std::pair<uint32_t, Record> Read(Decap decap, const Bytes& record) {
+  std::pair<uint32_t, Record> result(0, Filled<Record>(kBefore));
+  result.first = decap(record.data(), static_cast<uint16_t>(record.size()), &result.second);
+  return result;
+}
+
+// Rules as children and nodes keep them: without ranges where the type has no values.
+const Bytes kRanges = Tlv(10, Bytes(kRuleBytes.begin() + 4, kRuleBytes.end()));
+HQOS_MatchRule OfType(uint32_t type) {
+  HQOS_MatchRule rule = kRule;
+  rule.type = type;
+  return rule;
+}
+bool HasRanges(uint32_t type) { return type != 1 && type != 6 && type != 7; }
+Bytes RangesOf(uint32_t type) { return HasRanges(type) ? kRanges : Bytes(); }
+HQOS_MatchRule KeptOf(uint32_t type) { return HasRanges(type) ? OfType(type) : Rule(type, {}); }
+
 // ---- Children -----------------------------------------------------------------------------------
 
-HQOS_SonCfg Son(const HQOS_MatchRule& rule) {
-  return Filled<HQOS_SonCfg>([&](HQOS_SonCfg& son) {
-    son.value1 = 0x0102, son.value2 = 0x0304, son.rule = rule;
-    memcpy(son.name1, "one", 3), memcpy(son.name2, "two", 3);
-  });
-}
+HQOS_SonCfg Son(const HQOS_MatchRule& rule) { return {0x0102, 0x0304, "one", "two", rule}; }
 Bytes Fixed(uint8_t type) {
   return Tlv(1, Hex("0201 0403") + Field("one", 32) + Field("two", 32) + Bytes{type, 0, 0, 0});
 }
 
 TEST(SonCfg, IsStoredAndRead) {
   for (const uint8_t type : Bytes{0, 1, 2, 6, 7, 8}) {
-    HQOS_MatchRule rule = kRule;
-    rule.type = type;
-    const HQOS_SonCfg son = Son(rule);
-    const bool hasRanges = type != 1 && type != 6 && type != 7;
-    const Bytes expected = Tlv(1, Fixed(type) + (hasRanges ? kRanges : Bytes()));
+    const Bytes bytes = Tlv(1, Fixed(type) + RangesOf(type));
+    EXPECT_EQ(Written(HQOS_dbmtype_EncapSonCfg, Son(OfType(type))), bytes);
+    const auto [status, read] = Read<HQOS_SonCfg>(HQOS_dbmtype_DecapSonCfg, bytes);
+    EXPECT_EQ(status, 0u);
+    EXPECT_TRUE(Same(read, Son(KeptOf(type)))) << int{type};
     Bytes out(300);
     uint32_t outLen = 0;
-    out.resize(HQOS_dbmtype_EncapSonCfg(&son, 300, &outLen, out.data()));
-    EXPECT_EQ(out, expected);
-    EXPECT_EQ(outLen, 8u);
-    HQOS_SonCfg read;
-    memset(&read, 0xEE, sizeof read);
-    EXPECT_EQ(HQOS_dbmtype_DecapSonCfg(out.data(), static_cast<uint16_t>(out.size()), &read), 0u);
-    EXPECT_TRUE(Same(read, Son(hasRanges ? rule : Empty(type)))) << int{type};
-    EXPECT_EQ(HQOS_dbmtype_EncapSonCfg(&son, static_cast<uint16_t>(expected.size() - 1), &outLen,
+    const HQOS_SonCfg son = Son(OfType(type));
+    EXPECT_EQ(HQOS_dbmtype_EncapSonCfg(&son, static_cast<uint16_t>(bytes.size() - 1), &outLen,
                                        out.data()),
               0u);
   }
@@ -137,25 +124,23 @@ TEST(SonCfg, IsStoredAndRead) {
 
 TEST(SonCfg, IsReadFromWhateverComes) {
   const Bytes fixed = Fixed(2);
-  const HQOS_SonCfg none = Filled<HQOS_SonCfg>([](HQOS_SonCfg&) {});
   const struct {
     const char* what;
     Bytes record;
     HQOS_SonCfg expected;
   } cases[] = {
       {"other outer type", Tlv(77, fixed + kRanges) + Hex("ff"), Son(kRule)},
-      {"ranges first", Tlv(1, kRanges + fixed), Son(Empty(2))},
+      {"ranges first", Tlv(1, kRanges + fixed), Son(Rule(2, {}))},
       {"strangers", Tlv(1, Tlv(9, {}) + fixed + Tlv(8, Bytes(99)) + kRanges), Son(kRule)},
-      {"short ranges", Tlv(1, fixed + Tlv(10, Bytes(31))), Son(Empty(2))},
-      {"short fixed part", Tlv(1, Tlv(1, Bytes(71, 1))), none},
-      {"nothing", Tlv(1, {}), none},
+      {"short ranges", Tlv(1, fixed + Tlv(10, Bytes(31))), Son(Rule(2, {}))},
+      {"names without NUL",
+       Tlv(1, Tlv(1, Hex("0201 0403") + kFullName + kFullName + Hex("02000000"))),
+       {0x0102, 0x0304, WIRE_NAME, WIRE_NAME, Rule(2, {})}},
+      {"short fixed part", Tlv(1, Tlv(1, Bytes(71, 1))), {}},
   };
   for (const auto& c : cases) {
-    HQOS_SonCfg read;
-    memset(&read, 0xEE, sizeof read);
-    EXPECT_EQ(
-        HQOS_dbmtype_DecapSonCfg(c.record.data(), static_cast<uint16_t>(c.record.size()), &read),
-        0u);
+    const auto [status, read] = Read<HQOS_SonCfg>(HQOS_dbmtype_DecapSonCfg, c.record);
+    EXPECT_EQ(status, 0u);
     EXPECT_TRUE(Same(read, c.expected)) << c.what;
   }
 }
@@ -163,10 +148,10 @@ TEST(SonCfg, IsReadFromWhateverComes) {
 // ---- Layers -------------------------------------------------------------------------------------
 
 HQOS_LayerRun NodeRun(HQOS_SPSonPath path, const HQOS_MatchRule& rule) {
-  return Filled<HQOS_LayerRun>([&](HQOS_LayerRun& run) {
-    run.path = path, run.value16 = 0x0102, run.value32 = 0x11121314, run.rule = rule;
-    for (uint8_t i = 0; i < 8; ++i) run.hostData[i] = static_cast<uint8_t>(i + 0x21);
-  });
+  auto run = Filled<HQOS_LayerRun>(0);
+  run.path = path, run.value16 = 0x0102, run.value32 = 0x11121314, run.rule = rule;
+  for (uint8_t i = 0; i < 8; ++i) run.hostData[i] = static_cast<uint8_t>(i + 0x21);
+  return run;
 }
 Bytes Node(uint8_t type) {
   return Tlv(8, Hex("0102 0000 11121314 2122232425262728") + Bytes{0, 0, 0, type});
@@ -180,20 +165,11 @@ const Bytes kPathTlv = Tlv(7, Hex("0001 0002 0003 0004"));
 
 TEST(LayerRun, OfLayer1IsStoredAndRead) {
   for (const uint8_t type : Bytes{0, 1, 2, 6, 7}) {
-    HQOS_MatchRule rule = kRule;
-    rule.type = type;
-    const bool hasRanges = type != 1 && type != 6 && type != 7;
-    const HQOS_LayerRun run = NodeRun(kPath, rule);
-    Bytes out(300);
-    uint32_t outLen = 0;
-    out.resize(HQOS_dbmtype_EncapLayer1Run(&run, 300, &outLen, out.data()));
-    EXPECT_EQ(out, Tlv(4, kPathTlv + Node(type) + (hasRanges ? kRanges : Bytes())));
-    EXPECT_EQ(outLen, 8u);
-    HQOS_LayerRun read;
-    memset(&read, 0xEE, sizeof read);
-    EXPECT_EQ(HQOS_dbmtype_DecapLayer1Run(out.data(), static_cast<uint16_t>(out.size()), &read),
-              0u);
-    EXPECT_TRUE(Same(read, NodeRun(kReadPath, hasRanges ? rule : Empty(type))));
+    const Bytes bytes = Tlv(4, kPathTlv + Node(type) + RangesOf(type));
+    EXPECT_EQ(Written(HQOS_dbmtype_EncapLayer1Run, NodeRun(kPath, OfType(type))), bytes);
+    const auto [status, read] = Read<HQOS_LayerRun>(HQOS_dbmtype_DecapLayer1Run, bytes);
+    EXPECT_EQ(status, 0u);
+    EXPECT_TRUE(Same(read, NodeRun(kReadPath, KeptOf(type))));
   }
 }
 
@@ -201,45 +177,44 @@ struct Layer2 {
   HQOS_LayerRun parent, entries[3];
   uint32_t status, count = 99;
   explicit Layer2(const Bytes& record, uint32_t most = 3) {
-    memset(&parent, 0xEE, sizeof parent);
-    memset(entries, 0xEE, sizeof entries);
+    memset(&parent, kBefore, sizeof parent);
+    memset(entries, kBefore, sizeof entries);
     status = HQOS_dbmtype_DecapLayer2Run(record.data(), static_cast<uint16_t>(record.size()), most,
                                          &parent, entries, &count);
   }
 };
-HQOS_LayerRun Entry(uint16_t level) { return NodeRun({{kNone, 1, 2, 3, 4, level}}, Empty(7)); }
+Bytes WrittenLayer2(const HQOS_LayerRun& parent, const std::vector<HQOS_LayerRun>& entries) {
+  const auto encap = [&](auto* run, uint16_t room, uint32_t* outLen, uint8_t* out) {
+    return HQOS_dbmtype_EncapLayer2Run(run, entries.data(), static_cast<uint32_t>(entries.size()),
+                                       room, outLen, out);
+  };
+  return Written(encap, parent, 1500);
+}
+HQOS_LayerRun Entry(uint16_t level) { return NodeRun({{kNone, 1, 2, 3, 4, level}}, Rule(7, {})); }
 
 TEST(LayerRun, OfLayer2IsStoredAndRead) {
-  HQOS_MatchRule group = kRule;
-  group.type = 6;
-  const HQOS_LayerRun parent = NodeRun(kPath, group);
-  const HQOS_LayerRun entries[] = {NodeRun({{1, 1, 1, 1, 1, 0x0506}}, kRule),
-                                   NodeRun(kPath, kRule)};
-  Bytes out(300);
-  uint32_t outLen = 0;
-  out.resize(HQOS_dbmtype_EncapLayer2Run(&parent, entries, 2, 300, &outLen, out.data()));
-  EXPECT_EQ(out, Tlv(5, kPathTlv + Node(6) + kRanges + Child("0506") + Child("0005")));
-  EXPECT_EQ(outLen, 8u);
-  const Layer2 read(out);
-  EXPECT_EQ(read.status, 0u);
-  EXPECT_TRUE(Same(read.parent, NodeRun(kReadPath, group)));
+  const HQOS_LayerRun parent = NodeRun(kPath, OfType(6)), child = NodeRun(kPath, kRule);
+  const HQOS_LayerRun stranger = NodeRun({{1, 1, 1, 1, 1, 0x0506}}, kRule);
+  const Bytes bytes = Tlv(5, kPathTlv + Node(6) + kRanges + Child("0506") + Child("0005"));
+  EXPECT_EQ(WrittenLayer2(parent, {stranger, child}), bytes);
+  const Layer2 read(bytes);
+  EXPECT_TRUE(Same(read.parent, NodeRun(kReadPath, OfType(6))));
   ASSERT_EQ(read.count, 2u);
   EXPECT_TRUE(Same(read.entries[0], Entry(0x0506)));
   EXPECT_TRUE(Same(read.entries[1], Entry(5)));
-  EXPECT_TRUE(Same(read.entries[2], Filled<HQOS_LayerRun>([](HQOS_LayerRun&) {})));
-  const Layer2 one(out, 1);
+  EXPECT_TRUE(Same(read.entries[2], Filled<HQOS_LayerRun>(0)));
+  const Layer2 one(bytes, 1);
   EXPECT_EQ(one.count, 1u);
   EXPECT_EQ(one.entries[1].value16, 0xEEEE);
 
   // Without field 3 the node itself is not stored.
-  const HQOS_LayerRun half = NodeRun({{9, 1, 2, kNone, 4, 5}}, kRule);
-  out.resize(300);
-  out.resize(HQOS_dbmtype_EncapLayer2Run(&half, entries, 1, 300, &outLen, out.data()));
-  EXPECT_EQ(out, Tlv(5, Tlv(7, Hex("0001 0002 ffff 0004")) + Child("0506")));
-  const Layer2 bare(out);
+  const Bytes half = Tlv(5, Tlv(7, Hex("0001 0002 ffff 0004")) + Child("0506"));
+  EXPECT_EQ(WrittenLayer2(NodeRun({{9, 1, 2, kNone, 4, 5}}, kRule), {stranger}), half);
+  const Layer2 bare(half);
   EXPECT_EQ(bare.entries[0].path.field[3], kNone);
-  EXPECT_EQ(bare.parent.rule.type, 0u);
-  EXPECT_EQ(bare.parent.rule.ranges[0].low, 0u);
+  EXPECT_TRUE(Same(bare.parent.rule, {}));
+  // What does not fit into 1024 bytes is left out: 12 + 24 + 36 and 47 entries of 20 do.
+  EXPECT_EQ(WrittenLayer2(child, std::vector(60, child)).size(), 4u + 72 + 47 * 20);
 }
 
 TEST(LayerRun, OfLayer2IsReadFromWhateverComes) {
@@ -251,97 +226,75 @@ TEST(LayerRun, OfLayer2IsReadFromWhateverComes) {
   EXPECT_EQ(strange.parent.value16, 0);
   EXPECT_EQ(Layer2(Tlv(5, {})).count, 0u);
   EXPECT_EQ(Layer2(Hex("0005 0001")).count, 99u);
-  // What does not fit into 1024 bytes: 12 + 24 + 36 and 47 entries of 20.
-  const HQOS_LayerRun parent = NodeRun(kPath, kRule);
-  const std::vector<HQOS_LayerRun> many(60, parent);
-  Bytes out(1500);
-  uint32_t outLen = 0;
-  EXPECT_EQ(HQOS_dbmtype_EncapLayer2Run(&parent, many.data(), 60, 1500, &outLen, out.data()),
-            4u + 72 + 47 * 20);
 }
 
 // ---- FPs ----------------------------------------------------------------------------------------
 
-const Bytes kGTS = Tlv(3, Hex("11121314 21222324 31323334 41424344"));
-const Bytes kQueue = Tlv(4, Hex("51525354 61626364 71727374"));
-const Bytes kBandwidth = Tlv(5, Hex("81828384"));
-
+// The settings, and their bytes with the reference behind them.
 template <class Record>
-void FillSettings(Record& record) {
-  const uint32_t gts[] = {0x11121314, 0x21222324, 0x31323334, 0x41424344};
-  const uint32_t queue[] = {0x51525354, 0x61626364, 0x71727374};
-  memcpy(record.gts, gts, sizeof gts);
-  memcpy(record.queue, queue, sizeof queue);
-  record.bandwidth = 0x81828384;
+void FillSettings(Record& record, uint32_t flags) {
+  if (flags & 1) {
+    for (uint32_t i = 0; i < 4; ++i) record.gts[i] = 0x11121314 + i * 0x10101010;
+  }
+  if (flags & 4) {
+    for (uint32_t i = 0; i < 3; ++i) record.queue[i] = 0x51525354 + i * 0x10101010;
+  }
+  if (flags & 8) record.bandwidth = 0x81828384;
 }
-
-// The settings of those flags, and the reference behind them.
-Bytes Parts(uint32_t flags, const Bytes& reference) {
+Bytes Settings(uint32_t flags, const Bytes& reference) {
   const Bytes none;
-  return (flags & 1 ? kGTS : none) + (flags & 4 ? kQueue : none) + (flags & 8 ? kBandwidth : none) +
-         (flags & 2 ? Tlv(6, reference) : none);
+  return (flags & 1 ? Tlv(3, Hex("11121314 21222324 31323334 41424344")) : none) +
+         (flags & 4 ? Tlv(4, Hex("51525354 61626364 71727374")) : none) +
+         (flags & 8 ? Tlv(5, Hex("81828384")) : none) + (flags & 2 ? Tlv(6, reference) : none);
 }
 
 TEST(FPRecords, AreStoredAsTheirFlagsSay) {
   const std::string dirty("dp\0dirt", 7);
   for (uint32_t flags = 0; flags < 32; ++flags) {
-    const auto cfg = Filled<HQOS_FPCfg>([&](HQOS_FPCfg& c) {
-      FillSettings(c);
-      memset(c.name, 'n', sizeof c.name);
-      dirty.copy(c.dpName, dirty.size());
-      c.id = 0x0102, c.flags = flags;
-    });
+    auto cfg = Filled<HQOS_FPCfg>(0);
+    FillSettings(cfg, 15);
+    memset(cfg.name, 'n', sizeof cfg.name);
+    dirty.copy(cfg.dpName, dirty.size());
+    cfg.id = 0x0102, cfg.flags = flags;
     Bytes out(300);
     out.resize(HQOS_dbmtype_EncapFPCfg(&cfg, 300, out.data()));
     EXPECT_EQ(out, Tlv(2, Tlv(2, Field(std::string(31, 'n'), 32) + Hex("0102 0000")) +
-                              Parts(flags, Field(dirty, 32))));
-    const auto run = Filled<HQOS_FPRun>([&](HQOS_FPRun& r) {
-      FillSettings(r);
-      r.id = 0x0102, r.flags = flags, r.value16 = 0x0304, r.dpId = 0x1234;
-    });
+                              Settings(flags, Field(dirty, 32))));
+
+    auto run = Filled<HQOS_FPRun>(0);
+    run.id = 0x0102, run.flags = flags, run.value16 = 0x0304;
+    HQOS_FPRun expected = run;
+    FillSettings(run, 15), run.dpId = 0x1234;
     out.resize(300);
     out.resize(HQOS_dbmtype_EncapFPRun(&run, 300, out.data()));
-    EXPECT_EQ(out, Tlv(3, Tlv(2, Hex("0102 0304")) + Parts(flags, Hex("00001234"))));
-    HQOS_FPRun read;
-    memset(&read, 0xEE, sizeof read);
-    EXPECT_EQ(HQOS_dbmtype_DecapFPRun(out.data(), static_cast<uint16_t>(out.size()), &read), 0u);
-    const auto expected = Filled<HQOS_FPRun>([&](HQOS_FPRun& r) {
-      r.id = 0x0102, r.flags = flags & 15, r.value16 = 0x0304;
-      if (flags & 1) memcpy(r.gts, run.gts, sizeof r.gts);
-      if (flags & 2) r.dpId = 0x1234;
-      if (flags & 4) memcpy(r.queue, run.queue, sizeof r.queue);
-      if (flags & 8) r.bandwidth = run.bandwidth;
-    });
+    EXPECT_EQ(out, Tlv(3, Tlv(2, Hex("0102 0304")) + Settings(flags, Hex("00001234"))));
+    expected.flags = flags & 15;
+    FillSettings(expected, flags);
+    if (flags & 2) expected.dpId = 0x1234;
+    const auto [status, read] = Read<HQOS_FPRun>(HQOS_dbmtype_DecapFPRun, out);
+    EXPECT_EQ(status, 0u);
     EXPECT_TRUE(Same(read, expected)) << flags;
   }
+  // Of the reference the low half alone is read.
+  const Bytes high = Tlv(3, Tlv(2, Hex("0102 0304")) + Settings(15, Hex("ffff1234")));
+  EXPECT_EQ(Read<HQOS_FPRun>(HQOS_dbmtype_DecapFPRun, high).second.dpId, 0x1234);
 }
 
 TEST(Records, AreReadNeverBeyondTheirEnd) {
-  const Bytes run = Tlv(3, Tlv(2, Hex("0102 0304")) + Parts(15, Hex("ffff1234")));
   const Bytes records[] = {Tlv(1, Fixed(2) + kRanges), Tlv(4, kPathTlv + Node(2) + kRanges),
-                           Tlv(5, kPathTlv + Node(2) + kRanges + Child("0001")), run};
+                           Tlv(5, kPathTlv + Node(2) + kRanges + Child("0001")),
+                           Tlv(3, Tlv(2, Hex("0102 0304")) + Settings(15, Bytes(4)))};
   for (const Bytes& whole : records) {
-    for (const Bytes& record : wire::Damaged(whole)) {
-      const auto length = static_cast<uint16_t>(record.size());
-      const bool cut = record.size() < whole.size();
-      HQOS_SonCfg son;
-      HQOS_LayerRun layer;
-      HQOS_FPRun fp;
-      memset(&fp, 0xEE, sizeof fp);
-      const uint32_t a = HQOS_dbmtype_DecapSonCfg(record.data(), length, &son);
-      const uint32_t b = HQOS_dbmtype_DecapLayer1Run(record.data(), length, &layer);
-      const uint32_t c = HQOS_dbmtype_DecapFPRun(record.data(), length, &fp);
-      EXPECT_EQ(a, b);
-      EXPECT_EQ(a, c);
-      EXPECT_EQ(a, Layer2(record).status);
-      if (!cut) continue;
-      EXPECT_EQ(a, uint32_t{HQOS_ERR_FAILED});
-      EXPECT_EQ(fp.id, 0xEEEE);
+    for (const Bytes& record : Damaged(whole)) {
+      const auto [status, fp] = Read<HQOS_FPRun>(HQOS_dbmtype_DecapFPRun, record);
+      EXPECT_EQ(Read<HQOS_SonCfg>(HQOS_dbmtype_DecapSonCfg, record).first, status);
+      EXPECT_EQ(Read<HQOS_LayerRun>(HQOS_dbmtype_DecapLayer1Run, record).first, status);
+      EXPECT_EQ(Layer2(record).status, status);
+      if (record.size() == whole.size()) continue;
+      EXPECT_EQ(status, uint32_t{HQOS_ERR_FAILED});
+      EXPECT_TRUE(IsUntouched(fp));
     }
   }
-  HQOS_FPRun fp;  // the low half of the reference
-  EXPECT_EQ(HQOS_dbmtype_DecapFPRun(run.data(), static_cast<uint16_t>(run.size()), &fp), 0u);
-  EXPECT_EQ(fp.dpId, 0x1234);
 }
 
 }  // namespace

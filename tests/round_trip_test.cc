@@ -2,22 +2,16 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
-#include <cstring>
 #include <string>
 
 #include "hqos.h"
-#include "tests/wire.h"
+#include "tests/query.h"
 
 namespace {
 
-using wire::operator+;
-using wire::Bytes;
-using wire::Hex;
-using wire::Play;
-using wire::Script;
-using wire::Seen;
+using namespace wire;
 
-const HQOS_Result kUntouched{77, "untouched"};
+const HQOS_Result kOwn{77, "untouched"};
 
 struct Answer {
   uint32_t status;
@@ -26,9 +20,11 @@ struct Answer {
 };
 
 Answer Command(const Script& script) {
-  Answer answer{0, kUntouched, {}};
-  answer.status =
-      Play(script, answer.seen, [&] { return HQOS_lib_AddFG("fg1", 5, &answer.result); });
+  Answer answer{0, kOwn, {}};
+  answer.status = Play(script, answer.seen, [&] {
+    errno = EINTR;  // of an earlier interruption
+    return HQOS_lib_AddFG("fg1", 5, &answer.result);
+  });
   return answer;
 }
 
@@ -36,6 +32,10 @@ Answer Reply(const Bytes& reply) {
   Script script;
   script.reply = reply;
   return Command(script);
+}
+
+Asked<HQOS_SPInfo> AskSP(const Bytes& reply) {
+  return {reply, 1, [](uint32_t*, HQOS_SPInfo* info) { return HQOS_lib_GetSP("gold", info); }};
 }
 
 TEST(RoundTrip, SendsOneRequestToTheService) {
@@ -62,19 +62,15 @@ TEST(RoundTrip, HandsOverTheVerdict) {
       {1, std::string(300, 'b'), std::string(255, 'b')},
   };
   for (const auto& c : cases) {
-    const Answer answer = Reply(wire::Status(c.code, c.text));
+    const Answer answer = Reply(Status(c.code, c.text));
     EXPECT_EQ(answer.status, 0u);
     EXPECT_EQ(answer.result.code, c.code);
     EXPECT_EQ(std::string(answer.result.text), c.kept);
     const size_t length = c.kept.size();
     EXPECT_EQ(Bytes(answer.result.text + length, answer.result.text + 256), Bytes(256 - length));
   }
-}
-
-TEST(RoundTrip, FindsTheStatusBehindALongerHead) {
-  const Answer answer = Reply(Hex("0a 01 02 01 01 00 00 00 ff ff 70 00 00 05 00 00 00 09 00"));
-  EXPECT_EQ(answer.status, 0u);
-  EXPECT_EQ(answer.result.code, 9u);
+  const Bytes longerHead = Hex("0a 01 02 01 01 00 00 00 ff ff 70 00 00 05 00 00 00 09 00");
+  EXPECT_EQ(Reply(longerHead).result.code, 9u);
 }
 
 // Replies without a usable status: the command says so and leaves a cleared record.
@@ -89,127 +85,74 @@ const Bytes kBadStatusReplies[] = {
 };
 // Replies that do not begin with a status at all.
 const Bytes kOtherReplies[] = {
-    wire::Message(2, 1, {}),
+    Message(2, 1, {}),
     Hex("08 01 02 01 01 00 00 00 70 00 00 06 00 00 00 07 61"),  // TLV longer than the reply
     Hex("08 01 02 01 01 00 00 00 70 00 ff ff 00 00 00 07 61"),
-    wire::Message(2, 1, wire::Tlv(1, {}) + wire::Tlv(0x7000, Hex("00 00 00 00 00"))),
+    Message(2, 1, Tlv(1, {}) + Tlv(0x7000, Hex("00 00 00 00 00"))),
 };
 
-TEST(RoundTrip, RejectsAReplyWithoutAStatus) {
-  const auto expectBad = [](const Bytes& reply) {
+TEST(RoundTrip, TellsAQuerysDataFromAStatus) {
+  const auto expect = [](const Bytes& reply, uint32_t ofQuery, uint8_t queryLeaves) {
     const Answer answer = Reply(reply);
     EXPECT_EQ(answer.status, uint32_t{HQOS_ERR_BADREPLY}) << testing::PrintToString(reply);
-    const HQOS_Result cleared{};
-    EXPECT_EQ(memcmp(&answer.result, &cleared, sizeof cleared), 0);
+    EXPECT_TRUE(Same(answer.result, HQOS_Result{}));
     EXPECT_TRUE(answer.seen.closed);
+    const auto asked = AskSP(reply);
+    EXPECT_EQ(asked.status, ofQuery) << testing::PrintToString(reply);
+    EXPECT_TRUE(Same(asked.infos[0], Filled<HQOS_SPInfo>(queryLeaves)));
   };
-  for (const Bytes& reply : kBadStatusReplies) expectBad(reply);
-  for (const Bytes& reply : kOtherReplies) expectBad(reply);
+  for (const Bytes& reply : kBadStatusReplies) expect(reply, HQOS_ERR_BADREPLY, kBefore);
+  for (const Bytes& reply : kOtherReplies) expect(reply, 0, 0);
+  const auto refused = AskSP(Status(5, "text"));
+  EXPECT_EQ(refused.status, 5u);
+  EXPECT_TRUE(IsUntouched(refused.infos[0]));
 }
 
-TEST(RoundTrip, TellsAQuerysDataFromAStatus) {
-  const auto query = [](const Bytes& reply, HQOS_SPInfo* info) {
-    Script script;
-    script.reply = reply;
-    Seen seen;
-    memset(info, 0xEE, sizeof *info);
-    return Play(script, seen, [&] { return HQOS_lib_GetSP("gold", info); });
-  };
-  HQOS_SPInfo info, untouched, cleared{};
-  memset(&untouched, 0xEE, sizeof untouched);
-
-  EXPECT_EQ(query(wire::Status(5, "text"), &info), 5u);
-  EXPECT_EQ(memcmp(&info, &untouched, sizeof info), 0);
-  for (const Bytes& reply : kBadStatusReplies) {
-    EXPECT_EQ(query(reply, &info), uint32_t{HQOS_ERR_BADREPLY}) << testing::PrintToString(reply);
-    EXPECT_EQ(memcmp(&info, &untouched, sizeof info), 0);
-  }
-  for (const Bytes& reply : kOtherReplies) {
-    EXPECT_EQ(query(reply, &info), 0u) << testing::PrintToString(reply);
-    EXPECT_EQ(memcmp(&info, &cleared, sizeof info), 0);
-  }
-}
-
-TEST(RoundTrip, GoesOnAfterInterruptions) {
+// What is interrupted goes on, what fails leaves the result alone.
+TEST(RoundTrip, MeetsErrors) {
+  constexpr uint32_t kFailed = HQOS_ERR_FAILED;
   struct {
     const char* what;
     Script script;
+    uint32_t status;
     int connects, sends, recvs;
   } const cases[] = {
-      {"connect", {.connectErrors = {EINTR, EINTR, 0}}, 3, 1, 1},
-      {"connected", {.connectErrors = {EINTR, EISCONN}}, 2, 1, 1},
-      {"send", {.sendErrors = {EAGAIN, EINTR, EAGAIN}}, 1, 4, 1},
-      {"recv", {.recvErrors = {EINTR, EINTR}}, 1, 1, 3},
+      {"connect", {.connectErrors = {EINTR, EINTR, 0}}, 0, 3, 1, 1},
+      {"connected", {.connectErrors = {EINTR, EISCONN}}, 0, 2, 1, 1},
+      {"send", {.sendErrors = {EAGAIN, EINTR, EAGAIN}}, 0, 1, 4, 1},
+      {"recv", {.recvErrors = {EINTR, EINTR}}, 0, 1, 1, 3},
+      {"no socket", {.socketErrors = {EMFILE}}, kFailed, 0, 0, 0},
+      {"no connection", {.connectErrors = {EINTR, ECONNREFUSED}}, kFailed, 2, 0, 0},
+      {"nothing sent", {.sendErrors = {EAGAIN, EPIPE}}, kFailed, 1, 2, 0},
+      {"short send", {.shortSend = true}, kFailed, 1, 1, 0},
+      {"nothing received", {.recvErrors = {EINTR, ECONNRESET}}, kFailed, 1, 1, 2},
+      {"no second recv", {.recvErrors = {EAGAIN}}, kFailed, 1, 1, 1},
+      {"gone before the request", {.peerGone = true}, kFailed, 1, 1, 0},
+      {"gone before the reply", {.reply = {}}, kFailed, 1, 1, 1},
   };
   for (const auto& c : cases) {
-    Script script = c.script;
-    script.reply = wire::Status(3, "done");
-    const Answer answer = Command(script);
-    EXPECT_EQ(answer.status, 0u) << c.what;
-    EXPECT_EQ(answer.result.code, 3u) << c.what;
+    const Answer answer = Command(c.script);
+    EXPECT_EQ(answer.status, c.status) << c.what;
+    EXPECT_TRUE(Same(answer.result, c.status == 0 ? HQOS_Result{} : kOwn)) << c.what;
     EXPECT_EQ(answer.seen.connects, c.connects) << c.what;
     EXPECT_EQ(answer.seen.sends, c.sends) << c.what;
     EXPECT_EQ(answer.seen.recvs, c.recvs) << c.what;
+    EXPECT_TRUE(answer.seen.sockets == 1 && answer.seen.closed) << c.what;
     for (const Bytes& request : answer.seen.requests) {
       EXPECT_EQ(request, answer.seen.requests[0]) << c.what;
     }
   }
 }
 
-TEST(RoundTrip, FailsWithoutTouchingTheResult) {
-  struct {
-    const char* what;
-    Script script;
-    int connects, sends, recvs;
-  } const cases[] = {
-      {"socket", {.socketErrors = {EMFILE}}, 0, 0, 0},
-      {"connect", {.connectErrors = {EINTR, ECONNREFUSED}}, 2, 0, 0},
-      {"send", {.sendErrors = {EAGAIN, EPIPE}}, 1, 2, 0},
-      {"short send", {.shortSend = true}, 1, 1, 0},
-      {"recv", {.recvErrors = {EINTR, ECONNRESET}}, 1, 1, 2},
-      {"recv again", {.recvErrors = {EAGAIN}}, 1, 1, 1},
-      {"gone before the request", {.peerGone = true}, 1, 1, 0},
-      {"gone before the reply", {.reply = {}}, 1, 1, 1},
-  };
-  for (const auto& c : cases) {
-    const Answer answer = Command(c.script);
-    EXPECT_EQ(answer.status, uint32_t{HQOS_ERR_FAILED}) << c.what;
-    EXPECT_EQ(memcmp(&answer.result, &kUntouched, sizeof kUntouched), 0) << c.what;
-    EXPECT_EQ(answer.seen.connects, c.connects) << c.what;
-    EXPECT_EQ(answer.seen.sends, c.sends) << c.what;
-    EXPECT_EQ(answer.seen.recvs, c.recvs) << c.what;
-    EXPECT_TRUE(answer.seen.closed) << c.what;
-  }
-}
-
-// A part of a request sent is a failure, also when errno still tells of an earlier interruption.
-TEST(RoundTrip, DoesNotMistakeAnOldErrno) {
-  Script script;
-  script.shortSend = true;
-  HQOS_Result result = kUntouched;
-  Seen seen;
-  const uint32_t status = Play(script, seen, [&] {
-    errno = EINTR;
-    return HQOS_lib_AddFG("fg1", 5, &result);
-  });
-  EXPECT_EQ(status, uint32_t{HQOS_ERR_FAILED});
-  EXPECT_EQ(seen.sends, 1);
-}
-
 TEST(RoundTrip, TakesTheLargestReplies) {
-  Script script;
-  Seen seen;
   // The last TLV reaches to byte 1500, so one byte less and it would be lost.
-  const Bytes text = wire::Status(7, std::string(HQOS_MSG_MAX - 17, 'x'));
+  const Bytes text = Status(7, std::string(HQOS_MSG_MAX - 17, 'x'));
   ASSERT_EQ(text.size(), size_t{HQOS_MSG_MAX});
   EXPECT_EQ(Reply(text).result.code, 7u);
-  const Bytes unknown = wire::Tlv(5, Bytes(HQOS_MSG_MAX - 12 - 12 - 4));
-  script.reply =
-      wire::Message(2, 2, wire::Tlv(1, unknown + wire::Tlv(6, Hex("00000001 00000002"))));
-  ASSERT_EQ(script.reply.size(), size_t{HQOS_MSG_MAX});
-  HQOS_SPInfo info{};
-  EXPECT_EQ(Play(script, seen, [&] { return HQOS_lib_GetSP("gold", &info); }), 0u);
-  EXPECT_EQ(info.words[1], 2u);
+  const Bytes unknown = Tlv(5, Bytes(HQOS_MSG_MAX - 12 - 12 - 4));
+  const Bytes data = Message(2, 2, Tlv(1, unknown + Tlv(6, Hex("00000001 00000002"))));
+  ASSERT_EQ(data.size(), size_t{HQOS_MSG_MAX});
+  EXPECT_EQ(AskSP(data).infos[0].words[1], 2u);
 }
 
 TEST(MsgHead, IsWrittenAsEightBytes) {

@@ -77,19 +77,6 @@ TEST(Settings, CountTheUsersOfADP) {
             "DP dp1 is used by FP fp0\n");
 }
 
-TEST(Settings, AreDecimalNumbers) {
-  Service service;
-  for (const char* arguments :
-       {"fp set a --bandwidth ''", "fp set a --bandwidth 010", "fp set a --bandwidth 0x10",
-        "fp set a --bandwidth -1", "fp set a --bandwidth 4294967296", "fp set a --queue 1,2",
-        "fp set a --queue 1,2,3,4", "fp set a --gts 1,,3,4", "fp unset a --queue ''",
-        "dp weight a ''", "dp threshold a '' 1,2,3,4", "dp threshold a 0 1,2,3",
-        "fp add a --id 65535"}) {
-    EXPECT_EQ(process::Run({"/bin/sh", "-c", std::string(HQOSCTL " ") + arguments}).status, 2)
-        << arguments;
-  }
-}
-
 TEST(Settings, OfADPAreKept) {
   Service service;
   const Outcome set = Batch(service,

@@ -29,13 +29,10 @@ struct Seen {
   bool closed = false;  // the library closed its socket
 };
 
-// Runs `call` against the script and returns its result; `seen` gets what happened.
-template <class Call>
-auto Play(const Script& script, Seen& seen, Call call);
-
 void Begin(const Script& script);
 Seen End();
 
+// Runs `call` against the script and returns its result; `seen` gets what happened.
 template <class Call>
 auto Play(const Script& script, Seen& seen, Call call) {
   Begin(script);
