@@ -13,12 +13,26 @@
 
 namespace hqosd {
 
+namespace {
+
+void Make(const char* format, va_list arguments) {
+  char line[4096];
+  std::vsnprintf(line, sizeof line, format, arguments);
+}
+
+}  // namespace
+
 // In place of the service's own: the lines are made, and not shown.
 void Log(const char* format, ...) {
-  char line[4096];
   va_list arguments;
   va_start(arguments, format);
-  std::vsnprintf(line, sizeof line, format, arguments);
+  Make(format, arguments);
+  va_end(arguments);
+}
+void LogBounded(const char* format, ...) {
+  va_list arguments;
+  va_start(arguments, format);
+  Make(format, arguments);
   va_end(arguments);
 }
 

@@ -3,7 +3,10 @@
 #include "platform/slot.h"
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 
+#include <cstdlib>
+#include <fstream>
 #include <map>
 #include <string>
 #include <vector>
@@ -150,6 +153,26 @@ TEST(Slots, AreStartedInOneBatch) {
     HQOS_util_StartServiceOnAllSlot();
     EXPECT_EQ(g_platform.calls, c.calls) << c.what;
   }
+}
+
+TEST(Slots, AreLeftAloneWhenMemoryIsShort) {
+  size_t pages = 0;
+  std::ifstream("/proc/self/statm") >> pages;
+  if (uint64_t{pages} >> 28 != 0) GTEST_SKIP() << "a sanitizer takes all addresses";
+  g_platform = {};
+  g_platform.highest = 0xFFFF;
+  g_platform.up[1] = 1;
+  rlimit limit;
+  getrlimit(RLIMIT_AS, &limit);
+  const rlimit none{0, limit.rlim_max};
+  setrlimit(RLIMIT_AS, &none);
+  std::vector<void*> taken(1000);  // whatever is left
+  for (void*& block : taken) block = std::malloc(100'000);
+  HQOS_util_StartServiceOnAllSlot();
+  for (void* const block : taken) std::free(block);
+  setrlimit(RLIMIT_AS, &limit);
+  EXPECT_EQ(taken.back(), nullptr);
+  EXPECT_EQ(g_platform.calls, Calls{});
 }
 
 TEST(IfSelect, HoldsTheKindsOfEveryMask) {
