@@ -4,7 +4,8 @@
 set -eu
 bin=$1
 HQOS_RUNTIME_DIR=$(mktemp -d)
-export HQOS_RUNTIME_DIR TSAN_OPTIONS=halt_on_error=1
+# Freed memory is not kept, as it would look like growth.
+export HQOS_RUNTIME_DIR TSAN_OPTIONS=halt_on_error=1 ASAN_OPTIONS=quarantine_size_mb=1
 service=
 trap '[ -z "$service" ] || kill -KILL "$service"; rm -rf "$HQOS_RUNTIME_DIR"' EXIT
 
