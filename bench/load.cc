@@ -19,7 +19,6 @@ std::atomic<bool> g_stop;
 class Worker {
  public:
   explicit Worker(uint16_t number) : number_(number), name_("load" + std::to_string(number)) {
-    std::strncpy(object_.name, "", sizeof object_.name);
     object_.type = HQOS_APPOBJ_ID;
     object_.value = number;
     object_.param = HQOS_DIR_OUTBOUND;
@@ -197,12 +196,20 @@ void PrintLatencies(const char* what, std::vector<float> all) {
 int main(int argc, char** argv) {
   const double seconds = argc > 1 ? std::strtod(argv[1], nullptr) : 60;
   const auto clients = static_cast<uint16_t>(argc > 2 ? std::strtoul(argv[2], nullptr, 10) : 64);
+  if (!(seconds > 0) || clients == 0) {
+    std::fprintf(stderr, "usage: load_bench [SECONDS [CLIENTS]]\n");
+    return 2;
+  }
   const std::string service = std::to_string(ServicePid());
   const auto pause = [](double time) {
     std::this_thread::sleep_for(std::chrono::duration<double>(time));
   };
-  pause(0.1);
-  const Footprint own("self"), before(service);
+  Footprint before(service);
+  for (int i = 0; i < 20; ++i) {  // until the connection that asked is gone
+    pause(0.05);
+    before.descriptors = std::min(before.descriptors, Footprint(service).descriptors);
+  }
+  const Footprint own("self");
   std::vector<Worker> workers;
   for (uint16_t i = 0; i < clients; ++i) workers.emplace_back(i);
   const auto begin = std::chrono::steady_clock::now();
@@ -226,8 +233,12 @@ int main(int argc, char** argv) {
               taken, static_cast<double>(commands.size() + queries.size()) / taken);
   PrintLatencies("commands", std::move(commands));
   PrintLatencies("queries", std::move(queries));
-  pause(0.5);
-  const Footprint after(service), ownAfter("self");
+  Footprint after(service);
+  for (int i = 0; i < 200 && after.descriptors > before.descriptors; ++i) {
+    pause(0.05);
+    after = Footprint(service);
+  }
+  const Footprint ownAfter("self");
   std::printf(
       "service: %ld kB at a quarter of the time, %ld kB at the end; descriptors %ld before, "
       "%ld under load, %ld after\n",

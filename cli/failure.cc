@@ -2,6 +2,7 @@
 
 #include <cstdio>
 
+#include "cli/deadline.h"
 #include "platform/hqosd.h"
 #include "platform/lip.h"
 
@@ -21,6 +22,9 @@ std::string NoServiceText() {
 }
 
 void CheckRoundTrip(uint32_t status) {
+  if (status == HQOS_ERR_FAILED && Deadline::HasPassed()) {
+    throw Failure(kNoService, "the time is up, and the service has not answered");
+  }
   if (status == HQOS_ERR_FAILED) throw Failure(kNoService, NoServiceText());
   if (status == HQOS_ERR_BADREPLY) {
     throw Failure(kNoService, "the service's reply cannot be understood");

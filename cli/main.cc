@@ -23,7 +23,9 @@ int RunBatchFile(const std::string& file, bool force, hqosctl::Output& output) {
 int Run(int argc, char** argv, hqosctl::Output& output) {
   CLI::App app("Configures the hqos service and shows what it keeps.");
   app.set_version_flag("--version", "hqosctl " HQOS_VERSION);
-  app.footer("Exit status: 0 done, 1 refused by the service, 2 wrong usage, 3 no service.");
+  app.footer(
+      "Exit status: 0 done, 1 refused by the service, 2 wrong usage, 3 no service, no answer in "
+      "time, or no memory.");
   app.fallthrough();
   app.add_flag("--json", output.json, "listings as one JSON array");
   std::string batch;

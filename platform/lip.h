@@ -49,10 +49,12 @@ int LIP_Connect(int fd, const struct sockaddr_lip* address, socklen_t length);
 // For a service: binds fd to the address and listens there, in the first endpoint directory that
 // can be made or written to. An endpoint that a dead service left behind is replaced. In the
 // directory of rank 0 everybody can connect (a directory made there has mode 0755, the socket
-// 0666), in the others only the user (0700, 0600). Returns 0, or -1 with errno: EADDRINUSE when a
-// live service listens there already, EPERM when the directory, or a link that leads to it, belongs
-// to another user than this one and root, or when everybody may replace what is in it. *rank is
-// then the rank of the endpoint where it listens, or which failed.
+// 0666), in the others only the user (0700, 0600). The umask is changed for a moment. Returns 0, or
+// -1 with errno: EADDRINUSE when a live service listens there already, or something else than a
+// socket stands there; EPERM when the directory, or a link that leads to it, belongs to another
+// user than this one and root, or its group or everybody may replace what is in it (the directories
+// above it are not looked at). *rank is then the rank of the endpoint where it listens, or which
+// failed.
 int LIP_Listen(int fd, const struct sockaddr_lip* address, int backlog, uint32_t* rank);
 
 // The path of a port's endpoint, a socket named lip-<node, 8 hex digits>-<port>. The ranks count

@@ -12,6 +12,13 @@ namespace hqosd {
 
 namespace {
 
+ucred PeerOf(int client) {
+  ucred peer{};
+  socklen_t size = sizeof peer;
+  constexpr ucred kUnknown{0, static_cast<uid_t>(-1), static_cast<gid_t>(-1)};
+  return getsockopt(client, SOL_SOCKET, SO_PEERCRED, &peer, &size) == 0 ? peer : kUnknown;
+}
+
 // The supplementary groups of the peer; none when they cannot be had.
 std::vector<gid_t> GroupsOf(int client) {
   std::vector<gid_t> groups(64);
@@ -37,11 +44,11 @@ Access Access::Open() {
   return access;
 }
 
+uid_t UserOf(int client) { return PeerOf(client).uid; }
+
 bool Access::MayConfigure(int client) const {
   if (open_) return true;
-  ucred peer{};
-  socklen_t size = sizeof peer;
-  if (getsockopt(client, SOL_SOCKET, SO_PEERCRED, &peer, &size) != 0) return false;
+  const ucred peer = PeerOf(client);
   if (peer.uid == 0 || peer.uid == geteuid()) return true;
   if (!group_) return false;
   const std::vector<gid_t> groups = GroupsOf(client);

@@ -10,6 +10,9 @@ namespace hqosd {
 // The group whose members may configure; none when the system does not have it.
 std::optional<gid_t> ConfiguringGroup();
 
+// The user of the peer of a connected socket; (uid_t)-1 when it cannot be told.
+uid_t UserOf(int client);
+
 class Access {
  public:
   // Root, the service's own user and members of `group` may configure.

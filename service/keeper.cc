@@ -1,6 +1,7 @@
 #include "service/keeper.h"
 
 #include <cstdio>
+#include <cstdlib>
 #include <new>
 
 #include "msg/head.h"
@@ -87,7 +88,10 @@ Bytes Keeper::Respond(const Bytes& request, bool mayConfigure) {
   try {
     return Answer(request);
   } catch (const std::bad_alloc&) {
-    if (isCommand) throw;  // half done, and the reserve was not enough: better no service
+    if (isCommand) {  // half done, and the reserve was not enough: better no service
+      Log("out of memory in the middle of a command");
+      std::_Exit(1);
+    }
     return RefuseRequest(request, HQOSD_NO_MEMORY, kShort);
   }
 }
@@ -100,12 +104,21 @@ Bytes Keeper::Answer(const Bytes& request) {
   return hqosd::Respond(model_, request.data(), request.size());
 }
 
-void Keeper::Commit(std::vector<Exchange>& exchanges) {
+std::string Keeper::Save() try {
   std::vector<Change> changes = TakeChanges(model_);
-  if (changes.empty() || store_ == nullptr) return;
+  if (changes.empty()) return "";
   changes.insert(changes.begin(), pending_.begin(), pending_.end());
-  const std::string why = store_->Write(changes);
-  if (why.empty()) return pending_.clear();
+  std::string why = store_->Write(changes);
+  if (why.empty()) pending_.clear();
+  return why;
+} catch (const std::bad_alloc&) {
+  return "out of memory";
+}
+
+void Keeper::Commit(std::vector<Exchange>& exchanges) {
+  if (store_ == nullptr) return model_.ForgetChanges();
+  const std::string why = Save();
+  if (why.empty()) return;
   // Nothing of what was done since the last commit has been: neither the commands, nor what the
   // queries among them saw.
   Log("cannot write to the store: %s", why.c_str());

@@ -21,6 +21,7 @@ class Keeper final : public Responder {
  private:
   std::string Reload();
   Bytes Answer(const Bytes& request);
+  std::string Save();
 
   Model model_;
   std::unique_ptr<Store> store_;  // null: nothing is kept

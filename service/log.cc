@@ -31,7 +31,7 @@ void LogBounded(const char* format, ...) {
   static unsigned s_lines = 0;
   const Clock::time_point now = Clock::now();
   if (now - s_second >= std::chrono::seconds(1)) {
-    if (s_lines > kMostLines) Log("%u lines like the last are left out", s_lines - kMostLines);
+    if (s_lines > kMostLines) Log("%u lines were left out", s_lines - kMostLines);
     s_second = now;
     s_lines = 0;
   }

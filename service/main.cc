@@ -32,12 +32,12 @@ class Endpoint {
     const bool listening = fd_ >= 0 && LIP_Listen(fd_, &address, kBacklog, &rank) == 0;
     reason_ = listening ? 0 : errno;
     LIP_GetEndpoint(node, HQOS_SERVICE_PORT, rank, path_, sizeof path_);
-    stat(path_, &file_);
+    lstat(path_, &file_);
   }
   // Removes the socket, unless another has taken its place.
   ~Endpoint() {
     struct stat now;
-    if (reason_ == 0 && stat(path_, &now) == 0 && now.st_ino == file_.st_ino &&
+    if (reason_ == 0 && lstat(path_, &now) == 0 && now.st_ino == file_.st_ino &&
         now.st_dev == file_.st_dev) {
       unlink(path_);
     }
@@ -60,7 +60,7 @@ class Endpoint {
 int Serve(uint32_t node, hqosd::Keeper& keeper, hqosd::Access access) {
   const Endpoint endpoint(node);
   if (endpoint.reason() != 0) {
-    const char* const why = endpoint.reason() == EADDRINUSE ? "another service is there"
+    const char* const why = endpoint.reason() == EADDRINUSE ? "it is taken, by a service or a file"
                             : endpoint.reason() == EPERM    ? "others could change what is there"
                                                             : std::strerror(endpoint.reason());
     hqosd::Log("cannot listen at %s: %s", endpoint.path(), why);
@@ -142,6 +142,7 @@ int main(int argc, char** argv) {
     return app.exit(e) == 0 ? 0 : 2;
   }
   signal(SIGPIPE, SIG_IGN);  // the reader of the log may go
+  umask(077);                // the store is nobody else's to read or lock
   RaiseDescriptorLimit();
   // The own slot's service stands where its programs look for it.
   const bool isOwn = node == 0 || node == HQOS_util_GetLipBySlotId(DEV_GetSelfSlot());

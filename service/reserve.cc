@@ -8,8 +8,8 @@ namespace hqosd {
 
 namespace {
 
-// More than the commands that come together in one turn take, the rows of the largest hierarchy
-// included. It is never touched, so that it costs addresses, no memory.
+// Far more than a request takes, but for changes to a very large hierarchy that is applied in many
+// places. It is never touched, so that it costs addresses, no memory.
 constexpr size_t kReserve = size_t{64} << 20;
 void* s_reserve = nullptr;
 

@@ -7,6 +7,8 @@
 #include <cerrno>
 #include <csignal>
 #include <cstring>
+#include <new>
+#include <tuple>
 
 #include "hqos.h"
 #include "service/log.h"
@@ -26,6 +28,8 @@ constexpr size_t kMostClients = 1024;     // at once
 Server::Server(int listener, Responder& responder, Access access)
     : base_(event_base_new()), listener_(listener), responder_(responder), access_(access) {
   if (base_ == nullptr) return;
+  exchanges_.reserve(kMostClients);  // what has been carried out is not lost for want of memory
+  waiting_.reserve(kMostClients);
   evutil_make_socket_nonblocking(listener_);
   const auto accept = [](evutil_socket_t, short, void* self) {
     static_cast<Server*>(self)->Accept();
@@ -64,84 +68,108 @@ bool Server::Run() {
 // Commits what came together in one turn of the loop, then replies.
 void Server::Finish() {
   if (exchanges_.empty()) return;
-  responder_.Commit(exchanges_);
+  try {
+    responder_.Commit(exchanges_);
+  } catch (const std::bad_alloc&) {
+    for (Exchange& exchange : exchanges_) exchange.reply.clear();  // nobody knows
+  }
   for (size_t i = 0; i < exchanges_.size(); ++i) {
     const auto client = clients_.find(waiting_[i].first);
     if (client == clients_.end() || client->second.order != waiting_[i].second) continue;
     const Bytes& reply = exchanges_[i].reply;
-    if (send(client->second.fd, reply.data(), reply.size(), MSG_DONTWAIT | MSG_NOSIGNAL) < 0) {
-      Drop(client->second);
-    }
+    const bool isSent = !reply.empty() && send(client->second.fd, reply.data(), reply.size(),
+                                               MSG_DONTWAIT | MSG_NOSIGNAL) >= 0;
+    if (!isSent) Drop(client->second);
   }
   waiting_.clear();
   exchanges_.clear();
 }
 
 void Server::Accept() {
-  const auto serve = [](evutil_socket_t, short what, void* argument) {
-    auto* const client = static_cast<Client*>(argument);
-    client->server->Serve(*client, what);
-  };
   for (int i = 0; i < kAcceptsAtOnce; ++i) {
     const int fd = accept4(listener_, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
     if (fd < 0) {
       if (errno == EAGAIN || errno == EINTR || errno == ECONNABORTED) return;
       return MakeRoom(errno);
     }
-    if (clients_.size() == kMostClients) DropOldest();
-    Client& client = clients_[fd];
-    client.server = this;
-    client.fd = fd;
-    client.order = nextOrder_++;
-    client.event = NewEvent(fd, EV_READ, serve, &client);
-    if (client.event == nullptr || event_add(client.event.get(), &kRequestTime) != 0) {
-      Drop(client);
+    if (clients_.size() == kMostClients) DropOne();
+    try {
+      Add(fd);
+    } catch (const std::bad_alloc&) {
+      close(fd);
     }
   }
 }
 
-// Out of descriptors: the client that has been here longest goes. When there is none, somebody else
-// has them, and accepting pauses.
+void Server::Add(int fd) {
+  const auto serve = [](evutil_socket_t, short what, void* argument) {
+    auto* const client = static_cast<Client*>(argument);
+    client->server->Serve(*client, what);
+  };
+  Client& client = clients_[fd];
+  client.server = this;
+  client.fd = fd;
+  client.user = UserOf(fd);
+  client.order = nextOrder_++;
+  client.event = NewEvent(fd, EV_READ, serve, &client);
+  if (client.event == nullptr || event_add(client.event.get(), &kRequestTime) != 0) Drop(client);
+}
+
+// Out of descriptors: one of the clients goes. When there is none, somebody else has them, and
+// accepting pauses.
 void Server::MakeRoom(int reason) {
-  if (!saidShort_) Log("cannot accept a client, dropping the oldest: %s", std::strerror(reason));
-  saidShort_ = true;
-  if (!clients_.empty()) return DropOldest();
+  LogBounded("cannot accept a client: %s", std::strerror(reason));
+  if (!clients_.empty()) return DropOne();
   event_del(accept_.get());
   event_add(acceptAgain_.get(), &kShortage);
 }
 
-void Server::DropOldest() {
-  const auto oldest = std::min_element(
+// Whoever has most connections loses one, so that nobody can push others out: one that has been
+// answered, else that which has been here longest.
+void Server::DropOne() {
+  std::unordered_map<uid_t, size_t> connections;
+  for (const auto& [fd, client] : clients_) ++connections[client.user];
+  const auto rank = [&](const Client& client) {
+    return std::tuple(connections[client.user], client.answered, ~client.order);
+  };
+  const auto first = std::max_element(
       clients_.begin(), clients_.end(),
-      [](const auto& a, const auto& b) { return a.second.order < b.second.order; });
-  Drop(oldest->second);
+      [&](const auto& a, const auto& b) { return rank(a.second) < rank(b.second); });
+  Drop(first->second);
 }
 
 void Server::Serve(Client& client, short what) {
+  try {
+    // The closing is left to the client: closing right behind the reply, the service could have the
+    // end of the stream reach the client before the reply does.
+    const bool stays =
+        Take(client, what) &&
+        event_add(client.event.get(), client.answered ? &kClosingTime : &kRequestTime) == 0;
+    if (!stays) Drop(client);
+  } catch (const std::bad_alloc&) {
+    Drop(client);
+  }
+}
+
+// Takes the client's request and has it answered. False when it has closed, let its time run out,
+// or sent a second one.
+bool Server::Take(Client& client, short what) {
   uint8_t request[HQOS_MSG_MAX + 1];
   const ssize_t length =
       (what & EV_READ) != 0 ? recv(client.fd, request, sizeof request, MSG_DONTWAIT) : 0;
-  const bool again = length < 0 && (errno == EAGAIN || errno == EINTR);
-  // Whoever closes, lets its time run out, or sends a second request has been served.
-  if (!again && (length <= 0 || client.answered)) return Drop(client);
-  if (!again) {
-    Bytes bytes(request, request + length);
-    Bytes reply = responder_.Respond(bytes, access_.MayConfigure(client.fd));
-    exchanges_.push_back({std::move(bytes), std::move(reply)});
-    waiting_.emplace_back(client.fd, client.order);
-    client.answered = true;
-  }
-  // The closing is left to the client: closing right behind the reply, the service could have the
-  // end of the stream reach the client before the reply does.
-  if (event_add(client.event.get(), client.answered ? &kClosingTime : &kRequestTime) != 0) {
-    Drop(client);
-  }
+  if (length < 0 && (errno == EAGAIN || errno == EINTR)) return true;
+  if (length <= 0 || client.answered) return false;
+  Bytes bytes(request, request + length);
+  Bytes reply = responder_.Respond(bytes, access_.MayConfigure(client.fd));
+  exchanges_.push_back({std::move(bytes), std::move(reply)});
+  waiting_.emplace_back(client.fd, client.order);
+  client.answered = true;
+  return true;
 }
 
 void Server::Drop(Client& client) {
   const int fd = client.fd;
   clients_.erase(fd);
-  if (clients_.empty()) saidShort_ = false;
   close(fd);
 }
 

@@ -47,16 +47,19 @@ class Server {
   struct Client {
     Server* server;
     int fd;
+    uid_t user;
     uint64_t order;         // of its coming
     bool answered = false;  // or about to be
     EventPtr event;
   };
 
   void Accept();
+  void Add(int fd);
   void Serve(Client& client, short what);
+  bool Take(Client& client, short what);
   void Drop(Client& client);
   void Finish();
-  void DropOldest();
+  void DropOne();
   void MakeRoom(int reason);
   EventPtr NewEvent(int fd, short what, event_callback_fn callback, void* argument);
 
@@ -70,7 +73,6 @@ class Server {
   std::vector<Exchange> exchanges_;                // and what is to be answered
   bool stop_ = false;
   uint64_t nextOrder_ = 0;
-  bool saidShort_ = false;  // a shortage of descriptors is logged once
 };
 
 }  // namespace hqosd

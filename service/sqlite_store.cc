@@ -2,6 +2,7 @@
 #include <fcntl.h>
 #include <sqlite3.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cctype>
@@ -155,6 +156,8 @@ std::unique_ptr<Store> OpenStore(const std::string& file, bool readOnly, std::st
     std::filesystem::create_directories(std::filesystem::path(file).parent_path(), ignored);
     lock = Lock(file, why);
     if (lock < 0) return nullptr;
+    // Who can read a store can lock it, and keep its log from being emptied.
+    for (const char* end : {"", "-wal", "-shm"}) chmod((file + end).c_str(), S_IRUSR | S_IWUSR);
   }
   sqlite3* db = nullptr;
   const int flags = readOnly ? SQLITE_OPEN_READONLY | SQLITE_OPEN_URI

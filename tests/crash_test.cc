@@ -129,6 +129,10 @@ TEST(Crash, ServesAStoreThatCanOnlyBeRead) {
 
 TEST(Crash, CheckTellsWhatIsThere) {
   Service service({"--store", "@/store"});
+  for (const char* end : {"", "-wal", "-shm", "-lock"}) {
+    EXPECT_EQ(std::filesystem::status(service.dir() + "/store" + end).permissions(),
+              static_cast<std::filesystem::perms>(0600));
+  }
   MakeStore(service);
   const std::string store = service.dir() + "/store";
   const process::Outcome check = process::Run({HQOSD, "--check", "--store", store});

@@ -7,6 +7,7 @@ HQOS_RUNTIME_DIR=$(mktemp -d)
 # Freed memory is not kept, as it would look like growth.
 export HQOS_RUNTIME_DIR TSAN_OPTIONS=halt_on_error=1 ASAN_OPTIONS=quarantine_size_mb=1
 service=
+trap 'exit 1' INT TERM
 trap '[ -z "$service" ] || kill -KILL "$service"; rm -rf "$HQOS_RUNTIME_DIR"' EXIT
 
 "$bin/hqosd" --store "$HQOS_RUNTIME_DIR/store" 2>"$HQOS_RUNTIME_DIR/log" &

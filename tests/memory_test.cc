@@ -19,9 +19,15 @@
 namespace {
 
 thread_local bool t_mayFail = false;
-std::atomic<int> g_left = -1;  // allocations until one fails; below 0: none does
+std::atomic<int> g_left = -1;     // allocations until one fails; below 0: none does
+std::atomic<bool> g_all = false;  // and then all of them
 
-bool Fails() { return t_mayFail && g_left >= 0 && g_left-- == 0; }
+bool Fails() {
+  if (!t_mayFail || g_left < 0) return false;
+  if (g_left == 0) return g_all || g_left-- == 0;
+  --g_left;
+  return false;
+}
 
 sqlite3_mem_methods g_real;
 
@@ -128,6 +134,26 @@ TEST(Memory, ShortAtAnyAllocationCostsOneAnswerAtMost) {
   RecordProperty("failures", failures);
   EXPECT_GT(refused, 0);
   EXPECT_GT(failures, refused + broken);
+}
+
+TEST(Memory, GoneAltogetherEndsNoQuery) {
+  const InThread service;
+  ASSERT_EQ(AddFP("first"), 0u);
+  g_all = true;
+  int answered = 0;
+  for (int n = 0; n < 200; ++n) {
+    HQOS_FPInfo info;
+    g_left = n;
+    const uint32_t status = HQOS_lib_GetFP("first", &info);
+    g_left = -1;
+    EXPECT_TRUE(status == 0 || status == HQOS_ERR_FAILED || status == HQOSD_NO_MEMORY) << status;
+    answered += status == 0 ? 1 : 0;
+    EXPECT_EQ(HQOS_lib_GetFP("first", &info), 0u) << n;
+  }
+  g_all = false;
+  EXPECT_GT(answered, 0);
+  EXPECT_LT(answered, 200);
+  EXPECT_EQ(AddFP("last"), 0u);
 }
 
 }  // namespace

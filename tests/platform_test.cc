@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <net/if.h>
 #include <pwd.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -212,20 +213,27 @@ TEST_F(Endpoints, AreNotPutWhereOthersCouldReplaceThem) {
   EXPECT_EQ(Listen(Address(1)).reason, 0);
   umask(before);
   EXPECT_EQ(fs::status(dir).permissions(), fs::perms(0755));  // made for all to reach it
+  const int locked = open(dir.c_str(), O_RDONLY);             // as anybody can
+  EXPECT_EQ(flock(locked, LOCK_EX), 0);
+  EXPECT_EQ(Listen(Address(1)).reason, 0);
+  close(locked);
   EXPECT_EQ(fs::status(Endpoint(1, 0)).permissions(), fs::perms(0666));
-  for (const auto& [mode, reason] : {std::pair(0777, EPERM), std::pair(01777, 0)}) {
+  for (const auto& [mode, reason] :
+       {std::pair(0777, EPERM), std::pair(0775, EPERM), std::pair(01777, 0)}) {
     fs::permissions(dir, fs::perms(mode));
     EXPECT_EQ(Listen(Address(1)).reason, reason);
   }
   fs::create_directory_symlink(dir, link);
-  setenv("HQOS_RUNTIME_DIR", link.c_str(), 1);
-  EXPECT_EQ(Listen(Address(1)).reason, 0);
+  const auto listenAt = [](const fs::path& path) {
+    setenv("HQOS_RUNTIME_DIR", path.c_str(), 1);
+    return Listen(Address(1)).reason;
+  };
+  EXPECT_EQ(listenAt(link), 0);
   if (geteuid() != 0) return;
   ASSERT_EQ(lchown(link.c_str(), 65534, 65534), 0);
-  EXPECT_EQ(Listen(Address(1)).reason, EPERM);
-  setenv("HQOS_RUNTIME_DIR", dir.c_str(), 1);
+  for (const char* end : {"", "/", "/./"}) EXPECT_EQ(listenAt(link.string() + end), EPERM);
   ASSERT_EQ(chown(dir.c_str(), 65534, 65534), 0);
-  EXPECT_EQ(Listen(Address(1)).reason, EPERM);
+  EXPECT_EQ(listenAt(dir), EPERM);
 }
 
 // Without HQOS_RUNTIME_DIR a directory that is another user's, or that others can write to, is

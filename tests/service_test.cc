@@ -245,7 +245,7 @@ TEST(Service, LeavesALiveOneAlone) {
   const process::Outcome second = process::Run({HQOSD});
   EXPECT_EQ(second.status, 1);
   EXPECT_EQ(second.err,
-            "hqosd: cannot listen at " + service.endpoint() + ": another service is there\n");
+            "hqosd: cannot listen at " + service.endpoint() + ": it is taken, by a service or a file\n");
   Do(HQOS_lib_AddSP, 0, "gold", 1);
 }
 

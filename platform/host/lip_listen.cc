@@ -1,6 +1,7 @@
 // The service's side of the host's stand-in for address family 37.
 #include <errno.h>
 #include <fcntl.h>
+#include <string.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -37,23 +38,42 @@ constexpr mode_t DirectoryMode(uint32_t rank) { return rank == 0 ? 0755 : 0700; 
 constexpr mode_t SocketMode(uint32_t rank) { return rank == 0 ? 0666 : 0600; }
 
 bool ListenAt(int fd, const sockaddr_un& endpoint, socklen_t length, uint32_t rank, int backlog) {
-  // Nobody can connect before the mode is set, whatever the umask makes of it.
-  return RemoveStale(endpoint, length) &&
-         bind(fd, reinterpret_cast<const sockaddr*>(&endpoint), length) == 0 &&
-         chmod(endpoint.sun_path, SocketMode(rank)) == 0 && listen(fd, backlog) == 0;
+  if (!RemoveStale(endpoint, length)) return false;
+  // The mode of the open socket, less the umask, becomes that of its file: no path is followed.
+  const mode_t before = umask(0);
+  const bool bound = fchmod(fd, SocketMode(rank)) == 0 &&
+                     bind(fd, reinterpret_cast<const sockaddr*>(&endpoint), length) == 0;
+  const int reason = errno;
+  umask(before);
+  errno = reason;
+  return bound && listen(fd, backlog) == 0;
 }
 
-// Whether the directory, and the link that leads to it if it is one, belongs to this user or root,
-// and nobody else can put a socket there in place of ours.
-bool IsOurs(const char* dir) {
+// Whether the open directory, and the link that leads to it if it is one, belongs to this user or
+// root, and nobody else can put a socket there in place of ours.
+bool IsOurs(int directory, char* path) {
+  for (size_t n = strlen(path); n > 1 && (path[n - 1] == '/' || strcmp(path + n - 2, "/.") == 0);) {
+    path[--n] = '\0';  // the link itself
+  }
   const auto isForeign = [](const struct stat& s) {
     return s.st_uid != 0 && s.st_uid != geteuid();
   };
   struct stat link, target;
-  if (lstat(dir, &link) != 0 || stat(dir, &target) != 0) return false;
+  if (lstat(path, &link) != 0 || fstat(directory, &target) != 0) return false;
   errno = EPERM;
-  return !isForeign(link) && !isForeign(target) &&
-         (target.st_mode & (S_IWOTH | S_ISVTX)) != S_IWOTH;
+  const bool isShared = (target.st_mode & (S_IWGRP | S_IWOTH)) != 0;
+  return !isForeign(link) && !isForeign(target) && (!isShared || (target.st_mode & S_ISVTX) != 0);
+}
+
+// A lock that only this user can hold keeps a second service from taking a socket for stale that is
+// not listened on yet. Its descriptor; -1 with errno.
+int Lock(int directory) {
+  const int lock = openat(directory, "lip.lock", O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600);
+  if (lock >= 0 && flock(lock, LOCK_EX) == 0) return lock;
+  const int reason = errno;
+  if (lock >= 0) close(lock);
+  errno = reason;
+  return -1;
 }
 
 bool ListenInDirectory(int fd, const sockaddr_un& endpoint, socklen_t length, uint32_t rank,
@@ -62,14 +82,15 @@ bool ListenInDirectory(int fd, const sockaddr_un& endpoint, socklen_t length, ui
   CopyDirectory(endpoint, dir);
   const bool made = mkdir(dir, DirectoryMode(rank)) == 0;
   if (!made && errno != EEXIST) return false;
-  if (!IsTrusted(endpoint, rank) || !IsOurs(dir)) return false;
-  // The lock keeps a second service from taking a socket for stale that is not listened on yet.
-  const int lock = open(dir, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  if (lock < 0) return false;
-  if (made) fchmod(lock, DirectoryMode(rank));  // whatever the umask took away
-  const bool listening = flock(lock, LOCK_EX) == 0 && ListenAt(fd, endpoint, length, rank, backlog);
+  if (!IsTrusted(endpoint, rank)) return false;
+  const int directory = open(dir, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (directory < 0) return false;
+  if (made) fchmod(directory, DirectoryMode(rank));  // whatever the umask took away
+  const int lock = IsOurs(directory, dir) ? Lock(directory) : -1;
+  const bool listening = lock >= 0 && ListenAt(fd, endpoint, length, rank, backlog);
   const int reason = errno;
-  close(lock);
+  if (lock >= 0) close(lock);
+  close(directory);
   errno = reason;
   return listening;
 }
