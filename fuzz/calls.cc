@@ -1,75 +1,13 @@
 // Every command and query of the library, with the service on a live model behind it. The input
-// chooses the calls and their arguments; names and numbers are few, so that they meet.
-#include <fuzzer/FuzzedDataProvider.h>
-
-#include <cstring>
-
+// chooses the calls and their arguments.
+#include "fuzz/arguments.h"
 #include "fuzz/live.h"
 #include "fuzz/require.h"
 #include "fuzz/seam.h"
 
 namespace {
 
-using fuzz::Require;
-using Input = FuzzedDataProvider;
-
-// ---- Arguments ----------------------------------------------------------------------------------
-
-const char* Name(Input& in) {
-  static constexpr const char* kNames[] = {
-      "a",       "b", "c", "d", "e", "f", "g", "h", "i", "thirty-one characters, no more.",
-      "bad\x01", ""};
-  return in.PickValueInArray(kNames);
-}
-
-// Mostly none.
-uint16_t Id(Input& in) {
-  static constexpr uint16_t kIds[] = {
-      HQOS_ID_NONE, HQOS_ID_NONE, HQOS_ID_NONE, HQOS_ID_NONE, 0, 1, 2, 7, 65533, 65534};
-  return in.PickValueInArray(kIds);
-}
-
-uint32_t Number(Input& in) {
-  static constexpr uint32_t kNumbers[] = {0, 1, 2, 3, 4, 0x7FFFFFFF, 0xFFFF, 0xFFFFFFFF};
-  return in.PickValueInArray(kNumbers);
-}
-
-HQOS_MatchRule Rule(Input& in) {
-  HQOS_MatchRule rule;
-  rule.type = in.ConsumeIntegralInRange<uint32_t>(0, 8);
-  const bool isWide =
-      rule.type == HQOS_MATCH_SERVICE_VLAN_ID || rule.type == HQOS_MATCH_QOS_LOCAL_ID;
-  size_t count = in.ConsumeIntegralInRange<size_t>(0, isWide ? HQOS_MATCHRULE_RANGES : 2);
-  for (HQOS_ValueRange& range : rule.ranges) {
-    range = {HQOS_RANGE_UNUSED, HQOS_RANGE_UNUSED};
-    if (count == 0) continue;
-    --count;
-    range.low = in.ConsumeIntegralInRange<uint16_t>(0, isWide ? 4096 : 8);
-    range.high = static_cast<uint16_t>(range.low + in.ConsumeIntegralInRange<uint16_t>(0, 3));
-  }
-  return rule;
-}
-
-HQOS_AppObj Object(Input& in) {
-  static constexpr const char* kInterfaces[] = {"eth0", "eth1", "lo0", "eth9", ""};
-  HQOS_AppObj obj{};
-  obj.type = in.ConsumeIntegralInRange<uint32_t>(0, 5);
-  obj.value = in.ConsumeIntegralInRange<uint32_t>(0, 4);
-  obj.param = in.ConsumeIntegralInRange<uint32_t>(0, 3);
-  if (obj.type == HQOS_APPOBJ_IFINDEX) std::strcpy(obj.name, in.PickValueInArray(kInterfaces));
-  return obj;
-}
-
-HQOS_SPSonPath Path(Input& in) {
-  HQOS_SPSonPath path;
-  for (uint16_t& field : path.field) field = Id(in);
-  return path;
-}
-
-template <class Number, size_t N>
-void Fill(Input& in, Number (&numbers)[N]) {
-  for (Number& number : numbers) number = static_cast<Number>(::Number(in));
-}
+using namespace fuzz;
 
 // ---- Commands -----------------------------------------------------------------------------------
 

@@ -1,8 +1,8 @@
 // The records of a store, as a service that starts finds them. The input is a sequence of records:
 // the length of the key in a byte, the key, the length of the value in two bytes, the low one
 // first, and the value.
-#include "fuzz/guard.h"
 #include "fuzz/invariants.h"
+#include "fuzz/require.h"
 #include "service/load.h"
 #include "service/rows.h"
 
