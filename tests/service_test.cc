@@ -244,8 +244,8 @@ TEST(Service, LeavesALiveOneAlone) {
   Service service;
   const process::Outcome second = process::Run({HQOSD});
   EXPECT_EQ(second.status, 1);
-  EXPECT_EQ(second.err,
-            "hqosd: cannot listen at " + service.endpoint() + ": it is taken, by a service or a file\n");
+  EXPECT_EQ(second.err, "hqosd: cannot listen at " + service.endpoint() +
+                            ": it is taken, by a service or a file\n");
   Do(HQOS_lib_AddSP, 0, "gold", 1);
 }
 
