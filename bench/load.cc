@@ -191,6 +191,51 @@ void PrintLatencies(const char* what, std::vector<float> all) {
               all.size(), at(0.5), at(0.99), at(0.999), at(1));
 }
 
+void Pause(double seconds) { std::this_thread::sleep_for(std::chrono::duration<double>(seconds)); }
+
+// What the service looks like while the clients are at it.
+struct Run {
+  double seconds;  // that it took
+  Footprint quarter, end;
+};
+
+Run LoadIt(std::vector<Worker>& workers, const std::string& service, double seconds) {
+  const auto begin = std::chrono::steady_clock::now();
+  std::vector<std::thread> threads;
+  threads.reserve(workers.size() + 3);
+  for (Worker& worker : workers) threads.emplace_back([&worker] { worker.Run(); });
+  for (const auto be : {BeSlow, BeIdle, BeRude}) threads.emplace_back([be] { be(g_stop); });
+  Pause(seconds / 4);
+  const Footprint quarter(service);
+  Pause(seconds * 3 / 4);
+  const Footprint end(service);
+  g_stop = true;
+  for (std::thread& thread : threads) thread.join();
+  return {Seconds(begin), quarter, end};
+}
+
+void PrintCalls(const std::vector<Worker>& workers, double seconds) {
+  std::vector<float> commands, queries;
+  for (const Worker& worker : workers) {
+    commands.insert(commands.end(), worker.commands.begin(), worker.commands.end());
+    queries.insert(queries.end(), worker.queries.begin(), worker.queries.end());
+  }
+  std::printf("%zu clients, %.1f s, %.0f calls a second, every answer right\n", workers.size(),
+              seconds, static_cast<double>(commands.size() + queries.size()) / seconds);
+  PrintLatencies("commands", std::move(commands));
+  PrintLatencies("queries", std::move(queries));
+}
+
+// The least descriptors that the service has within some time; it ends once they are `enough`.
+long LeastDescriptors(const std::string& service, long enough, int tries) {
+  long least = Footprint(service).descriptors;
+  for (int i = 0; i < tries && least > enough; ++i) {
+    Pause(0.05);
+    least = std::min(least, Footprint(service).descriptors);
+  }
+  return least;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -201,50 +246,20 @@ int main(int argc, char** argv) {
     return 2;
   }
   const std::string service = std::to_string(ServicePid());
-  const auto pause = [](double time) {
-    std::this_thread::sleep_for(std::chrono::duration<double>(time));
-  };
-  Footprint before(service);
-  for (int i = 0; i < 20; ++i) {  // until the connection that asked is gone
-    pause(0.05);
-    before.descriptors = std::min(before.descriptors, Footprint(service).descriptors);
-  }
+  const long before = LeastDescriptors(service, 0, 20);  // without the connection that asked
   const Footprint own("self");
   std::vector<Worker> workers;
+  workers.reserve(clients);
   for (uint16_t i = 0; i < clients; ++i) workers.emplace_back(i);
-  const auto begin = std::chrono::steady_clock::now();
-  std::vector<std::thread> threads;
-  for (Worker& worker : workers) threads.emplace_back([&worker] { worker.Run(); });
-  for (const auto be : {BeSlow, BeIdle, BeRude}) threads.emplace_back([be] { be(g_stop); });
-  pause(seconds / 4);
-  const Footprint quarter(service);
-  pause(seconds * 3 / 4);
-  const Footprint end(service);
-  g_stop = true;
-  for (std::thread& thread : threads) thread.join();
-  const double taken = Seconds(begin);
-
-  std::vector<float> commands, queries;
-  for (const Worker& worker : workers) {
-    commands.insert(commands.end(), worker.commands.begin(), worker.commands.end());
-    queries.insert(queries.end(), worker.queries.begin(), worker.queries.end());
-  }
-  std::printf("%u clients, %.1f s, %.0f calls a second, every answer right\n", unsigned{clients},
-              taken, static_cast<double>(commands.size() + queries.size()) / taken);
-  PrintLatencies("commands", std::move(commands));
-  PrintLatencies("queries", std::move(queries));
-  Footprint after(service);
-  for (int i = 0; i < 200 && after.descriptors > before.descriptors; ++i) {
-    pause(0.05);
-    after = Footprint(service);
-  }
-  const Footprint ownAfter("self");
+  const auto [taken, quarter, end] = LoadIt(workers, service, seconds);
+  PrintCalls(workers, taken);
+  const long after = LeastDescriptors(service, before, 200);
   std::printf(
       "service: %ld kB at a quarter of the time, %ld kB at the end; descriptors %ld before, "
       "%ld under load, %ld after\n",
-      quarter.kilobytes, end.kilobytes, before.descriptors, end.descriptors, after.descriptors);
-  Expect(after.descriptors <= before.descriptors, "no descriptor left in the service");
-  Expect(ownAfter.descriptors <= own.descriptors, "no descriptor left here");
+      quarter.kilobytes, end.kilobytes, before, end.descriptors, after);
+  Expect(after <= before, "no descriptor left in the service");
+  Expect(Footprint("self").descriptors <= own.descriptors, "no descriptor left here");
   Expect(end.kilobytes <= quarter.kilobytes + quarter.kilobytes / 10 + 2048, "steady memory");
   return 0;
 }

@@ -89,7 +89,8 @@ inline void BeRude(const std::atomic<bool>& stop) {
     for (uint8_t& byte : garbage) byte = static_cast<uint8_t>(random());
     const RawClient wrong, cut, twice, hasty;
     Expect(wrong.Send(garbage) && IsStatus(reply, wrong.Receive(reply)), "garbage refused");
-    const std::vector<uint8_t> part(kQuery.begin(), kQuery.begin() + 1 + random() % 15);
+    const std::vector<uint8_t> part(kQuery.begin(),
+                                    kQuery.begin() + 1 + static_cast<ptrdiff_t>(random() % 15));
     Expect(cut.Send(part) && IsStatus(reply, cut.Receive(reply)), "a cut request refused");
     Expect(twice.Send(kQuery), "a first request");
     twice.Send(kQuery);  // the service may have closed by then

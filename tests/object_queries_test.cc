@@ -184,10 +184,10 @@ TEST(ObjectQueries, ReadAnFPOrClearIt) {
   }
 }
 
-// A listing. A flat one has one record a TLV, of a fixed layout, and ends at a shorter one.
+// A listing whose records have these bytes.
 template <class Info, class Call>
 void ExpectList(uint32_t most, uint16_t type, const Bytes& key, const Bytes& value,
-                const Info& expected, bool flat, Call call) {
+                const Info& expected, Call call) {
   const Bytes head = Message(2, 4, {}), tlv = Tlv(77, value);
   const auto ask = [&](const Bytes& reply) { return Asked<Info>(reply, most, call); };
   const auto three = ask(head + tlv + Tlv(0x7001, value + Bytes(1)) + tlv);
@@ -195,7 +195,14 @@ void ExpectList(uint32_t most, uint16_t type, const Bytes& key, const Bytes& val
   EXPECT_EQ(three.status, 0u);
   ASSERT_EQ(three.count, 3u);
   for (const size_t i : {0u, 1u, 2u}) EXPECT_TRUE(Same(three.infos[i], expected));
+  ExpectListSurvivesDamage<Info>(tlv, most, call);
+}
 
+// What ends a listing, and how much a datagram holds. A flat one has one record a TLV, of a fixed
+// layout, and ends at a shorter one.
+template <class Info, class Call>
+void ExpectEnds(uint32_t most, const Bytes& value, bool flat, Call call) {
+  const Bytes head = Message(2, 4, {}), tlv = Tlv(77, value);
   // As many as a datagram holds, the first one in the place of the head.
   const Bytes shorter(value.begin(), value.end() - 1), smallest = flat ? tlv : Bytes(4);
   Bytes full;
@@ -211,23 +218,29 @@ void ExpectList(uint32_t most, uint16_t type, const Bytes& key, const Bytes& val
       {full, 0, most},
   };
   for (const auto& c : cases) {
-    const auto listing = ask(c.reply);
+    const auto listing = Asked<Info>(c.reply, most, call);
     EXPECT_EQ(listing.status, c.status);
     EXPECT_EQ(listing.count, c.count);
   }
-  ExpectListSurvivesDamage<Info>(tlv, most, call);
 }
 
 TEST(ObjectQueries, ListObjects) {
-  ExpectList(HQOS_BULK_FC_MAX, 1, {}, kNamed, kFC, true,
-             [](uint32_t* n, HQOS_FCInfo* i) { return HQOS_lib_GetAllFC(n, i); });
-  ExpectList(HQOS_BULK_DP_MAX, 2, Hex("ffff 0000 00000000"), kDPValue, kDP, true,
-             [](uint32_t* n, HQOS_DPInfo* i) { return HQOS_lib_GetBulkDP(0xFFFF, 0, n, i); });
-  ExpectList(
-      HQOS_BULK_FP_MAX, 3, Hex("0102 0000 a1b2c3d4"), kAllParts, kFP, false,
-      [](uint32_t* n, HQOS_FPInfo* i) { return HQOS_lib_GetBulkFP(0x0102, 0xA1B2C3D4, n, i); });
-  ExpectList(HQOS_BULK_FGSON_MAX, 4, Hex("0001 0002 ffff 0000 0000000a"), kSonValue, kSon, true,
-             [](uint32_t* n, HQOS_FGSon* i) { return HQOS_lib_GetBulkFGSon(&kSonKey, 10, n, i); });
+  const auto fcs = [](uint32_t* n, HQOS_FCInfo* i) { return HQOS_lib_GetAllFC(n, i); };
+  const auto dps = [](uint32_t* n, HQOS_DPInfo* i) { return HQOS_lib_GetBulkDP(0xFFFF, 0, n, i); };
+  const auto fps = [](uint32_t* n, HQOS_FPInfo* i) {
+    return HQOS_lib_GetBulkFP(0x0102, 0xA1B2C3D4, n, i);
+  };
+  const auto sons = [](uint32_t* n, HQOS_FGSon* i) {
+    return HQOS_lib_GetBulkFGSon(&kSonKey, 10, n, i);
+  };
+  ExpectList(HQOS_BULK_FC_MAX, 1, {}, kNamed, kFC, fcs);
+  ExpectEnds<HQOS_FCInfo>(HQOS_BULK_FC_MAX, kNamed, true, fcs);
+  ExpectList(HQOS_BULK_DP_MAX, 2, Hex("ffff 0000 00000000"), kDPValue, kDP, dps);
+  ExpectEnds<HQOS_DPInfo>(HQOS_BULK_DP_MAX, kDPValue, true, dps);
+  ExpectList(HQOS_BULK_FP_MAX, 3, Hex("0102 0000 a1b2c3d4"), kAllParts, kFP, fps);
+  ExpectEnds<HQOS_FPInfo>(HQOS_BULK_FP_MAX, kAllParts, false, fps);
+  ExpectList(HQOS_BULK_FGSON_MAX, 4, Hex("0001 0002 ffff 0000 0000000a"), kSonValue, kSon, sons);
+  ExpectEnds<HQOS_FGSon>(HQOS_BULK_FGSON_MAX, kSonValue, true, sons);
 }
 
 }  // namespace
