@@ -68,6 +68,13 @@ Outcome Run(const std::vector<std::string>& arguments) {
   return outcome;
 }
 
+std::string WhyNotAsNobody() {
+  if (geteuid() != 0) return "only root can act as another user";
+  const std::string command = std::string(kAsNobody) + HQOSD " --version";
+  return Run({"/bin/sh", "-c", command}).status == 0 ? ""
+                                                     : "no other user can run the programs here";
+}
+
 Service::Service(std::vector<std::string> arguments)
     : dir_(MakeDir()), arguments_(std::move(arguments)) {
   if (arguments_.empty() || arguments_[0] != "--store") {

@@ -16,6 +16,11 @@ struct Outcome {
 // Runs a program to its end.
 Outcome Run(const std::vector<std::string>& arguments);
 
+// Begins a shell command that is run as another user.
+inline constexpr char kAsNobody[] = "setpriv --reuid 65534 --regid 65534 --clear-groups ";
+// Why this machine cannot run the programs so; empty when it can.
+std::string WhyNotAsNobody();
+
 // hqosd, in a runtime directory of its own, which HQOS_RUNTIME_DIR names while it lives.
 class Service {
  public:

@@ -7,10 +7,12 @@ set -eu
 dir=$(mktemp -d)
 trap 'rm -rf "$dir"' EXIT
 
-cmake -S "$1" -B "$dir" -G Ninja -DHQOS_REAL_PLATFORM=ON -DCMAKE_BUILD_TYPE=Release \
-  -DCMAKE_C_COMPILER=gcc -DCMAKE_CXX_COMPILER=g++ \
-  -DCMAKE_CXX_FLAGS_RELEASE=-O2 -DCMAKE_CXX_FLAGS="$2" -DCMAKE_C_FLAGS="$2" >"$dir/log" 2>&1 &&
-  cmake --build "$dir" >>"$dir/log" 2>&1 || { cat "$dir/log"; exit 1; }
+{
+  cmake -S "$1" -B "$dir" -G Ninja -DHQOS_REAL_PLATFORM=ON -DCMAKE_BUILD_TYPE=Release \
+    -DCMAKE_C_COMPILER=gcc -DCMAKE_CXX_COMPILER=g++ \
+    -DCMAKE_CXX_FLAGS_RELEASE=-O2 -DCMAKE_CXX_FLAGS="$2" -DCMAKE_C_FLAGS="$2" &&
+    cmake --build "$dir"
+} >"$dir/log" 2>&1 || { cat "$dir/log"; exit 1; }
 
 tr ' ' '\n' <<'LIST' | sort >"$dir/expected"
 Bitmap_And Bitmap_CreateFromBuffer Bitmap_GetRange Bitmap_IsEmpty Bitmap_IsEqual Bitmap_SetRange
