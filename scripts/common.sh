@@ -58,7 +58,6 @@ run_tests() {
     /^[0-9]+\/[0-9]+ Test: / { name = $3 }
     reason { print preset ": " name ": " $0; reason = 0 }
     /: Skipped$/ { reason = 1 }
-    /^skipped: / { sub(/^skipped: /, ""); print preset ": " name ": " $0 }
   ' "build/$1/Testing/Temporary/LastTest.log" >>"$skips"
   return "$status"
 }
