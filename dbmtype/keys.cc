@@ -29,7 +29,6 @@ void HQOS_dbmtype_DecapIfCfgKey(const char* key, char* name, uint32_t* number) {
 }
 
 int HQOS_dbmtype_DecapNestKey(uint32_t kind, const char* key, char* name) {
-  name[0] = '\0';
   return kind == 1 ? sscanf(key, "SP-nest-%31[^\r\n]", name)
                    : sscanf(key, "FG-nest-%31[^\r\n]", name);
 }

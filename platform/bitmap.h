@@ -8,7 +8,11 @@
 extern "C" {
 #endif
 
-typedef struct Bitmap Bitmap;
+// What a bitmap begins with. The words that hold its bits, and where they are, are the platform's.
+typedef struct Bitmap {
+  uint32_t bits;      // its size
+  uint32_t platform;  // for the platform's own use
+} Bitmap;
 
 // A run of bits: their value, 0 or 1, and the indexes of the first and the last of them.
 typedef struct BitmapRange {
@@ -23,8 +27,9 @@ Bitmap* Bitmap_CreateFromBuffer(void* buffer, uint32_t bytes, uint32_t bits);
 // Gives the bits of a run its value. What of the run lies beyond the bitmap is left out.
 void Bitmap_SetRange(Bitmap* bitmap, const BitmapRange* range);
 
-// Finds the run that begins at `start` and reaches as far as the bits are equal. Returns 0; for a
-// start beyond the last bit 1, with a run of zeros whose last index is 0xFFFFFFFF.
+// Finds the run that begins at `start` and reaches as far as the bits are equal. Returns 0. For a
+// start beyond the last bit the run's last index lies beyond the bitmap's size; on a host the run is
+// one of zeros up to 0xFFFFFFFF, and 1 is returned.
 uint32_t Bitmap_GetRange(const Bitmap* bitmap, uint32_t start, BitmapRange* run);
 
 // Sets `out` to the bits that are 1 in both a and b. Bits beyond the end of a bitmap count as 0,

@@ -1,7 +1,9 @@
 // Match rules: text form, bitmaps, comparison.
+#include <dlfcn.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <functional>
 #include <iterator>
 #include <random>
 #include <set>
@@ -18,6 +20,9 @@ namespace {
 using wire::Rule;
 using wire::Same;
 using Ranges = std::vector<HQOS_ValueRange>;
+
+// What a test lets Bitmap_GetRange do instead of the host's.
+std::function<void(uint32_t start, BitmapRange& run)> g_getRange;
 
 std::string Repeat(const std::string& text, int times) {
   std::string all;
@@ -209,6 +214,66 @@ TEST(RuleBitmaps, StartAtTheLowestValueAndEndAtTheLast) {
   }
 }
 
+// Platforms that answer otherwise than the host's.
+TEST(RuleBitmaps, EndByTheSizeThatTheBitmapRecords) {
+  using Run = BitmapRange;
+  const auto until = [](uint32_t start, uint32_t value, uint32_t last) {
+    return Run{value, start, last};
+  };
+  const struct {
+    const char* platform;
+    uint32_t bits;
+    std::function<void(uint32_t start, Run& run)> getRange;
+    uint32_t status;
+    Ranges ranges;
+  } cases[] = {
+      {"the run past the end is one of ones, with a low last index",
+       100,
+       [&](uint32_t start, Run& run) {
+         run = start < 10    ? until(start, 1, 9)
+               : start < 100 ? until(start, 0, 99)
+                             : until(start, 1, start);
+       },
+       0,
+       {{0, 9}}},
+      {"a run begins beyond 16 bits",
+       70000,
+       [&](uint32_t start, Run& run) {
+         run = start < 65538 ? until(start, 0, 65537) : until(start, start == 65538, start + 4);
+       },
+       0,
+       {{2, 6}}},
+      {"nine runs and more, some of them beyond 16 bits",
+       70000,
+       [&](uint32_t start, Run& run) { run = until(start, start / 3500 % 2, start + 3499); },
+       HQOS_ERR_FAILED,
+       {}},
+      {"no progress",
+       4096,
+       [](uint32_t, Run& run) {
+         run = {1, 2, 3};
+       },
+       0,
+       {{2, 3}}},
+      {"only the value is filled in", 4096, [](uint32_t, Run& run) { run.value = 1; }, 0, {}},
+      {"only the last index",
+       4096,
+       [](uint32_t start, Run& run) { run.last = start + 999; },
+       0,
+       {}},
+      {"nothing", 4096, [](uint32_t, Run&) {}, 0, {}},
+  };
+  for (const auto& c : cases) {
+    const Bitmap bitmap{c.bits, 0};
+    g_getRange = c.getRange;
+    HQOS_MatchRule rule = Rule(7, {});
+    const uint32_t status = HQOS_util_Bitmap2MatchRule(&bitmap, HQOS_MATCH_DOT1P, &rule);
+    g_getRange = nullptr;
+    EXPECT_EQ(status, c.status) << c.platform;
+    EXPECT_TRUE(Same(rule, Rule(status == 0 ? 2 : 7, c.ranges))) << c.platform << Text(rule);
+  }
+}
+
 TEST(ValueRanges, OfTheMatchTypes) {
   struct {
     uint32_t type, status;
@@ -228,3 +293,10 @@ TEST(ValueRanges, OfTheMatchTypes) {
 }
 
 }  // namespace
+
+uint32_t Bitmap_GetRange(const Bitmap* bitmap, uint32_t start, BitmapRange* run) {
+  if (g_getRange) return g_getRange(start, *run), 0;
+  static const auto host =
+      reinterpret_cast<decltype(&Bitmap_GetRange)>(dlsym(RTLD_NEXT, "Bitmap_GetRange"));
+  return host(bitmap, start, run);
+}

@@ -57,12 +57,12 @@ TEST(Keys, OfConfigurationAreRead) {
     std::string key, name;
     int result;
   } nests[] = {{1, "SP-nest-gold\r\n", "gold", 1},
-               {2, "SP-nest-gold", "", 0},
+               {2, "SP-nest-gold", "before", 0},
                {0, "FG-nest-a b-c\ny", "a b-c", 1},
-               {1, "SP-nest-\nx", "", 0},
+               {1, "SP-nest-\nx", "before", 0},
                {1, "SP-nest-" + kLong, kLong.substr(0, 31), 1},
-               {1, "SP-nest-", "", -1},
-               {1, "SP-n", "", -1}};
+               {1, "SP-nest-", "before", -1},
+               {1, "SP-n", "before", -1}};
   for (const auto& c : nests) {
     char name[HQOS_NAME_SIZE] = "before";
     EXPECT_EQ(HQOS_dbmtype_DecapNestKey(c.kind, c.key.c_str(), name), c.result) << c.key;

@@ -174,12 +174,13 @@ TEST(MsgHead, IsReadAsFarAsItSays) {
       {1, 1, 0, 1},
       {21, 20, HQOS_ERR_FAILED, 0},
       {8, 7, HQOS_ERR_FAILED, 0},
-      {0, 0, HQOS_ERR_FAILED, 0},
+      {1, 0, HQOS_ERR_FAILED, 0},
+      {0, 0, 0, 0},
   };
   for (const auto& c : cases) {
-    Bytes msg(c.msgLen);
+    Bytes msg(std::max<size_t>(c.msgLen, 1));
     for (size_t i = 1; i < msg.size(); ++i) msg[i] = static_cast<uint8_t>(i);
-    if (!msg.empty()) msg[0] = c.headLen;
+    msg[0] = c.headLen;
     Bytes head(8, 0xEE), expected(8, 0xEE);
     std::copy_n(msg.begin(), c.copied, expected.begin());
     EXPECT_EQ(HQOS_msg_DecapMsgHead(msg.data(), c.msgLen, head.data()), c.status);

@@ -51,14 +51,14 @@ uint32_t HQOS_util_Bitmap2MatchRule(const Bitmap* bitmap, uint32_t type, HQOS_Ma
   if (status != 0) return status;
   HQOS_MatchRule found = hqos::EmptyRule(type);
   int count = 0;
-  BitmapRange run;
-  // Beyond its last bit a bitmap has nothing but zeros, and beyond 16 bits there are no values.
-  for (uint32_t start = min; start < HQOS_RANGE_UNUSED; start = run.last + 1) {
+  for (uint32_t start = min;;) {
+    BitmapRange run{0, start, UINT32_MAX};  // ends the walk if the platform leaves it as it is
     Bitmap_GetRange(bitmap, start, &run);
-    if (run.last < start || run.last == UINT32_MAX) break;
+    if (run.last >= bitmap->bits || run.last < start) break;
+    start = run.last + 1;
     if (run.value != 1) continue;
     if (count == HQOS_MATCHRULE_RANGES) return HQOS_ERR_FAILED;
-    found.ranges[count++] = {static_cast<uint16_t>(start), static_cast<uint16_t>(run.last)};
+    found.ranges[count++] = {static_cast<uint16_t>(run.first), static_cast<uint16_t>(run.last)};
   }
   *rule = found;
   return 0;

@@ -4,19 +4,16 @@
 #include <stddef.h>
 #include <string.h>
 
-struct Bitmap {
-  uint64_t bits;
-};
-
 namespace {
 
 constexpr uint32_t kWordBits = 64;
 
 uint32_t WordCount(const Bitmap* bitmap) {
-  return static_cast<uint32_t>((bitmap->bits + kWordBits - 1) / kWordBits);
+  return bitmap->bits / kWordBits + (bitmap->bits % kWordBits != 0 ? 1 : 0);
 }
 
-// The words stand right behind the head.
+// The words come right after the head, at its alignment: that of the words.
+static_assert(sizeof(Bitmap) == sizeof(uint64_t));
 uint64_t* Words(Bitmap* bitmap) { return reinterpret_cast<uint64_t*>(bitmap + 1); }
 const uint64_t* Words(const Bitmap* bitmap) {
   return reinterpret_cast<const uint64_t*>(bitmap + 1);
@@ -35,8 +32,8 @@ uint64_t Mask(uint32_t first, uint32_t last) {
 
 Bitmap* Bitmap_CreateFromBuffer(void* buffer, uint32_t bytes, uint32_t bits) {
   const uintptr_t begin = reinterpret_cast<uintptr_t>(buffer);
-  const size_t pad = (alignof(Bitmap) - begin % alignof(Bitmap)) % alignof(Bitmap);
-  const Bitmap head{bits};
+  const size_t pad = (alignof(uint64_t) - begin % alignof(uint64_t)) % alignof(uint64_t);
+  const Bitmap head{bits, 0};
   const uint64_t needed = pad + sizeof head + WordCount(&head) * sizeof(uint64_t);
   if (needed > bytes) return nullptr;
   auto* const bitmap = reinterpret_cast<Bitmap*>(static_cast<uint8_t*>(buffer) + pad);
@@ -48,8 +45,7 @@ Bitmap* Bitmap_CreateFromBuffer(void* buffer, uint32_t bytes, uint32_t bits) {
 void Bitmap_SetRange(Bitmap* bitmap, const BitmapRange* range) {
   if (range->first > range->last || range->first >= bitmap->bits) return;
   const uint32_t first = range->first;
-  const auto last =
-      static_cast<uint32_t>(range->last < bitmap->bits ? range->last : bitmap->bits - 1);
+  const uint32_t last = range->last < bitmap->bits ? range->last : bitmap->bits - 1;
   for (uint32_t i = first / kWordBits; i <= last / kWordBits; ++i) {
     const uint64_t mask = Mask(i == first / kWordBits ? first % kWordBits : 0,
                                i == last / kWordBits ? last % kWordBits : kWordBits - 1);
@@ -84,7 +80,7 @@ void Bitmap_And(const Bitmap* a, const Bitmap* b, Bitmap* out) {
   for (uint32_t i = 0; i < WordCount(out); ++i) {
     Words(out)[i] = WordAt(a, i) & WordAt(b, i);
   }
-  const auto spare = static_cast<uint32_t>(out->bits % kWordBits);
+  const auto spare = out->bits % kWordBits;
   if (spare != 0) Words(out)[WordCount(out) - 1] &= Mask(0, spare - 1);
 }
 
