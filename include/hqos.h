@@ -1,33 +1,90 @@
-// hqos: client and codec library of the hierarchical quality-of-service feature.
+// hqos: client and codec library of the hierarchical quality-of-service feature. C11 and C++.
 //
-// C11 and C++. Conventions, good for every function unless its own text says otherwise:
+// Objects
+//   An SP is the root of a hierarchy. It takes effect where it is applied: to a slot, a 16-bit
+//   identifier, the system as a whole, or an interface.
+//   FGs are nested below an SP or below other FGs. Each nesting carries a match rule, which selects
+//   the child's traffic by values of one attribute (dot1p, local precedence, QoS local ID, service
+//   VLAN ID); a group carries no values. FCs are nested below FGs, without a rule.
+//   An FP carries settings of a child: a queue, shaping (GTS), a bandwidth. It may refer to a DP,
+//   which has a weight and thresholds.
+//
+//     SP gold                             applied to interface eth0
+//     |- FG voice  dot1p 5-7              with an FP, which refers to a DP
+//     `- FG data  dot1p 0-4
+//        `- FG customer-a  service VLAN 100-199
+//           |- FC web
+//           `- FC backup
+//
+//   Every object has a name and an identifier. A child of an SP, at any depth, is addressed by a
+//   path of up to five levels. Which hierarchies are allowed is the service's decision; for hqosd
+//   see docs/service.md.
+//
+// Example
+//   #include <hqos.h>
+//   #include <stdio.h>
+//
+//   int main(void) {
+//     HQOS_Result result;
+//     const HQOS_MatchRule voice = {HQOS_MATCH_DOT1P, {{5, 7}, {HQOS_RANGE_UNUSED, 0}}};
+//     if (HQOS_lib_AddSP("gold", HQOS_ID_NONE, &result) != 0) return 3;  // no service answers
+//     if (result.code == 0 && HQOS_lib_AddFG("voice", HQOS_ID_NONE, &result) == 0 &&
+//         result.code == 0) {
+//       HQOS_lib_AddSPNestFG("gold", &voice, "voice", NULL, &result);
+//     }
+//     if (result.code != 0) {
+//       fprintf(stderr, "refused: %s\n", result.text);
+//       return 1;
+//     }
+//     HQOS_SPSonPath start = {{0, 0xFFFF, 0xFFFF, 0xFFFF, 0xFFFF, 0xFFFF}};
+//     HQOS_SPInfo sp;
+//     HQOS_SPSon sons[HQOS_BULK_SPSON_MAX];
+//     uint32_t count;
+//     if (HQOS_lib_GetSP("gold", &sp) != 0) return 1;
+//     start.field[0] = sp.id;
+//     if (HQOS_lib_GetBulkSPSon(&start, 0, &count, sons) != 0) return 1;
+//     for (uint32_t i = 0; i < count; ++i) printf("%s\n", sons[i].cfg.name1);
+//     return 0;
+//   }
+//
+// Conventions, valid for every function unless its own text says otherwise:
 //
 // Errors      A function that can fail returns a 32-bit status; 0 is success. The library's own
-//             codes are those of HQOS_Status; any other code is the service's, passed on unchanged.
+//             codes are those of HQOS_Status; any other code comes from the service, unchanged.
 // Commands    Return 0 when the service answered, whatever it answered: its verdict is
 //             result->code (0 = done) and result->text. Otherwise they return
 //             - HQOS_ERR_FAILED: no service, or the round trip broke off; *result is untouched;
 //             - HQOS_ERR_BADREPLY: the reply held no usable status; *result is all zero.
-//             A command whose call failed may or may not have taken effect: ask before repeating.
+//             A command whose call failed may or may not have taken effect: query before repeating.
 // Queries     Return 0 with the outputs filled, HQOS_ERR_FAILED or HQOS_ERR_BADREPLY as above, or
 //             the service's own non-zero code. Outputs are untouched unless 0 is returned. A status
-//             of code 0 is no proper answer to a query: its TLV is then taken for data.
+//             TLV with code 0 is not a valid query reply; it is decoded as a data TLV.
+// Lists       `start` and `count` go to the service unchanged: what they select, and the order of
+//             the records, is the service's decision. The records are written to infos and their
+//             number to *outCount. The number is not compared with `count`: give infos room for the
+//             HQOS_BULK_..._MAX records that any reply can hold. A reply without records gives 0
+//             with *outCount = 0; one that is cut inside a TLV ends there, also with 0.
 // Waiting     A call waits for the reply without a time limit. Signals neither end nor disturb it.
 //             On a host a service that dies ends the wait with HQOS_ERR_FAILED; on a platform with
 //             plain datagrams it may not.
-// Ownership   Every record and buffer is the caller's; nothing is kept after the call, and the
-//             library allocates nothing on the heap, but for HQOS_util_StartServiceOnAllSlot. A
-//             round trip takes about 4 kB of stack, beside what the platform's operations take, and
-//             one descriptor, which is closed before the call returns.
-// Pointers    Must not be null where the text does not allow it; this is not checked.
+// Ownership   Every record and buffer is the caller's; nothing is kept after the call. The library
+//             allocates no heap memory except in HQOS_util_StartServiceOnAllSlot. A round trip
+//             takes about 4 kB of stack, plus what the platform's operations take, and one
+//             descriptor, which is closed before the call returns.
+// Pointers    Must not be null unless the text allows it; this is not checked.
 // Names       NUL-terminated. An object name longer than 31 characters is cut to 31. In a record
-//             the characters behind the terminator are zero.
+//             the bytes after the terminator are zero.
 // Numbers     Host byte order, in records and arguments alike. Enumerations are carried as
-//             uint32_t and are not checked by commands: the service decides.
+//             uint32_t and are not checked by commands.
+// Opaque      Identifiers, settings, values, units, counters, diagnosis values and words of records
+//             are opaque to the library: it carries them unchanged. hqosd's meanings are in
+//             docs/service.md.
 // Bad input   Received lengths are checked before anything is read. In a reply, a value shorter
-//             than its layout is never read: inside a record it is passed over like a type that
-//             is not known. Bytes beyond a layout are ignored.
+//             than its layout is never read: inside a record it is skipped like an unknown type.
+//             Bytes beyond a layout are ignored.
 // Threads     Any function may run on any thread at any time; the library has no state.
+// Linking     The program must provide RAND_seed and RAND_bytes of libcrypto even if it never calls
+//             HQOS_util_GetRandom, because all symbols are bound when the library is loaded.
 #ifndef HQOS_H
 #define HQOS_H
 
@@ -37,7 +94,7 @@
 extern "C" {
 #endif
 
-// Taken back at the end of this file.
+// Undefined at the end of this file.
 #ifdef __cplusplus
 #define HQOS_ALIGNED_8 alignas(8)
 #else
@@ -83,8 +140,8 @@ enum {
 
 // Status codes of the library itself.
 typedef enum HQOS_Status {
-  HQOS_ERR_FAILED = 0x40010001,   // no round trip, or an argument that cannot be used
-  HQOS_ERR_BADREPLY = 0x40010005  // the service answered with something else than it should
+  HQOS_ERR_FAILED = 0x40010001,   // no round trip, or an unusable argument
+  HQOS_ERR_BADREPLY = 0x40010005  // the reply is not what the request calls for
 } HQOS_Status;
 
 // ---- Enumerations -------------------------------------------------------------------------------
@@ -250,7 +307,7 @@ typedef enum HQOS_DbTlvType {
 
 // Message head; single-byte fields, 8 bytes, the same in memory and on the wire.
 typedef struct HQOS_MsgHead {
-  uint8_t headLen;      // length of the head in bytes; the first TLV stands at this offset
+  uint8_t headLen;      // length of the head in bytes; offset of the first TLV
   uint8_t format;       // 1
   uint8_t kind;         // requests of this library carry 1
   uint8_t opClass;      // HQOS_OpClass
@@ -264,7 +321,7 @@ typedef struct HQOS_Result {
   char text[HQOS_RESULT_TEXT];  // the service's message, cut to 255 characters; may be empty
 } HQOS_Result;
 
-// An SP as the service reports it. 52 bytes. What value1, value2 and words mean is the service's.
+// An SP as the service reports it. 52 bytes. value1, value2 and words are opaque.
 typedef struct HQOS_SPInfo {
   char name[HQOS_NAME_SIZE];
   uint16_t id;
@@ -286,7 +343,7 @@ typedef struct HQOS_FCInfo {
 } HQOS_FCInfo;
 
 // An FP and its settings. 108 bytes. A setting is valid when its flag is set, and zero in a record
-// read from a message when it is not. Units and ranges of the settings are the service's.
+// read from a message when it is not. Units and ranges of the settings are opaque.
 typedef struct HQOS_FPInfo {
   char name[HQOS_NAME_SIZE];
   uint16_t id;                  // HQOS_ID_NONE in a record read: the message held none
@@ -298,7 +355,7 @@ typedef struct HQOS_FPInfo {
   uint32_t bandwidth;           // HQOS_FPI_BANDWIDTH
 } HQOS_FPInfo;
 
-// A threshold of a DP. 12 bytes. What the values mean is the service's.
+// A threshold of a DP. 12 bytes. The values are opaque.
 typedef struct HQOS_DPThreshold {
   uint16_t value1;
   uint16_t value2;
@@ -306,8 +363,8 @@ typedef struct HQOS_DPThreshold {
   uint32_t value4;
 } HQOS_DPThreshold;
 
-// A DP as the service reports it. 76 bytes. Which index of HQOS_lib_AddDPThreshold fills which
-// threshold is the service's.
+// A DP as the service reports it. 76 bytes. Which index of HQOS_lib_AddDPThreshold sets which
+// threshold is the service's decision.
 typedef struct HQOS_DPInfo {
   char name[HQOS_NAME_SIZE];
   uint16_t id;
@@ -337,7 +394,7 @@ typedef struct HQOS_AppObj {
   char name[HQOS_APPOBJ_NAME_SIZE];  // empty: no name
 } HQOS_AppObj;
 
-// An SP where it is applied. 112 bytes. What the values of sp mean is the service's.
+// An SP where it is applied. 112 bytes. The values of sp are opaque.
 typedef struct HQOS_ApplyInfo {
   HQOS_AppObj obj;
   HQOS_SPInfo sp;
@@ -350,7 +407,7 @@ typedef struct HQOS_SPSonPath {
   uint16_t field[6];
 } HQOS_SPSonPath;
 
-// Configuration of one child. 104 bytes. What the values and names denote is the service's.
+// Configuration of one child. 104 bytes. What the values and names denote is opaque.
 typedef struct HQOS_SonCfg {
   uint16_t value1;
   uint16_t value2;
@@ -361,12 +418,12 @@ typedef struct HQOS_SonCfg {
 
 // A child of an SP: an FG or FC nested below it at any depth. 124 bytes.
 typedef struct HQOS_SPSon {
-  uint32_t words[2];  // the service's
+  uint32_t words[2];  // opaque
   HQOS_SPSonPath path;
   HQOS_SonCfg cfg;
 } HQOS_SPSon;
 
-// Statistics of a child, in the service's units. 136 bytes, aligned to 8 on every target.
+// Statistics of a child, opaque. 136 bytes, aligned to 8 on every target.
 typedef struct HQOS_SPSonCounters {
   uint32_t stat32[5];
   HQOS_ALIGNED_8 uint64_t stat64[14];
@@ -378,33 +435,33 @@ typedef struct HQOS_SPSonStat {
   HQOS_SPSonCounters counters;
 } HQOS_SPSonStat;
 
-// A child with its two diagnosis values, the service's. 132 bytes.
+// A child with its two diagnosis values, which are opaque. 132 bytes.
 typedef struct HQOS_SPSonDiag {
   HQOS_SPSon son;
   uint32_t diag[2];
 } HQOS_SPSonDiag;
 
-// Where a listing of an FG's children stands. 6 bytes.
+// Position in a listing of FG children. 6 bytes.
 typedef struct HQOS_FGSonKey {
   uint16_t field[3];
 } HQOS_FGSonKey;
 
-// A child of an FG. 112 bytes. What word and the names denote is the service's.
+// A child of an FG. 112 bytes. What word and the names denote is opaque.
 typedef struct HQOS_FGSon {
   HQOS_FGSonKey key;
-  uint32_t word;  // the four bytes of the message as they stand: not converted to host order
+  uint32_t word;  // the four bytes of the message, not converted to host order
   char name1[HQOS_NAME_SIZE];
   HQOS_MatchRule rule;
   char name2[HQOS_NAME_SIZE];
 } HQOS_FGSon;
 
-// Run-time state of a node of an SP's hierarchy. 64 bytes. What the values mean is the service's.
+// Run-time state of a node of an SP's hierarchy. 64 bytes. The values are opaque.
 typedef struct HQOS_LayerRun {
-  HQOS_SPSonPath path;  // stored are fields 1 to 4, of a layer-2 entry field 5
+  HQOS_SPSonPath path;  // fields 1 to 4 are stored; of a layer-2 entry only field 5
   uint16_t value16;
   uint32_t value32;
-  uint8_t hostData[8];  // stored as it is
-  HQOS_MatchRule rule;  // not stored of a layer-2 entry
+  uint8_t hostData[8];  // stored unchanged
+  HQOS_MatchRule rule;  // not stored for a layer-2 entry
 } HQOS_LayerRun;
 
 // Configuration of an FP as it is stored; fields as in HQOS_FPInfo. 104 bytes.
@@ -412,13 +469,13 @@ typedef struct HQOS_FPCfg {
   char name[HQOS_NAME_SIZE];
   uint16_t id;
   uint32_t flags;
-  char dpName[HQOS_NAME_SIZE];  // stored whole, with what stands behind its NUL
+  char dpName[HQOS_NAME_SIZE];  // stored whole, with the bytes after its NUL
   uint32_t gts[4];
   uint32_t queue[3];
   uint32_t bandwidth;
 } HQOS_FPCfg;
 
-// Run-time state of an FP; fields as in HQOS_FPInfo. 44 bytes. What value16 means is the service's.
+// Run-time state of an FP; fields as in HQOS_FPInfo. 44 bytes. value16 is opaque.
 typedef struct HQOS_FPRun {
   uint16_t id;
   uint32_t flags;
@@ -429,11 +486,14 @@ typedef struct HQOS_FPRun {
   uint32_t bandwidth;
 } HQOS_FPRun;
 
-// A message that is built TLV by TLV, HQOS_msg_InitBuf and on. 4124 bytes, with 64 bits 4128. All
-// of it is set by the functions; `flush` may read data and context.
+// A message that is built TLV by TLV, see HQOS_msg_InitBuf. 4124 bytes, 4128 on 64-bit targets. The
+// functions set all of it; `flush` may read data, used and context.
 typedef struct HQOS_MsgBuf HQOS_MsgBuf;
 
-// Takes the message data[0] to data[used - 1] away; its result is handed to the writer.
+// Called with the message in data[0] to data[used - 1]; HQOS_msg_AppendTlv2Buf returns its return
+// value. Must cope with an empty message (used = 0) and with one that is only a head: a TLV larger
+// than the buffer leaves those. In mode HQOS_MSGBUF_WITH_HEAD without a call of
+// HQOS_msg_AppendHead, the first eight bytes of the second and every later message are undefined.
 typedef uint32_t (*HQOS_MsgBufFlush)(HQOS_MsgBuf* buf);
 
 #define HQOS_MSGBUF_WITH_HEAD 1u  // mode: every message begins with the head appended first
@@ -451,321 +511,336 @@ struct HQOS_MsgBuf {
 typedef struct Bitmap Bitmap;
 
 // ---- Objects ------------------------------------------------------------------------------------
-// Commands, as told under Conventions. `name` is the object's name, `id` the identifier that the
-// new object carries beside it (what HQOS_ID_NONE means in a creation is the service's).
-// Return: 0, HQOS_ERR_FAILED, HQOS_ERR_BADREPLY.
+// Commands (see Conventions). `name` names the object. `id` is the new object's identifier; with
+// HQOS_ID_NONE the service may choose one.
 
+// Creates an SP, without children and not applied.
 uint32_t HQOS_lib_AddSP(const char* name, uint16_t id, HQOS_Result* result);
+// Deletes an SP.
 uint32_t HQOS_lib_DelSP(const char* name, HQOS_Result* result);
+// Creates an FG.
 uint32_t HQOS_lib_AddFG(const char* name, uint16_t id, HQOS_Result* result);
+// Deletes an FG.
 uint32_t HQOS_lib_DelFG(const char* name, HQOS_Result* result);
+// Creates an FP without settings.
 uint32_t HQOS_lib_AddFP(const char* name, uint16_t id, HQOS_Result* result);
+// Deletes an FP.
 uint32_t HQOS_lib_DelFP(const char* name, HQOS_Result* result);
+// Creates a DP.
 uint32_t HQOS_lib_AddDP(const char* name, uint16_t id, HQOS_Result* result);
+// Deletes a DP.
 uint32_t HQOS_lib_DelDP(const char* name, HQOS_Result* result);
-
-// Sets the unit of an SP, an HQOS_SPUnit; the reset gives it back the service's default.
+// Sets the unit of an SP, an HQOS_SPUnit.
 uint32_t HQOS_lib_SetSPUnit(const char* name, uint32_t unit, HQOS_Result* result);
+// Resets the unit of an SP to the service's default.
 uint32_t HQOS_lib_ResetSPUnit(const char* name, HQOS_Result* result);
 
-// Switches a debugging facility of the service on (set) and off (reset). The values of `debug` are
-// the service's. Both return 0 whenever the service answered: its verdict is not handed on.
+// Switches a debugging facility of the service on; `debug`, which selects it, is opaque. Return: 0
+// whenever the service answered (its verdict is not returned), else HQOS_ERR_FAILED or
+// HQOS_ERR_BADREPLY.
 uint32_t HQOS_lib_SetDebug(uint32_t debug);
+// Switches it off. Return: as above.
 uint32_t HQOS_lib_ResetDebug(uint32_t debug);
 
 // ---- FP settings --------------------------------------------------------------------------------
-// Commands, as told under Conventions. They give the FP `name` a setting and take it back; the
-// values are passed on unchanged, what they mean is the service's.
-// Return: 0, HQOS_ERR_FAILED, HQOS_ERR_BADREPLY.
+// Commands (see Conventions). `name` names the FP. The values are opaque.
 
-// queue[0] selects the queue, queue[1] and queue[2] are its values.
+// Gives the FP a queue: queue[0] selects it, queue[1] and queue[2] are its values.
 uint32_t HQOS_lib_AddQueue(const char* name, const uint32_t queue[3], HQOS_Result* result);
+// Removes the queue that `queueSel` selects.
 uint32_t HQOS_lib_DelQueue(const char* name, uint32_t queueSel, HQOS_Result* result);
+// Gives the FP its shaping.
 uint32_t HQOS_lib_AddGTS(const char* name, const uint32_t gts[4], HQOS_Result* result);
+// Removes the shaping.
 uint32_t HQOS_lib_DelGTS(const char* name, HQOS_Result* result);
+// Gives the FP its bandwidth, *bandwidth.
 uint32_t HQOS_lib_AddBandwidth(const char* name, const uint32_t* bandwidth, HQOS_Result* result);
+// Removes the bandwidth.
 uint32_t HQOS_lib_DelBandwidth(const char* name, HQOS_Result* result);
-// Lets the FP refer to the DP `dpName`.
+// Makes the FP refer to the DP `dpName`.
 uint32_t HQOS_lib_FPReferDP(const char* name, const char* dpName, HQOS_Result* result);
+// Removes the reference to a DP.
 uint32_t HQOS_lib_DelFPReferDP(const char* name, HQOS_Result* result);
 
 // ---- DP settings --------------------------------------------------------------------------------
-// Commands, as told under Conventions. They give the DP `name` a weight, or the threshold with that
-// index, and take them back; which values there are and what they mean is the service's.
-// Return: 0, HQOS_ERR_FAILED, HQOS_ERR_BADREPLY.
+// Commands (see Conventions). `name` names the DP. Indexes and values are opaque.
 
+// Sets the threshold `index`.
 uint32_t HQOS_lib_AddDPThreshold(const char* name, uint32_t index, HQOS_DPThreshold thr,
                                  HQOS_Result* result);
+// Removes the threshold `index`.
 uint32_t HQOS_lib_DelDPThreshold(const char* name, uint32_t index, HQOS_Result* result);
+// Sets the weight.
 uint32_t HQOS_lib_AddDPWeight(const char* name, uint32_t weight, HQOS_Result* result);
+// Removes the weight.
 uint32_t HQOS_lib_DelDPWeight(const char* name, HQOS_Result* result);
 
 // ---- Nesting ------------------------------------------------------------------------------------
-// Commands, as told under Conventions. An FG or FC becomes a child of an SP or FG, or ceases to be
-// one. `rule` selects the child's values; it is only read, and not examined. `extraName` is the
-// third name that the service keeps with a child; both it and `rule` may be null: none.
-// Return: 0, HQOS_ERR_FAILED, HQOS_ERR_BADREPLY.
+// Commands (see Conventions). `rule` selects the child's traffic; it is read, not checked. It
+// may be null where an FG is nested: a rule of zeros is sent. `extraName` is a third name that the
+// service keeps with the child (hqosd: its FP); null sends none.
 
+// Makes the FG `fgName` a child of the SP `spName`.
 uint32_t HQOS_lib_AddSPNestFG(const char* spName, const HQOS_MatchRule* rule, const char* fgName,
                               const char* extraName, HQOS_Result* result);
+// Removes that nesting.
 uint32_t HQOS_lib_DelSPNestFG(const char* spName, const HQOS_MatchRule* rule, const char* fgName,
                               HQOS_Result* result);
+// Makes the FG `childFg` a child of the FG `parentFg`.
 uint32_t HQOS_lib_AddFGNestFG(const char* parentFg, const HQOS_MatchRule* rule, const char* childFg,
                               const char* extraName, HQOS_Result* result);
+// Removes that nesting.
 uint32_t HQOS_lib_DelFGNestFG(const char* parentFg, const HQOS_MatchRule* rule, const char* childFg,
                               HQOS_Result* result);
+// Makes the FC `fcName` a child of the FG `fgName`.
 uint32_t HQOS_lib_AddFGNestFC(const char* fgName, const char* fcName, const char* extraName,
                               HQOS_Result* result);
+// Removes that nesting.
 uint32_t HQOS_lib_DelFGNestFC(const char* fgName, const char* fcName, HQOS_Result* result);
 
-// Removes a match rule from an SP or FG. An empty name is refused: HQOS_ERR_FAILED, nothing is sent
-// and *result is untouched. `rule` must not be null here.
+// Removes a match rule from an SP. An empty name gives HQOS_ERR_FAILED: nothing is sent and *result
+// is untouched. `rule` must not be null.
 uint32_t HQOS_lib_DelSPMatch(const char* spName, const HQOS_MatchRule* rule, HQOS_Result* result);
+// The same for an FG.
 uint32_t HQOS_lib_DelFGMatch(const char* fgName, const HQOS_MatchRule* rule, HQOS_Result* result);
 
 // ---- Applying an SP -----------------------------------------------------------------------------
-// Commands, as told under Conventions. An SP takes effect where it is applied, and no longer when
-// that is undone. `obj` is only read, and not examined; one of unknown type is sent with value 0.
-// Return: 0, HQOS_ERR_FAILED, HQOS_ERR_BADREPLY.
+// Commands (see Conventions). `obj` is read, not checked; an unknown type is sent with value 0.
 
+// Applies the SP to the object: it takes effect there.
 uint32_t HQOS_lib_ApplySP(const HQOS_AppObj* obj, const char* spName, HQOS_Result* result);
+// Undoes that.
 uint32_t HQOS_lib_UndoApplySP(const HQOS_AppObj* obj, const char* spName, HQOS_Result* result);
 
 // ---- Apply queries ------------------------------------------------------------------------------
-// Queries, as told under Conventions. They read the SP that is applied, for its statistics or for
-// its diagnosis: what that changes in the record is the service's. *info is written only when 0 is
-// returned; a part that the reply does not hold is then zero, all of it when the reply holds no
-// data at all. An object of unknown type has value 0, in requests and in records.
-// Return: 0, HQOS_ERR_FAILED, HQOS_ERR_BADREPLY, or the service's code.
+// Queries (see Conventions). They read an SP where it is applied. The Stat functions ask for its
+// statistics, the Diag functions for its diagnosis: the service fills the values of info->sp
+// accordingly. A part that the reply does not hold is zero in *info. An unknown object type has
+// value 0, in requests and in records.
 
-// The SP applied to `target`, which is only read.
+// Reads the SP applied to `target`, which is only read.
 uint32_t HQOS_lib_GetApplyStat(const HQOS_AppObj* target, HQOS_ApplyInfo* info);
+// The same for the diagnosis.
 uint32_t HQOS_lib_GetApplyDiag(const HQOS_AppObj* target, HQOS_ApplyInfo* info);
 
-// The SP applied next to the interface `ifName` (at most 47 characters, the rest is cut; null or
-// empty: none is sent) and `param`, in the service's order. A caller walks all interfaces by
-// sending back obj.name and obj.param of the record received last; what `prefix` selects, with
-// which key a walk begins and which code ends it is the service's.
+// Reads the application that follows (`ifName`, `param`) in the service's order of interfaces.
+// `ifName` is cut to 47 characters; null or empty sends none. To walk all interfaces, send back
+// obj.name and obj.param of the last record. What `prefix` selects, which key begins a walk and
+// which code ends it is the service's decision.
 uint32_t HQOS_lib_GetNextIfApplyStat(uint32_t prefix, const char* ifName, uint32_t param,
                                      HQOS_ApplyInfo* info);
+// The same for the diagnosis.
 uint32_t HQOS_lib_GetNextIfApplyDiag(uint32_t prefix, const char* ifName, uint32_t param,
                                      HQOS_ApplyInfo* info);
 
 // ---- SP queries ---------------------------------------------------------------------------------
-// Queries, as told under Conventions. *info is written only when 0 is returned; a part that the
-// reply does not hold is then zero, all of it when the reply holds no data at all.
-// Return: 0, HQOS_ERR_FAILED, HQOS_ERR_BADREPLY, or the service's code.
+// Queries (see Conventions). A part that the reply does not hold is zero in *info.
 
 // Reads the SP named `name`.
 uint32_t HQOS_lib_GetSP(const char* name, HQOS_SPInfo* info);
-
-// Reads the SP that follows identifier `id` in the service's order. A caller walks all SPs by
-// sending back the id of the record received last; with which value a walk begins and which code
-// ends it is the service's.
+// Reads the SP that follows identifier `id` in the service's order. To walk all SPs, send back the
+// id of the last record; which id begins a walk and which code ends it is the service's decision
+// (hqosd: HQOS_ID_NONE, HQOSD_END).
 uint32_t HQOS_lib_GetNextSP(uint16_t id, HQOS_SPInfo* info);
 
 // ---- FG, FC, FP and DP queries ------------------------------------------------------------------
-// Queries, as told under Conventions. A reply without a record, or with one shorter than its
-// layout, gives HQOS_ERR_BADREPLY; *info is written only when 0 is returned.
-// Return: 0, HQOS_ERR_FAILED, HQOS_ERR_BADREPLY, or the service's code.
+// Queries (see Conventions). A reply without a record, or with one shorter than its layout, gives
+// HQOS_ERR_BADREPLY.
 
-// Read the object named `name`.
+// Reads the FG named `name`.
 uint32_t HQOS_lib_GetFG(const char* name, HQOS_FGInfo* info);
+// Reads the FC named `name`.
 uint32_t HQOS_lib_GetFC(const char* name, HQOS_FCInfo* info);
+// Reads the DP named `name`.
 uint32_t HQOS_lib_GetDP(const char* name, HQOS_DPInfo* info);
-
-// The same; *info is all zero unless 0 is returned, and `name` must not lie in it. A record is a
-// sequence of parts here: those that are missing or too short are left out of it, as told at
-// HQOS_msg_DecapFPInfo.
+// Reads the FP named `name`. Its record is a sequence of parts: those that are missing or too short
+// are left out, as described at HQOS_msg_DecapFPInfo. *info is all zero unless 0 is returned;
+// `name` must not point into it.
 uint32_t HQOS_lib_GetFP(const char* name, HQOS_FPInfo* info);
-
-// Reads the FG that follows identifier `id` in the service's order; a walk as with
-// HQOS_lib_GetNextSP.
+// Reads the FG that follows identifier `id`; a walk as with HQOS_lib_GetNextSP.
 uint32_t HQOS_lib_GetNextFG(uint16_t id, HQOS_FGInfo* info);
 
-// Lists, one reply each. `startId` and `count` go to the service as they are: what they select, and
-// in which order the objects come, is the service's. The records are written to infos, their
-// number, which is not compared with `count`, to *outCount: give infos room for the records that a
-// reply can hold. *outCount and infos are untouched unless 0 is returned, but for this: an FC or DP
-// that is shorter than its layout ends the query with HQOS_ERR_BADREPLY, and *outCount is then the
-// number of records before it. A reply without records gives 0 with *outCount = 0.
+// Lists (see Conventions), one reply each. An FC or DP record that is shorter than its layout ends
+// the query with HQOS_ERR_BADREPLY; *outCount is then the number of records before it.
 
-// All FCs, as many as the service puts into its reply; room for HQOS_BULK_FC_MAX.
+// Lists all FCs, as many as the service puts into its reply. Room for HQOS_BULK_FC_MAX records.
 uint32_t HQOS_lib_GetAllFC(uint32_t* outCount, HQOS_FCInfo* infos);
-// Room for HQOS_BULK_FP_MAX records.
+// Lists FPs. Room for HQOS_BULK_FP_MAX records.
 uint32_t HQOS_lib_GetBulkFP(uint16_t startId, uint32_t count, uint32_t* outCount,
                             HQOS_FPInfo* infos);
-// Room for HQOS_BULK_DP_MAX records.
+// Lists DPs. Room for HQOS_BULK_DP_MAX records.
 uint32_t HQOS_lib_GetBulkDP(uint16_t startId, uint32_t count, uint32_t* outCount,
                             HQOS_DPInfo* infos);
 
 // ---- Child queries ------------------------------------------------------------------------------
-// Queries that list children a block at a time. `start` and `count` go to the service as they are:
-// what they select, and in which order the children come, is the service's. A key or path received
-// can be sent back as `start`. The records are written to infos, their number to *outCount; the
-// number is not compared with `count`: give infos room for the _MAX records that a reply can hold.
-// Return: 0, HQOS_ERR_FAILED, HQOS_ERR_BADREPLY, or the service's code; *outCount and infos are
-// untouched unless 0 is returned or the text says otherwise. A reply without records gives 0 with
-// *outCount = 0.
+// Lists (see Conventions) of children. The key or path of a record can be sent back as `start`.
 
-// The children of FGs; room for HQOS_BULK_FGSON_MAX records. A record in the reply that is shorter
-// than its layout ends the query with HQOS_ERR_BADREPLY; *outCount is then the number of records
-// before it.
+// Lists the children of FGs. Room for HQOS_BULK_FGSON_MAX records. A record that is shorter than
+// its layout ends the query with HQOS_ERR_BADREPLY; *outCount is then the number of records before
+// it.
 uint32_t HQOS_lib_GetBulkFGSon(const HQOS_FGSonKey* start, uint32_t count, uint32_t* outCount,
                                HQOS_FGSon* infos);
-
-// The children of SPs, at every depth; room for HQOS_BULK_SPSON_MAX records. What the reply does
-// not hold of a child is zero in its record.
+// Lists the children of SPs, at every depth. Room for HQOS_BULK_SPSON_MAX records. What the reply
+// does not hold of a child is zero in its record.
 uint32_t HQOS_lib_GetBulkSPSon(const HQOS_SPSonPath* start, uint32_t count, uint32_t* outCount,
                                HQOS_SPSon* infos);
-
-// The same with each child's statistics, or diagnosis, where the SP is applied to `obj`, which may
-// be null: none is sent. Room for HQOS_BULK_SPSON_MAX records here too.
+// The same with each child's statistics where the SP is applied to `obj`; null sends no object.
 uint32_t HQOS_lib_GetBulkSPSonStat(const HQOS_AppObj* obj, const HQOS_SPSonPath* start,
                                    uint32_t count, uint32_t* outCount, HQOS_SPSonStat* infos);
+// The same with each child's diagnosis.
 uint32_t HQOS_lib_GetBulkSPSonDiag(const HQOS_AppObj* obj, const HQOS_SPSonPath* start,
                                    uint32_t count, uint32_t* outCount, HQOS_SPSonDiag* infos);
 
-// The order of paths: 0 when a and b are equal, 2 when a comes before b, 1 when a comes after b.
-// Fields 1 to 5 decide, field 1 first; HQOS_PATH_UNSET comes before every other value, so a node
-// comes before everything below it. Paths that differ in field 0 alone have no order: never 0.
+// The order of paths: 0 if a and b are equal, 2 if a comes before b, 1 if a comes after b. Fields 1
+// to 5 decide, field 1 first; HQOS_PATH_UNSET comes before every other value, so a node comes
+// before everything below it. Paths that differ only in field 0 are unordered: never 0.
 uint32_t HQOS_util_SPSonPathCompare(const HQOS_SPSonPath* a, const HQOS_SPSonPath* b);
 
 // ---- Messages -----------------------------------------------------------------------------------
 // The parts of a round trip, for the service's side of the protocol.
 
-// Writes a message head of 8 bytes (format 1) at buf, which must hold them. Returns 8.
+// Writes a message head of 8 bytes (format 1) at buf, which must have room for it. Returns 8.
 uint32_t HQOS_msg_EncapMsgHead(uint8_t kind, uint8_t opClass, uint8_t flag, uint8_t* buf);
 
 // Copies the head of a message of msgLen bytes into head (8 bytes): as many bytes as its first byte
-// says, at most 8; the rest of head stays as it was. Nothing else of the head is examined.
-// Return: 0, or HQOS_ERR_FAILED with head untouched when the message is empty or shorter than its
-// head says.
+// says, at most 8; the rest of head is untouched. The first byte of msg must be readable, even if
+// msgLen is 0. Nothing else is checked. Return: 0, or HQOS_ERR_FAILED with head untouched if the
+// message is shorter than its head.
 uint32_t HQOS_msg_DecapMsgHead(const uint8_t* msg, uint32_t msgLen, uint8_t* head);
 
-// Sends one message of len bytes on the connected socket fd, whole, again after an interruption
-// (EINTR) or a full queue (EAGAIN) until it has gone. Return: 0, or HQOS_ERR_FAILED (errno says
-// why; 0 = only a part was sent).
+// Sends one message of len bytes on the connected socket fd, and again after an interruption
+// (EINTR) or a full queue (EAGAIN) until it is sent. Return: 0, or HQOS_ERR_FAILED (errno gives the
+// reason; 0: only a part was sent).
 uint32_t HQOS_msg_Send(int fd, const void* buf, uint16_t len);
 
-// Receives one message of at most cap bytes from fd into buf and stores its length in *len; waits
-// for it, also over interruptions. What a longer message holds beyond cap is lost. Return: 0, or
-// HQOS_ERR_FAILED with *len untouched when the peer has closed or the receive failed.
+// Receives one message of at most cap bytes from fd into buf and stores its length in *len. Waits
+// for it, also after interruptions. The part of a longer message beyond cap is lost. Return: 0, or
+// HQOS_ERR_FAILED with *len untouched if the peer has closed, the message is empty, cap is 0, or
+// the receive failed.
 uint32_t HQOS_msg_Recv(int fd, uint16_t cap, void* buf, uint16_t* len);
 
 // Writes an FP as a sequence of TLVs (HQOS_FPTlvType), in the order of their types, into the `room`
-// bytes at out: name and identifier always, each setting when its flag is set. Returns the bytes
-// written; a TLV that does not fit is left out and the next one tried, 104 bytes and five TLV
-// headers hold them all.
+// bytes at out: name and identifier always, each setting if its flag is set. Returns the bytes
+// written. A TLV that does not fit is left out and the next one tried; 104 bytes and five TLV
+// headers hold all.
 uint32_t HQOS_msg_EncapFPInfo(const HQOS_FPInfo* info, uint16_t room, uint8_t* out);
 
-// Reads the `len` bytes of such a sequence into *out, all of which is written: zero but for what
-// the TLVs hold, identifiers that are missing HQOS_ID_NONE, the flags those of the settings found.
-// TLVs in any order, the last of a type counts; those shorter than their layout are passed over.
+// Reads the `len` bytes of such a sequence. All of *out is written: zero except for what the TLVs
+// hold, missing identifiers HQOS_ID_NONE, flags those of the settings found. TLVs may come in any
+// order; the last of a type counts; those shorter than their layout are skipped.
 void HQOS_msg_DecapFPInfo(const uint8_t* tlvs, uint16_t len, HQOS_FPInfo* out);
 
 // Writes the payload of a child query, the bulk request record, into the bufLen bytes at buf: obj
-// (may be null: left out), start and count. Returns the bytes written; what does not fit is left
-// out, 1500 bytes hold it all. An obj of unknown type goes out with value 0.
+// (null: left out), start and count. Returns the bytes written; what does not fit is left out, 1500
+// bytes hold all. An obj of unknown type is written with value 0.
 uint32_t HQOS_msg_EncapBulkReq(const HQOS_AppObj* obj, const HQOS_SPSonPath* start, uint32_t count,
                                uint16_t bufLen, uint8_t* buf);
 
 // Reads a bulk request record of len bytes. An output whose part is missing, or shorter than its
-// layout, keeps what it held; of parts that occur twice the last counts. Returns 0.
+// layout, keeps its value; if a part occurs twice the last counts. Returns 0.
 uint32_t HQOS_msg_DecapBulkReq(const uint8_t* buf, uint16_t len, HQOS_AppObj* obj,
                                HQOS_SPSonPath* start, uint32_t* count);
 
 // ---- Database keys ------------------------------------------------------------------------------
-// Keys under which the service keeps its records; what the numbers stand for is the service's. The
-// outputs of a key that does not match, or the part of them that it does not supply, are 0 or "".
+// Keys under which the service keeps its records. The numbers are opaque.
 
 // Writes the key of an interface's run-time record, "IFRUN-<firstNumber>-<secondNumber>-" and "SP"
-// (layer 1), "L1" (2) or "L2" (any other), to key, which must hold HQOS_DBKEY_SIZE bytes. Returns
-// its characters, without the NUL.
+// (layer 1), "L1" (2) or "L2" (any other), to key, which must have room for HQOS_DBKEY_SIZE bytes.
+// Returns its length without the NUL.
 uint32_t HQOS_dbmtype_EncapIfRunKey(uint32_t layer, uint32_t secondNumber, uint32_t firstNumber,
                                     char* key);
 
-// Reads the two numbers of such a key. The layer, and its name in the key, have no say.
+// Reads the two numbers of such a key; a number that the key does not supply is 0. The layer, and
+// its name in the key, are ignored.
 void HQOS_dbmtype_DecapIfRunKey(uint32_t layer, const char* key, uint32_t* secondNumber,
                                 uint32_t* firstNumber);
 
-// Reads "IFCFG-<number>-<name>": the name up to white space, at most 47 characters; `name` must
-// hold HQOS_APPOBJ_NAME_SIZE bytes.
+// Reads "IFCFG-<number>-<name>": the name up to white space, at most 47 characters. `name` must
+// have room for HQOS_APPOBJ_NAME_SIZE bytes. What the key does not supply is 0 or "".
 void HQOS_dbmtype_DecapIfCfgKey(const char* key, char* name, uint32_t* number);
 
 // Reads "SP-nest-<name>" (kind 1) or "FG-nest-<name>" (any other): the name up to the end of the
-// line, at most 31 characters; `name` must hold HQOS_NAME_SIZE bytes. Returns 1; 0 for another
-// beginning or an empty line behind it; -1 for a key that ends before the name.
+// line, at most 31 characters. `name` must have room for HQOS_NAME_SIZE bytes. Return: 1; otherwise
+// `name` is untouched: 0 if the key begins otherwise or the line ends after the prefix, -1 if the
+// key ends before the name.
 int HQOS_dbmtype_DecapNestKey(uint32_t kind, const char* key, char* name);
 
 // ---- Database records ---------------------------------------------------------------------------
-// An Encap writes a record into the bufLen bytes at buf and returns the bytes written, 0 with buf
-// untouched when it does not fit. *outLen, where there is one, is twice the length of a TLV's
-// header, whatever the record holds. The caller's records are only read.
+// An Encap writes a record into the bufLen bytes at buf and returns the bytes written, or 0 with
+// buf untouched if it does not fit. 1,024 bytes and a TLV header hold any record. *outLen, where
+// there is one, is twice the length of a TLV's header, whatever the record holds. The caller's
+// records are only read.
 //
-// A Decap reads a record of len bytes; all of the output is written, zero where the record holds
-// nothing. Parts that are not known, or shorter than their layout, are passed over; of parts that
-// occur twice the last counts. Return: 0, or HQOS_ERR_FAILED with the outputs untouched when the
-// bytes do not begin with a whole TLV, of whatever type.
+// A Decap reads a record of len bytes and writes all of its output, zero where the record holds
+// nothing. Unknown parts, and parts shorter than their layout, are skipped. Parts are read in their
+// order: if one occurs twice the later one counts. Return: 0, or HQOS_ERR_FAILED with the outputs
+// untouched if the bytes do not begin with a whole TLV, of whatever type.
 
 // A child. The ranges of a rule of type 1, HQOS_MATCH_GROUP or HQOS_MATCH_NONE are not stored; such
 // a rule is read with all ranges empty. value1, value2 and the rule's type are stored in host
 // order.
 uint32_t HQOS_dbmtype_EncapSonCfg(const HQOS_SonCfg* rec, uint16_t bufLen, uint32_t* outLen,
                                   uint8_t* buf);
+// Reads a child. The fixed part empties the ranges: ranges before it are lost.
 uint32_t HQOS_dbmtype_DecapSonCfg(const uint8_t* buf, uint16_t len, HQOS_SonCfg* rec);
 
-// A layer-1 node. Fields 0 and 5 of its path are read as HQOS_PATH_UNSET; the rule as a child's.
+// A layer-1 node. Its rule is stored like that of a child.
 uint32_t HQOS_dbmtype_EncapLayer1Run(const HQOS_LayerRun* rec, uint16_t bufLen, uint32_t* outLen,
                                      uint8_t* buf);
+// Reads a layer-1 node. The path is read with fields 0 and 5 HQOS_PATH_UNSET; without a whole path
+// part it is all zero. The node part empties the rule's ranges: ranges before it are lost.
 uint32_t HQOS_dbmtype_DecapLayer1Run(const uint8_t* buf, uint16_t len, HQOS_LayerRun* rec);
 
-// A layer-2 node and its `count` entries. Of a node without field 3 only the path is stored.
-// Entries that do not fit into 1024 bytes are left out. An entry is read with the node's path, but
-// for field 5, and the empty rule.
+// A layer-2 node and its `count` entries. Of a node whose path.field[3] is HQOS_PATH_UNSET only the
+// path is stored; otherwise its ranges are stored too, for every type of rule. Entries beyond 1,024
+// bytes are left out and nothing reports that: 47 fit, 50 without the node part.
 uint32_t HQOS_dbmtype_EncapLayer2Run(const HQOS_LayerRun* parent, const HQOS_LayerRun* entries,
                                      uint32_t count, uint16_t bufLen, uint32_t* outLen,
                                      uint8_t* buf);
-// At most maxEntries entries are read, their number goes to *count; all maxEntries elements of
-// `entries` are written.
+// Reads a layer-2 node as above and at most maxEntries entries; their number goes to *count. All
+// maxEntries elements of `entries` are written. An entry is read with the node's path as read so
+// far, its own field 5, and the empty rule: an entry before the path part gets a path of zeros.
 uint32_t HQOS_dbmtype_DecapLayer2Run(const uint8_t* buf, uint16_t len, uint32_t maxEntries,
                                      HQOS_LayerRun* parent, HQOS_LayerRun* entries,
                                      uint32_t* count);
 
-// An FP: its configuration, which the library does not read back, and its run-time state.
+// An FP's configuration, which the library does not read back.
 uint32_t HQOS_dbmtype_EncapFPCfg(const HQOS_FPCfg* cfg, uint16_t bufLen, uint8_t* buf);
+// An FP's run-time state.
 uint32_t HQOS_dbmtype_EncapFPRun(const HQOS_FPRun* run, uint16_t bufLen, uint8_t* buf);
+// Reads an FP's run-time state.
 uint32_t HQOS_dbmtype_DecapFPRun(const uint8_t* buf, uint16_t len, HQOS_FPRun* run);
 
 // ---- Message buffer -----------------------------------------------------------------------------
-// Builds messages TLV by TLV: initialise, append the head where messages carry one, append each
-// TLV, and at the end take away what remains with a call of your own. A buffer belongs to one
-// writer at a time.
+// Builds messages TLV by TLV: initialise, append the head if messages carry one, append each TLV,
+// and at the end pass on what remains with a call of your own. A buffer belongs to one writer at a
+// time.
 
-// `capacity` is how many bytes of the area may be used; a larger one than HQOS_MSGBUF_SIZE is taken
-// for that. `mode` is HQOS_MSGBUF_WITH_HEAD or any other value, `context` is copied. The area is
-// not cleared.
+// `capacity` is how many bytes of the area may be used, at most HQOS_MSGBUF_SIZE (more is taken as
+// that). `mode` is HQOS_MSGBUF_WITH_HEAD or any other value; `context` is copied. The area is not
+// cleared.
 void HQOS_msg_InitBuf(uint16_t capacity, const uint32_t context[4], uint16_t mode,
                       HQOS_MsgBufFlush flush, HQOS_MsgBuf* buf);
 
-// Begins the message with a head, whatever was in the buffer. Does nothing when buf is null.
+// Begins the message with a head; what the buffer held is lost. Does nothing if buf is null.
 void HQOS_msg_AppendHead(uint8_t kind, uint8_t opClass, uint8_t flag, HQOS_MsgBuf* buf);
 
-// Appends a TLV; `value` may be null when length is 0. One that does not fit has the message
-// flushed and begins the next one, behind the same head in mode HQOS_MSGBUF_WITH_HEAD; when it does
-// not fit even there it is lost. Returns 0, or when it did not fit the callback's result, on which
-// nothing else depends.
+// Appends a TLV; `value` may be null if length is 0. If it does not fit, the message is flushed and
+// the TLV begins the next one, after the same head in mode HQOS_MSGBUF_WITH_HEAD; if it does not
+// fit there either it is lost. Returns 0, or after a flush the callback's result, which has no
+// other effect.
 uint32_t HQOS_msg_AppendTlv2Buf(uint16_t type, uint16_t length, const void* value,
                                 HQOS_MsgBuf* buf);
 
 // ---- Enumerations and application objects -------------------------------------------------------
 
-// The keyword of an enumeration's value, as a command line prints and parses it: a constant string
-// that must not be freed or changed, or a null pointer for a value that has no keyword (match types
-// 0, 1 and HQOS_MATCH_NONE among them).
-const char* HQOS_util_GetDirStr(uint32_t dir);         // HQOS_Dir
-const char* HQOS_util_GetMatchTypeStr(uint32_t type);  // HQOS_MatchType
-const char* HQOS_util_GetSPUnitStr(uint32_t unit);     // HQOS_SPUnit
+// The keyword of an HQOS_Dir, as a command line prints and parses it: a constant string, or a null
+// pointer for a value without a keyword.
+const char* HQOS_util_GetDirStr(uint32_t dir);
+// The same for an HQOS_MatchType; 0, 1 and HQOS_MATCH_NONE have no keyword.
+const char* HQOS_util_GetMatchTypeStr(uint32_t type);
+// The same for an HQOS_SPUnit.
+const char* HQOS_util_GetSPUnitStr(uint32_t unit);
 
 // Packs the value of an application object of the given HQOS_AppObjType for a message: its low 16
 // bits for a slot or an identifier, 0 for the system, the whole value for an interface index;
@@ -777,35 +852,37 @@ uint32_t HQOS_util_GetAppObjByType(uint32_t type, uint32_t value, uint32_t* fiel
 // four. Return: 0, or HQOS_ERR_FAILED with the field untouched for another type.
 uint32_t HQOS_util_GetAppObjByTypeEx(uint32_t type, uint32_t value, void* field);
 
-// Finds the slot on which an application object lives: the low 16 bits of a slot's value, the slot
-// of an interface, HQOS_SLOT_NONE for an identifier and for the system. Return: 0, HQOS_ERR_FAILED
-// for another type, or the platform's code when it does not know the interface; *slot is untouched
-// unless 0 is returned.
+// Finds the slot of an application object: the low 16 bits of a slot's value, the slot of an
+// interface, HQOS_SLOT_NONE for an identifier and for the system. Return: 0, HQOS_ERR_FAILED for
+// another type, or the platform's code if it does not know the interface; *slot is untouched unless
+// 0 is returned.
 uint32_t HQOS_util_GetAppSlotByType(uint32_t type, uint32_t value, uint16_t* slot);
 
 // ---- Match rules --------------------------------------------------------------------------------
 
-// Writes the text form of a rule, its type in decimal and its eight ranges, to str, which must hold
-// HQOS_MATCHRULE_STR_SIZE bytes. The text has HQOS_MATCHRULE_STR_LEN characters; a type above 9999,
-// which no match type has, makes it longer, and it cannot be read back.
+// Writes the text form of a rule, its type in decimal and its eight ranges, to str, which must have
+// room for HQOS_MATCHRULE_STR_SIZE bytes. The text has HQOS_MATCHRULE_STR_LEN characters; a type
+// above 9999, which no match type has, makes it longer and unreadable for HQOS_util_StrToMatchRule.
 void HQOS_util_MatchRuleToStr(const HQOS_MatchRule* rule, char* str);
 
-// Reads the text form. Only the length of the text is checked: other characters than the text form
-// has give some values, a missing number leaves rule->type as it was. Return: 0, or HQOS_ERR_FAILED
-// with *rule untouched when the text does not have HQOS_util_CalcMatchRuleStrLen() characters.
+// Reads the text form. Only the length of the text is checked: characters outside the text form
+// give arbitrary values, a missing number leaves rule->type as it was. Return: 0, or
+// HQOS_ERR_FAILED with *rule untouched unless the text has HQOS_util_CalcMatchRuleStrLen()
+// characters.
 uint32_t HQOS_util_StrToMatchRule(const char* str, HQOS_MatchRule* rule);
 
 // The length of the text form: HQOS_MATCHRULE_STR_LEN.
 uint32_t HQOS_util_CalcMatchRuleStrLen(void);
 
-// Sets the bits of the rule's values in the bitmap; the others stay as they were. Append has the
-// same effect: rules appended to one bitmap make their union.
+// Sets the bits of the rule's values in the bitmap; the other bits are untouched.
 void HQOS_util_MatchRule2Bitmap(const HQOS_MatchRule* rule, Bitmap* bitmap);
+// The same under a second name: rules appended to one bitmap make their union.
 void HQOS_util_AppendMatchRule(const HQOS_MatchRule* rule, Bitmap* bitmap);
 
-// Makes a rule of the given type from the bits set in the bitmap, from the type's lowest value up:
-// ascending ranges that neither overlap nor touch. Return: 0, or HQOS_ERR_FAILED with *rule
-// untouched for a type without values, or when more than eight ranges would be needed.
+// Makes a rule of the given type from the bits that are set, from the type's lowest value to the
+// end of the bitmap: ascending ranges that neither overlap nor touch, their ends cut to 16 bits.
+// Return: 0, or HQOS_ERR_FAILED with *rule untouched for a type without values, or if more than
+// eight ranges are needed.
 uint32_t HQOS_util_Bitmap2MatchRule(const Bitmap* bitmap, uint32_t type, HQOS_MatchRule* rule);
 
 // How the first bitmap, of at most HQOS_RULE_BITMAP_BITS bits, relates to the second: an
@@ -813,7 +890,8 @@ uint32_t HQOS_util_Bitmap2MatchRule(const Bitmap* bitmap, uint32_t type, HQOS_Ma
 uint32_t HQOS_util_RuleBitmapCompare(const Bitmap* bitmapA, const Bitmap* bitmapB);
 
 // How the first rule relates to the second: an HQOS_RuleRelation. A group contains every rule of
-// another type. The ranges of each rule must be in ascending order.
+// another type. The ranges of each rule must be in ascending order. Values above 4095 are ignored
+// unless the spans of the rules are apart: {5000} and {5000-6000} compare as equal.
 uint32_t HQOS_util_MatchRuleCompare(const HQOS_MatchRule* ruleA, const HQOS_MatchRule* ruleB);
 
 // The lowest and highest value of a match type. Return: 0, or HQOS_ERR_FAILED with both untouched
@@ -823,43 +901,46 @@ uint32_t HQOS_util_GetValueRangeByType(uint32_t type, uint16_t* min, uint16_t* m
 // ---- Command view names -------------------------------------------------------------------------
 // Names of the form <first>-<object kind>-<name>, up to the end of the text or line. <first> and
 // <object kind> hold no "-"; <name> may. Return: 0, or HQOS_ERR_FAILED for another form or a null
-// argument; the outputs then hold whatever had been read.
+// argument; the outputs then hold what had been read.
 
-// The name: at most 31 characters, the rest is cut off. `name` must hold HQOS_NAME_SIZE bytes.
+// Reads the name: at most 31 characters, the rest is cut. `name` must have room for HQOS_NAME_SIZE
+// bytes.
 uint32_t HQOS_util_GetNameByCmdView(const char* view, char* name);
 
-// The object kind, at most 7 characters (more: HQOS_ERR_FAILED), and the name. `obj` must hold
-// HQOS_VIEW_OBJ_SIZE bytes, `name` HQOS_NAME_SIZE.
+// Reads the object kind, at most 7 characters (more: HQOS_ERR_FAILED), and the name as above. `obj`
+// must have room for HQOS_VIEW_OBJ_SIZE bytes, `name` for HQOS_NAME_SIZE.
 uint32_t HQOS_util_GetObjByCmdView(const char* view, char* obj, char* name);
 
-// The same for the name of a sub view, <first>-<object kind>-<name>-<rule in its text form>. The
-// name is not cut: `name` must hold HQOS_SUBVIEW_NAME_SIZE bytes.
+// The same for a sub view, <first>-<object kind>-<name>-<rule in its text form>. `name` must have
+// room for HQOS_SUBVIEW_NAME_SIZE bytes. Only 264 characters after the object kind are read: a name
+// of more than 210 characters gives 0, a wrong name and a wrong rule.
 uint32_t HQOS_util_GetInfoBySubCmdView(const char* view, char* obj, char* name,
                                        HQOS_MatchRule* rule);
 
 // ---- Slots, interfaces, random numbers ----------------------------------------------------------
 
-// The node address of a slot, in the low 16 bits; for a slot that does not exist what the platform
-// makes of it, on a host 0xFFFF.
+// The node address of a slot, in the low 16 bits. For a slot that does not exist it is the
+// platform's decision; 0xFFFF on a host.
 uint32_t HQOS_util_GetLipBySlotId(uint16_t slot);
 
-// 1 when the service runs on the slot, else 0, also when that cannot be found out.
+// 1 if the service runs on the slot, else 0, also if that cannot be determined.
 uint32_t HQOS_util_IsServiceStarted(uint16_t slot);
 
-// Sees to it that the service runs on the slot. Returns the service's status, not 0, when it runs
-// already, else the platform's result of starting it (on a host 0: it runs now).
+// Starts the service on the slot unless it is running. Returns the service's status, not 0, if it
+// is running, else the platform's result of starting it (0 on a host: it is running now).
 uint32_t HQOS_util_StartService(uint16_t slot);
 
-// Starts the service on every other slot that is up and does not run it. Reports nothing; when
-// memory for the list of slots is short, nothing is started. It is the one function that allocates.
+// Starts the service on every other slot that is up and does not run it. Reports nothing; if memory
+// for the list of slots is short, nothing is started. This is the only function that allocates.
 void HQOS_util_StartServiceOnAllSlot(void);
 
-// Prepares a selection of the platform (`select`, its record) that offers the kinds of interface
-// whose bits are set in the mask. Returns the sum of the platform's results, without that of the
-// property: 0 when all have succeeded.
+// Prepares `select`, a selection record of the platform, so that it offers the kinds of interface
+// whose bits are set in `mask`. The bits stand for interface types of the platform, listed in
+// util/if_select.cc; their meaning is the platform's. Returns the sum of the platform's results,
+// except that of the property which bit 0x10 adds: 0 if all succeeded.
 int32_t HQOS_util_InitIfSelect(uint8_t mask, void* select);
 
-// A random number from 1 to 65535, by the libcrypto of the process.
+// A random number from 1 to 65535, from the libcrypto of the process.
 uint32_t HQOS_util_GetRandom(void);
 
 #undef HQOS_ALIGNED_8

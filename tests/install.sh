@@ -28,6 +28,9 @@ gcc -std=c11 -Wall -Wextra -Wpedantic -Werror "$examples/add_sp.c" $flags -o "$d
 # shellcheck disable=SC2086
 g++ -std=c++11 -Wall -Wextra -Wpedantic -Werror -x c++ "$examples/add_sp.c" -x none $flags \
   -o "$dir/cxx"
+sed -n '/^\/\/ Example/,/^\/\/   }$/s/^\/\/ *//p' "$dir/usr/include/hqos.h" | tail -n +2 >"$dir/header.c"
+# shellcheck disable=SC2086
+gcc -std=c11 -Wall -Wextra -Wpedantic -Werror "$dir/header.c" $flags -o "$dir/header"
 cmake -G Ninja -S "$examples" -B "$dir/cmake" -DCMAKE_PREFIX_PATH="$dir/usr" >>"$dir/log"
 cmake --build "$dir/cmake" >>"$dir/log"
 
@@ -48,4 +51,5 @@ export LD_LIBRARY_PATH="$dir/usr/lib"
 [ "$("$dir/c" one)" = "SP one has identifier 0" ]
 [ "$("$dir/cxx" two)" = "SP two has identifier 1" ]
 [ "$("$dir/cmake/add_sp" three)" = "SP three has identifier 2" ]
+[ "$("$dir/header")" = voice ]
 [ "$("$dir/c" one 2>&1)" = "refused: SP one already exists" ]
