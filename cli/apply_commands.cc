@@ -2,6 +2,7 @@
 #include <memory>
 
 #include "cli/apply_target.h"
+#include "cli/arguments.h"
 #include "cli/commands.h"
 #include "cli/failure.h"
 #include "cli/read.h"
@@ -36,16 +37,14 @@ void AddApplyCommands(CLI::App& app, Output& output) {
 
   const auto [apply, applied] = add("apply", "Apply an SP");
   apply->callback([a = applied] {
-    HQOS_Result result{};
     const HQOS_AppObj obj = a->target.Existing();
-    CheckCommand(HQOS_lib_ApplySP(&obj, a->sp.c_str(), &result), result);
+    Do(HQOS_lib_ApplySP, &obj, a->sp);
   });
 
-  const auto [unapply, unapplied] = add("unapply", "Take an SP off again");
+  const auto [unapply, unapplied] = add("unapply", "Remove an SP from where it is applied");
   unapply->callback([a = unapplied] {
-    HQOS_Result result{};
     const HQOS_AppObj obj = a->target.Any();
-    CheckCommand(HQOS_lib_UndoApplySP(&obj, a->sp.c_str(), &result), result);
+    Do(HQOS_lib_UndoApplySP, &obj, a->sp);
   });
 
   const auto target = std::make_shared<ApplyTarget>();

@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <set>
 
-#include "cli/commands.h"
+#include "cli/arguments.h"
 #include "cli/failure.h"
 #include "platform/hqosd.h"
 #include "platform/if_select.h"
@@ -40,7 +40,7 @@ std::string Joined(const Names& names) {
   return text;
 }
 
-// The one of the names that is `name`, or the only one that begins so.
+// The name itself, or the only one that begins with it.
 std::string Complete(const std::string& name, const std::set<std::string>& all) {
   std::vector<std::string> matches;
   for (const std::string& one : all) {
@@ -48,8 +48,9 @@ std::string Complete(const std::string& name, const std::set<std::string>& all) 
     if (one.starts_with(name)) matches.push_back(one);
   }
   if (matches.size() == 1) return matches[0];
-  throw Failure(kUsage, matches.empty() ? "there is no interface " + name + ", but " + Joined(all)
-                                        : "interface " + name + " may be " + Joined(matches));
+  throw Failure(kUsage, matches.empty()
+                            ? "there is no interface " + name + "; there are " + Joined(all)
+                            : "interface " + name + " may be " + Joined(matches));
 }
 
 // All applications on interfaces.
@@ -63,7 +64,7 @@ std::vector<HQOS_ApplyInfo> ReadInterfaces(bool forDiagnosis) {
     if (status == HQOSD_END) return all;
     CheckQuery(status, "interfaces");
     const std::pair<std::string, uint32_t> found(info.obj.name, info.obj.param);
-    if (found <= key) CheckQuery(HQOS_ERR_BADREPLY, "interfaces");  // or it would never end
+    if (found <= key) CheckQuery(HQOS_ERR_BADREPLY, "interfaces");  // would never end
     key = found;
     all.push_back(info);
   }
@@ -73,7 +74,8 @@ std::vector<HQOS_ApplyInfo> ReadInterfaces(bool forDiagnosis) {
 
 void ApplyTarget::AddOptions(CLI::App& command, bool required) {
   auto* const object = command.add_option_group("Object", "what the SP is applied to");
-  object->add_option("--interface", interface_, "an interface; the beginning of its name will do")
+  object
+      ->add_option("--interface", interface_, "an interface; a unique prefix of its name is enough")
       ->type_name("NAME")
       ->check(CLI::Validator(
           [](const std::string& name) {

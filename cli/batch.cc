@@ -11,7 +11,7 @@ namespace hqosctl {
 
 namespace {
 
-// The line without its comment: from a # at its beginning or behind a blank, outside quotes.
+// The line without its comment: from a # at its beginning or after a blank, outside quotes.
 std::string WithoutComment(const std::string& line) {
   char quote = '\0';
   for (size_t i = 0; i < line.size(); ++i) {
@@ -27,21 +27,21 @@ std::string WithoutComment(const std::string& line) {
   return line;
 }
 
-// Carries out one line; its exit code, and why when it failed.
-ExitCode RunLine(const std::string& line, Output& output, std::string& why) {
+// Runs one line. Returns its exit code; `error` says why it failed.
+ExitCode RunLine(const std::string& line, Output& output, std::string& error) {
   CLI::App app("a command of hqosctl");
   app.set_help_flag();
   AddCommands(app, output);
-  const Deadline deadline;
+  RestartTimeout();
   try {
     app.parse(line);
     if (app.get_subcommands().empty()) throw CLI::RequiredError("A command");
     return kDone;
   } catch (const CLI::ParseError& e) {
-    why = e.what();
+    error = e.what();
     return kUsage;
   } catch (const Failure& failure) {
-    why = failure.what();
+    error = failure.what();
     return failure.code();
   }
 }
@@ -49,17 +49,17 @@ ExitCode RunLine(const std::string& line, Output& output, std::string& why) {
 }  // namespace
 
 int RunBatch(std::istream& in, const std::string& file, bool force, Output& output) {
-  output.Begin({});  // its listings, should there be none, are an empty array
+  output.Begin({});  // without any listing, an empty array
   int result = kDone;
   std::string line;
   for (int number = 1; std::getline(in, line); ++number) {
     const std::string command = WithoutComment(line);
     if (command.find_first_not_of(" \t\r") == std::string::npos) continue;
-    std::string why;
-    const ExitCode code = RunLine(command, output, why);
+    std::string error;
+    const ExitCode code = RunLine(command, output, error);
     if (code == kDone) continue;
     std::cout.flush();
-    std::cerr << "hqosctl: " << file << ':' << number << ": " << why << '\n';
+    std::cerr << "hqosctl: " << file << ':' << number << ": " << error << '\n';
     if (result == kDone) result = code;
     if (!force || code == kNoService) break;
   }

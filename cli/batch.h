@@ -8,9 +8,9 @@ namespace hqosctl {
 
 class Output;
 
-// Carries out the commands of `in`, one a line; what stands behind a # is a comment. Stops at the
-// first that fails, or with `force` goes on while there is a service; says on standard error which
-// line (of `file`) failed and why. Returns the exit code of the first that failed.
+// Runs the commands of `in`, one per line; a # begins a comment. Stops at the first that fails, or
+// with `force` continues while there is a service; reports on standard error which line (of `file`)
+// failed and why. Returns the exit code of the first that failed.
 int RunBatch(std::istream& in, const std::string& file, bool force, Output& output);
 
 }  // namespace hqosctl

@@ -3,6 +3,8 @@
 
 #include <CLI/CLI.hpp>
 
+#include "hqos.h"
+
 namespace hqosctl {
 
 class Output;
@@ -12,31 +14,33 @@ class Output;
 void AddCommands(CLI::App& app, Output& output);
 
 // The groups of commands.
-void AddObjectCommands(CLI::App& app, Output& output);
-void AddDebugCommands(CLI::App& app);
-void AddSPCommands(CLI::App& sp, Output& output);
-void AddFGCommands(CLI::App& fg, Output& output);
-void AddFPCommands(CLI::App& fp, Output& output);
-void AddDPCommands(CLI::App& dp, Output& output);
+void AddSPCommands(CLI::App& app, Output& output);
+void AddFGCommands(CLI::App& app, Output& output);
 void AddFCCommands(CLI::App& app, Output& output);
+void AddFPCommands(CLI::App& app, Output& output);
+void AddDPCommands(CLI::App& app, Output& output);
 void AddNestCommands(CLI::App& app);
 void AddApplyCommands(CLI::App& app, Output& output);
 void AddStatsCommands(CLI::App& app, Output& output);
-void AddServiceCommands(CLI::App& app, Output& output);
-void AddDbCommands(CLI::App& app, Output& output);
+void AddTreeCommand(CLI::App& app, Output& output);
 void AddRuleCommands(CLI::App& app, Output& output);
-void AddTreeCommands(CLI::App& app, Output& output);
+void AddDbCommands(CLI::App& app, Output& output);
+void AddServiceCommands(CLI::App& app, Output& output);
+void AddViewCommand(CLI::App& app, Output& output);
+void AddRandomCommand(CLI::App& app, Output& output);
+void AddDebugCommands(CLI::App& app);
 
-// A command that only holds others; one of them must follow.
-CLI::App* AddGroup(CLI::App& app, const std::string& name, const std::string& help);
+// A kind of object. Those that are made by nesting have no `add` and `del`.
+struct Kind {
+  const char* command;
+  const char* title;
+  const char* help;
+  uint32_t (*add)(const char* name, uint16_t id, HQOS_Result* result);
+  uint32_t (*del)(const char* name, HQOS_Result* result);
+  void (*show)(const std::string& name, Output& output);  // all objects when `name` is empty
+};
 
-// Lets the option take object names only.
-CLI::Option* Named(CLI::Option* option);
-
-// Lets the option take decimal numbers up to `most` only.
-CLI::Option* Numeric(CLI::Option* option, uint32_t most = UINT32_MAX);
-
-// Lets the option take a time from 0.01 seconds to a day only.
-CLI::Option* Seconds(CLI::Option* option);
+// The group of the kind's commands, with those that all kinds have.
+CLI::App& AddKind(CLI::App& app, const Kind& kind, Output& output);
 
 }  // namespace hqosctl

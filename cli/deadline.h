@@ -1,22 +1,20 @@
-// A bound for those who do not want to wait for a service that lives but does not answer.
+// The time that a command may take.
 #pragma once
+
+#include <chrono>
 
 namespace hqosctl {
 
-// How long, in seconds, what a Deadline is set for may take; without it, any time.
+// Bounds each command, and restarts the time of this one. Without a bound, a service that does not
+// answer is waited for.
 void SetTimeout(double seconds);
 
-// While it lives, the time runs. When it is up, calls of the library fail as if there were no
-// service, the one that waits too.
-class Deadline {
- public:
-  Deadline();
-  ~Deadline();
-  Deadline(const Deadline&) = delete;
-  Deadline& operator=(const Deadline&) = delete;
+// A command, or a round of a watch, begins: its time runs from now on.
+void RestartTimeout();
 
-  // Whether the time of the last one was up.
-  static bool HasPassed();
-};
+constexpr auto kUnbounded = std::chrono::nanoseconds::max();
+
+// What is left of the command's time: kUnbounded without a bound, 0 or less when it is up.
+std::chrono::nanoseconds TimeLeft();
 
 }  // namespace hqosctl

@@ -1,6 +1,7 @@
 // Switching the service's debugging.
 #include <memory>
 
+#include "cli/arguments.h"
 #include "cli/commands.h"
 #include "cli/failure.h"
 #include "hqos.h"
@@ -10,7 +11,7 @@ namespace hqosctl {
 
 void AddDebugCommands(CLI::App& app) {
   CLI::App* const group =
-      AddGroup(app, "debug", "Debugging facilities of the service (whose verdict is not reported)");
+      AddGroup(app, "debug", "Debugging facilities of the service (its verdict is not reported)");
   const auto selector = std::make_shared<uint32_t>();
   const auto add = [&](const char* name, const char* help, uint32_t (*call)(uint32_t)) {
     CLI::App* const command = group->add_subcommand(name, help);

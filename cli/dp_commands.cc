@@ -1,6 +1,7 @@
-// The weight and thresholds of DPs, and showing them.
+// DPs, their weight and thresholds.
 #include <memory>
 
+#include "cli/arguments.h"
 #include "cli/commands.h"
 #include "cli/failure.h"
 #include "cli/read.h"
@@ -17,23 +18,18 @@ struct Arguments {
 };
 
 void SetWeight(const Arguments& a) {
-  HQOS_Result result{};
-  const char* const name = a.name.c_str();
-  CheckCommand(a.none ? HQOS_lib_DelDPWeight(name, &result)
-                      : HQOS_lib_AddDPWeight(name, a.values[0], &result),
-               result);
+  if (a.none) return Do(HQOS_lib_DelDPWeight, a.name);
+  Do(HQOS_lib_AddDPWeight, a.name, a.values[0]);
 }
 
 void SetThreshold(const Arguments& a) {
-  HQOS_Result result{};
-  const char* const name = a.name.c_str();
-  if (a.none) return CheckCommand(HQOS_lib_DelDPThreshold(name, a.index, &result), result);
+  if (a.none) return Do(HQOS_lib_DelDPThreshold, a.name, a.index);
   if (a.values[0] > UINT16_MAX || a.values[1] > UINT16_MAX) {
     throw Failure(kUsage, "the first two values of a threshold have 16 bits");
   }
   const HQOS_DPThreshold threshold{static_cast<uint16_t>(a.values[0]),
                                    static_cast<uint16_t>(a.values[1]), a.values[2], a.values[3]};
-  CheckCommand(HQOS_lib_AddDPThreshold(name, a.index, threshold, &result), result);
+  Do(HQOS_lib_AddDPThreshold, a.name, a.index, threshold);
 }
 
 void Show(const std::string& name, Output& output) {
@@ -49,36 +45,34 @@ void Show(const std::string& name, Output& output) {
   output.End();
 }
 
-// The values, or --none instead.
-void AddValues(CLI::App* command, Arguments& a, const char* option, int number, const char* help) {
-  CLI::Option* const none = command->add_flag("--none", a.none, "take it back: all zero");
+// The values, or --none instead; then calls `set`.
+void AddValues(CLI::App* command, const std::shared_ptr<Arguments>& a, const std::string& option,
+               int number, const char* help, void (*set)(const Arguments&)) {
+  CLI::Option* const none = command->add_flag("--none", a->none, "remove it: all values are zero");
   none->excludes(
-      Numeric(command->add_option(option, a.values, help))->delimiter(',')->expected(number));
+      Numeric(command->add_option(option, a->values, help))->delimiter(',')->expected(number));
+  command->callback([a, option, set] {
+    if (!a->none && a->values.empty()) throw Failure(kUsage, option + " or --none is needed");
+    set(*a);
+  });
 }
 
 }  // namespace
 
-void AddDPCommands(CLI::App& dp, Output& output) {
+void AddDPCommands(CLI::App& app, Output& output) {
   const auto a = std::make_shared<Arguments>();
-  const auto needValues = [](const Arguments& given, const char* what) {
-    if (given.none || !given.values.empty()) return;
-    throw Failure(kUsage, std::string(what) + " or --none is needed");
-  };
+  CLI::App& dp =
+      AddKind(app, {"dp", "DP", "DP objects", HQOS_lib_AddDP, HQOS_lib_DelDP, Show}, output);
 
   CLI::App* const weight = dp.add_subcommand("weight", "Set the DP's weight");
-  Named(weight->add_option("NAME", a->name, "its name"));
-  AddValues(weight, *a, "WEIGHT", 1, "the weight, unless --none is given");
-  weight->callback([a, needValues] { needValues(*a, "WEIGHT"), SetWeight(*a); });
+  AddName(weight, a->name);
+  AddValues(weight, a, "WEIGHT", 1, "the weight, unless --none is given", SetWeight);
 
   CLI::App* const threshold = dp.add_subcommand("threshold", "Set one of the DP's thresholds");
-  Named(threshold->add_option("NAME", a->name, "its name"));
+  AddName(threshold, a->name);
   Numeric(threshold->add_option("INDEX", a->index, "0, 1 or 2"))->required();
-  AddValues(threshold, *a, "VALUES", 4, "its four values, N,N,N,N, unless --none is given");
-  threshold->callback([a, needValues] { needValues(*a, "VALUES"), SetThreshold(*a); });
-
-  CLI::App* const show = dp.add_subcommand("show", "Show the DP, or all DPs");
-  Named(show->add_option("NAME", a->name, "its name"))->required(false);
-  show->callback([a, &output] { Show(a->name, output); });
+  AddValues(threshold, a, "VALUES", 4, "its four values, N,N,N,N, unless --none is given",
+            SetThreshold);
 }
 
 }  // namespace hqosctl

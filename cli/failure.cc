@@ -13,17 +13,16 @@ namespace {
 std::string NoServiceText() {
   std::string tried;
   char path[4096];
-  for (uint32_t rank = 0;
-       LIP_GetEndpoint(HQOS_SERVICE_NODE, HQOS_SERVICE_PORT, rank, path, sizeof path) != 0;
-       ++rank) {
-    tried += (rank == 0 ? "" : " or ") + std::string(path);
+  for (uint32_t i = 0;
+       LIP_GetEndpoint(HQOS_SERVICE_NODE, HQOS_SERVICE_PORT, i, path, sizeof path) != 0; ++i) {
+    tried += (i == 0 ? "" : " or ") + std::string(path);
   }
   return "no answer from an hqos service at " + tried + "; start one with: hqosd";
 }
 
 void CheckRoundTrip(uint32_t status) {
-  if (status == HQOS_ERR_FAILED && Deadline::HasPassed()) {
-    throw Failure(kNoService, "the time is up, and the service has not answered");
+  if (status == HQOS_ERR_FAILED && TimeLeft() <= std::chrono::nanoseconds::zero()) {
+    throw Failure(kNoService, "the service has not answered in time");
   }
   if (status == HQOS_ERR_FAILED) throw Failure(kNoService, NoServiceText());
   if (status == HQOS_ERR_BADREPLY) {

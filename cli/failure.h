@@ -1,4 +1,4 @@
-// Why a command did not do its work, and what the program says and returns then.
+// Calling the service, and what the program reports and returns when a command fails.
 #pragma once
 
 #include <cstdint>
@@ -23,5 +23,20 @@ class Failure : public std::runtime_error {
 // Throw a Failure unless the command, or the query for `object`, succeeded.
 void CheckCommand(uint32_t status, const HQOS_Result& result);
 void CheckQuery(uint32_t status, const std::string& object);
+
+// An argument as the library takes it.
+inline const char* ToC(const std::string& text) { return text.c_str(); }
+template <class Value>
+Value ToC(Value value) {
+  return value;
+}
+
+// Calls a command of the library; throws a Failure unless it succeeds.
+template <class... Parameters, class... Arguments>
+void Do(uint32_t (*command)(Parameters...), const Arguments&... arguments) {
+  HQOS_Result result{};
+  const uint32_t status = command(ToC(arguments)..., &result);
+  CheckCommand(status, result);
+}
 
 }  // namespace hqosctl

@@ -1,6 +1,7 @@
-// The settings of FPs, and showing them.
+// FPs and their settings.
 #include <memory>
 
+#include "cli/arguments.h"
 #include "cli/commands.h"
 #include "cli/failure.h"
 #include "cli/read.h"
@@ -17,37 +18,25 @@ struct Arguments {
   bool noGTS = false, noBandwidth = false, noDP = false;
 };
 
-void Check(uint32_t (*command)(const char*, HQOS_Result*), const Arguments& a) {
-  HQOS_Result result{};
-  CheckCommand(command(a.name.c_str(), &result), result);
-}
-
-template <class Value>
-void Check(uint32_t (*command)(const char*, Value, HQOS_Result*), const Arguments& a,
-           std::type_identity_t<Value> value) {
-  HQOS_Result result{};
-  CheckCommand(command(a.name.c_str(), value, &result), result);
-}
-
-// The DP first: it is the setting that may be refused.
+// The DP first: that setting may be refused.
 void Set(const Arguments& a) {
   if (a.dp.empty() && a.queue.empty() && a.gts.empty() && a.bandwidth.empty()) {
     throw Failure(kUsage, "no setting is given");
   }
-  if (!a.dp.empty()) Check(HQOS_lib_FPReferDP, a, a.dp.c_str());
-  if (!a.queue.empty()) Check(HQOS_lib_AddQueue, a, a.queue.data());
-  if (!a.gts.empty()) Check(HQOS_lib_AddGTS, a, a.gts.data());
-  if (!a.bandwidth.empty()) Check(HQOS_lib_AddBandwidth, a, a.bandwidth.data());
+  if (!a.dp.empty()) Do(HQOS_lib_FPReferDP, a.name, a.dp);
+  if (!a.queue.empty()) Do(HQOS_lib_AddQueue, a.name, a.queue.data());
+  if (!a.gts.empty()) Do(HQOS_lib_AddGTS, a.name, a.gts.data());
+  if (!a.bandwidth.empty()) Do(HQOS_lib_AddBandwidth, a.name, a.bandwidth.data());
 }
 
 void Unset(const Arguments& a) {
   if (!a.noDP && a.queue.empty() && !a.noGTS && !a.noBandwidth) {
     throw Failure(kUsage, "no setting is given");
   }
-  if (!a.queue.empty()) Check(HQOS_lib_DelQueue, a, a.queue[0]);
-  if (a.noGTS) Check(HQOS_lib_DelGTS, a);
-  if (a.noBandwidth) Check(HQOS_lib_DelBandwidth, a);
-  if (a.noDP) Check(HQOS_lib_DelFPReferDP, a);
+  if (!a.queue.empty()) Do(HQOS_lib_DelQueue, a.name, a.queue[0]);
+  if (a.noGTS) Do(HQOS_lib_DelGTS, a.name);
+  if (a.noBandwidth) Do(HQOS_lib_DelBandwidth, a.name);
+  if (a.noDP) Do(HQOS_lib_DelFPReferDP, a.name);
 }
 
 template <size_t N>
@@ -81,8 +70,10 @@ void Show(const std::string& name, Output& output) {
 
 }  // namespace
 
-void AddFPCommands(CLI::App& fp, Output& output) {
+void AddFPCommands(CLI::App& app, Output& output) {
   const auto a = std::make_shared<Arguments>();
+  CLI::App& fp =
+      AddKind(app, {"fp", "FP", "FP objects", HQOS_lib_AddFP, HQOS_lib_DelFP, Show}, output);
   const auto addValues = [](CLI::App* command, const char* option, Values& values, int number,
                             const char* form, const char* help) {
     Numeric(command->add_option(option, values, help))
@@ -92,25 +83,22 @@ void AddFPCommands(CLI::App& fp, Output& output) {
   };
 
   CLI::App* const set =
-      fp.add_subcommand("set", "Give the FP settings, one after the other; a refusal ends it");
-  Named(set->add_option("NAME", a->name, "its name"));
+      fp.add_subcommand("set", "Set the FP's settings in turn, until one is refused");
+  AddName(set, a->name);
   addValues(set, "--queue", a->queue, 3, "N,N,N", "the queue and its two values");
   addValues(set, "--gts", a->gts, 4, "N,N,N,N", "the four values of shaping");
   addValues(set, "--bandwidth", a->bandwidth, 1, "N", "the bandwidth");
   Named(set->add_option("--dp", a->dp, "the DP that it refers to"))->required(false);
   set->callback([a] { Set(*a); });
 
-  CLI::App* const unset = fp.add_subcommand("unset", "Take settings back, likewise");
-  Named(unset->add_option("NAME", a->name, "its name"));
+  CLI::App* const unset =
+      fp.add_subcommand("unset", "Remove settings in turn, until one is refused");
+  AddName(unset, a->name);
   addValues(unset, "--queue", a->queue, 1, "N", "the queue");
   unset->add_flag("--gts", a->noGTS, "shaping");
   unset->add_flag("--bandwidth", a->noBandwidth, "the bandwidth");
   unset->add_flag("--dp", a->noDP, "the reference to a DP");
   unset->callback([a] { Unset(*a); });
-
-  CLI::App* const show = fp.add_subcommand("show", "Show the FP, or all FPs");
-  Named(show->add_option("NAME", a->name, "its name"))->required(false);
-  show->callback([a, &output] { Show(a->name, output); });
 }
 
 }  // namespace hqosctl

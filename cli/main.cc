@@ -1,13 +1,18 @@
 // hqosctl: command line of the hqos service.
+#include <dlfcn.h>
+#include <sys/socket.h>
+
+#include <cerrno>
 #include <fstream>
 #include <iostream>
-#include <optional>
 
+#include "cli/arguments.h"
 #include "cli/batch.h"
 #include "cli/commands.h"
 #include "cli/deadline.h"
 #include "cli/failure.h"
 #include "cli/output.h"
+#include "platform/lip.h"
 
 namespace {
 
@@ -21,30 +26,25 @@ int RunBatchFile(const std::string& file, bool force, hqosctl::Output& output) {
 }
 
 int Run(int argc, char** argv, hqosctl::Output& output) {
-  CLI::App app("Configures the hqos service and shows what it keeps.");
+  CLI::App app("Configures the hqos service and shows its objects.");
   app.set_version_flag("--version", "hqosctl " HQOS_VERSION);
   app.footer(
       "Exit status: 0 done, 1 refused by the service, 2 wrong usage, 3 no service, no answer in "
-      "time, or no memory.");
+      "time, or out of memory.");
   app.fallthrough();
   app.add_flag("--json", output.json, "listings as one JSON array");
   std::string batch;
   bool force = false;
   CLI::Option* const batchOption =
       app.add_option("--batch", batch,
-                     "carry out the commands of FILE (-: standard input), one a line, "
-                     "without options of hqosctl's own")
+                     "run the commands in FILE (-: standard input), one per line, without "
+                     "hqosctl's own options")
           ->type_name("FILE");
-  app.add_flag("--force", force, "in a batch, go on behind a refusal")->needs(batchOption);
-  std::optional<hqosctl::Deadline> deadline;
-  const auto limit = [&](double seconds) {
-    hqosctl::SetTimeout(seconds);
-    deadline.emplace();
-  };
+  app.add_flag("--force", force, "in a batch, continue after a refusal")->needs(batchOption);
   hqosctl::Seconds(app.add_option_function<double>(
-      "--timeout", limit,
-      "give up, with status 3, when a command (of a batch each, of a watch each round) takes "
-      "longer; without it a service that does not answer is waited for"));
+      "--timeout", hqosctl::SetTimeout,
+      "give up, with status 3, when a command (each of a batch, each round of a watch) takes "
+      "longer; the default is to wait for the service"));
   app.require_subcommand(0, 1);
   hqosctl::AddCommands(app, output);
   for (CLI::App* const command : app.get_subcommands({})) command->excludes(batchOption);
@@ -56,11 +56,27 @@ int Run(int argc, char** argv, hqosctl::Output& output) {
   } catch (const CLI::ParseError& e) {
     return app.exit(e) == 0 ? hqosctl::kDone : hqosctl::kUsage;
   }
-  deadline.reset();  // reading a batch is not counted
   return batchOption->count() == 0 ? hqosctl::kDone : RunBatchFile(batch, force, output);
 }
 
 }  // namespace
+
+// The library opens its sockets by this program's definition, so that none waits for longer than
+// the time left. The kernel may wake a tick too early: a tick more is waited.
+extern "C" int LIP_Socket(int family, int type, int protocol) {
+  using std::chrono::microseconds;
+  constexpr microseconds kTick(10'000);
+  static const auto open = reinterpret_cast<decltype(&LIP_Socket)>(dlsym(RTLD_NEXT, "LIP_Socket"));
+  const auto left = hqosctl::TimeLeft();
+  if (left == hqosctl::kUnbounded) return open(family, type, protocol);
+  if (left <= microseconds::zero()) return errno = ETIMEDOUT, -1;
+  const int fd = open(family, type, protocol);
+  const auto wait = std::chrono::duration_cast<microseconds>(left) + kTick;
+  const timeval bound{wait.count() / 1'000'000, wait.count() % 1'000'000};
+  setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &bound, sizeof bound);
+  setsockopt(fd, SOL_SOCKET, SO_SNDTIMEO, &bound, sizeof bound);  // of connect() too
+  return fd;
+}
 
 int main(int argc, char** argv) {
   hqosctl::Output output;

@@ -1,6 +1,7 @@
 // Nesting FGs and FCs, and removing match rules.
 #include <memory>
 
+#include "cli/arguments.h"
 #include "cli/commands.h"
 #include "cli/failure.h"
 #include "cli/rule_text.h"
@@ -33,33 +34,19 @@ void CheckKinds(const Arguments& a) {
 void Nest(Arguments& a) {
   CheckKinds(a);
   if (!a.IsFC() && a.rule.empty()) throw Failure(kUsage, "an FG needs its values: --match RULE");
-  const char* const parent = a.parent.c_str();
-  const char* const child = a.child.c_str();
   const char* const fp = a.fp.empty() ? nullptr : a.fp.c_str();
-  HQOS_Result result{};
-  const uint32_t status = a.IsFC() ? HQOS_lib_AddFGNestFC(parent, child, fp, &result)
-                          : a.BelowSP()
-                              ? HQOS_lib_AddSPNestFG(parent, a.Rule(), child, fp, &result)
-                              : HQOS_lib_AddFGNestFG(parent, a.Rule(), child, fp, &result);
-  CheckCommand(status, result);
+  if (a.IsFC()) return Do(HQOS_lib_AddFGNestFC, a.parent, a.child, fp);
+  Do(a.BelowSP() ? HQOS_lib_AddSPNestFG : HQOS_lib_AddFGNestFG, a.parent, a.Rule(), a.child, fp);
 }
 
 void Unnest(Arguments& a) {
   CheckKinds(a);
-  const char* const parent = a.parent.c_str();
-  const char* const child = a.child.c_str();
-  HQOS_Result result{};
-  const uint32_t status = a.IsFC()      ? HQOS_lib_DelFGNestFC(parent, child, &result)
-                          : a.BelowSP() ? HQOS_lib_DelSPNestFG(parent, a.Rule(), child, &result)
-                                        : HQOS_lib_DelFGNestFG(parent, a.Rule(), child, &result);
-  CheckCommand(status, result);
+  if (a.IsFC()) return Do(HQOS_lib_DelFGNestFC, a.parent, a.child);
+  Do(a.BelowSP() ? HQOS_lib_DelSPNestFG : HQOS_lib_DelFGNestFG, a.parent, a.Rule(), a.child);
 }
 
-void DelMatch(const Arguments& a) {
-  const HQOS_MatchRule rule = ParseRule(a.rule);
-  HQOS_Result result{};
-  const auto command = a.BelowSP() ? HQOS_lib_DelSPMatch : HQOS_lib_DelFGMatch;
-  CheckCommand(command(a.parent.c_str(), &rule, &result), result);
+void DelMatch(Arguments& a) {
+  Do(a.BelowSP() ? HQOS_lib_DelSPMatch : HQOS_lib_DelFGMatch, a.parent, a.Rule());
 }
 
 void AddParent(CLI::App* command, Arguments& a) {
@@ -87,7 +74,7 @@ void AddNestCommands(CLI::App& app) {
   Named(nest->add_option("--fp", a->fp, "the FP that the child uses"))->required(false);
   nest->callback([a] { Nest(*a); });
 
-  CLI::App* const unnest = app.add_subcommand("unnest", "Take a nesting back");
+  CLI::App* const unnest = app.add_subcommand("unnest", "Remove a nesting");
   AddParent(unnest, *a);
   AddChild(unnest, *a);
   unnest->add_option("--match", a->rule, "only if these are its values");

@@ -54,8 +54,8 @@ void Output::End() {
 
 void Output::Finish() {
   if (!json || records_.is_null()) return;
-  using nlohmann::detail::error_handler_t;
-  std::cout << records_.dump(2, ' ', false, error_handler_t::replace) << '\n';
+  using nlohmann::json;
+  std::cout << records_.dump(2, ' ', false, json::error_handler_t::replace) << '\n';
 }
 
 }  // namespace hqosctl

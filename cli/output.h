@@ -13,13 +13,13 @@ class Output {
 
   bool json = false;
 
-  // Begins a listing. The array is printed from now on, also when the listing fails under way.
+  // Begins a listing. From now on the array is printed, even if the listing fails halfway.
   void Begin(std::vector<std::string> headers);
   // One object: its cells in the table, its record in the array.
   void Add(std::vector<std::string> cells, Record record);
   // The same for a line of a drawing, in a listing without headers; a line may go without a record.
   void Line(std::string text, Record record = nullptr);
-  // Ends a listing; its table is printed, behind a blank line when it is not the first.
+  // Ends a listing and prints its table, after a blank line unless it is the first.
   void End();
   // Ends the program's output: prints the array of all listings.
   void Finish();

@@ -32,24 +32,23 @@ std::vector<Info> ReadObjects(const std::string& name, const std::string& kind,
   return all;
 }
 
-// The object named, or without a name all that the blocks of a listing, of at most `most` records,
-// give.
+// The object named, or without a name all that a listing in blocks of up to `max` records gives.
 template <class Info>
 std::vector<Info> ReadObjects(const std::string& name, const std::string& kind,
                               uint32_t (*get)(const char*, Info*),
                               uint32_t (*getBulk)(uint16_t, uint32_t, uint32_t*, Info*),
-                              uint32_t most) {
+                              uint32_t max) {
   if (!name.empty()) return ReadOne(name, kind, get);
   std::vector<Info> all;
-  std::vector<Info> block(most);
+  std::vector<Info> block(max);
   uint16_t start = HQOS_ID_NONE;
   for (uint32_t count = 1; count != 0;) {
     CheckQuery(getBulk(start, 0, &count, block.data()), kind + "s");
     all.insert(all.end(), block.begin(), block.begin() + count);
     if (count == 0) break;
-    // Or the listing would never end.
     const uint16_t last = all.back().id;
-    if (start != HQOS_ID_NONE && last <= start) CheckQuery(HQOS_ERR_BADREPLY, kind + "s");
+    if (start != HQOS_ID_NONE && last <= start)
+      CheckQuery(HQOS_ERR_BADREPLY, kind + "s");  // would never end
     start = last;
   }
   return all;
@@ -75,8 +74,9 @@ std::vector<Record> ReadSons(const HQOS_SPInfo& sp, const Query& query) {
     sons.insert(sons.end(), block.begin(), block.begin() + count);
     if (count == 0) break;
     const HQOS_SPSonPath& last = PathOf(sons.back());
-    // Or the listing would never end.
-    if (HQOS_util_SPSonPathCompare(&start, &last) != 2) CheckQuery(HQOS_ERR_BADREPLY, "children");
+    if (HQOS_util_SPSonPathCompare(&start, &last) != 2) {
+      CheckQuery(HQOS_ERR_BADREPLY, "children");  // would never end
+    }
     start = last;
   }
   return sons;
@@ -132,8 +132,8 @@ std::vector<HQOS_DPInfo> ReadDPs(const std::string& name) {
   return ReadObjects(name, "DP", HQOS_lib_GetDP, HQOS_lib_GetBulkDP, HQOS_BULK_DP_MAX);
 }
 
-// The query for all FCs has one reply and no way to go on. When that is full, the FCs are taken
-// from below the FGs, where they all are.
+// The query for all FCs has a single reply. When it is full, the FCs are collected from below the
+// FGs, where they all are.
 std::vector<HQOS_FCInfo> ReadFCs(const std::string& name) {
   if (!name.empty()) return ReadOne(name, "FC", HQOS_lib_GetFC);
   std::vector<HQOS_FCInfo> all(HQOS_BULK_FC_MAX);

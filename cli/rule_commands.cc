@@ -1,6 +1,7 @@
 // Comparing and merging match rules; no service is needed.
 #include <memory>
 
+#include "cli/arguments.h"
 #include "cli/commands.h"
 #include "cli/failure.h"
 #include "cli/output.h"
@@ -11,30 +12,27 @@ namespace hqosctl {
 
 namespace {
 
-// A bitmap of the values of some rules.
-class Values {
- public:
-  void Add(const HQOS_MatchRule& rule) { HQOS_util_AppendMatchRule(&rule, bitmap_); }
-  const Bitmap* bitmap() const { return bitmap_; }
+// Writes the rule with the values of all, its ranges in ascending order; false when it would need
+// too many ranges, or its type has no values.
+bool Merge(const std::vector<HQOS_MatchRule>& rules, HQOS_MatchRule& merged) {
+  alignas(8) uint8_t buffer[1024];
+  Bitmap* const bitmap = Bitmap_CreateFromBuffer(buffer, sizeof buffer, HQOS_RULE_BITMAP_BITS);
+  for (const HQOS_MatchRule& rule : rules) HQOS_util_AppendMatchRule(&rule, bitmap);
+  return HQOS_util_Bitmap2MatchRule(bitmap, rules[0].type, &merged) == 0;
+}
 
- private:
-  alignas(8) uint8_t buffer_[1024];
-  Bitmap* const bitmap_ = Bitmap_CreateFromBuffer(buffer_, sizeof buffer_, HQOS_RULE_BITMAP_BITS);
-};
-
-// The rule with its ranges in ascending order, as comparing needs them.
-HQOS_MatchRule Ordered(const HQOS_MatchRule& rule) {
-  Values values;
-  values.Add(rule);
-  HQOS_MatchRule ordered;
-  return HQOS_util_Bitmap2MatchRule(values.bitmap(), rule.type, &ordered) == 0 ? ordered : rule;
+// Reads a rule for a comparison, which needs ascending ranges.
+HQOS_MatchRule ParseOrdered(const std::string& text) {
+  HQOS_MatchRule rule = ParseRule(text);
+  Merge({rule}, rule);
+  return rule;
 }
 
 void Compare(const std::string& a, const std::string& b, Output& output) {
   static constexpr const char* kRelations[] = {"equal",   "contains", "contained",
                                                "overlap", "disjoint", "other-type"};
-  const HQOS_MatchRule ruleA = Ordered(ParseRule(a));
-  const HQOS_MatchRule ruleB = Ordered(ParseRule(b));
+  const HQOS_MatchRule ruleA = ParseOrdered(a);
+  const HQOS_MatchRule ruleB = ParseOrdered(b);
   const char* const relation = kRelations[HQOS_util_MatchRuleCompare(&ruleA, &ruleB)];
   output.Begin({"FIRST", "RELATION", "SECOND"});
   output.Add({RuleText(ruleA), relation, RuleText(ruleB)},
@@ -42,19 +40,17 @@ void Compare(const std::string& a, const std::string& b, Output& output) {
   output.End();
 }
 
-void Merge(const std::vector<std::string>& texts, Output& output) {
-  Values values;
-  HQOS_MatchRule merged = ParseRule(texts[0]);
+void ShowMerged(const std::vector<std::string>& texts, Output& output) {
+  std::vector<HQOS_MatchRule> rules;
   for (const std::string& text : texts) {
-    const HQOS_MatchRule rule = ParseRule(text);
-    if (rule.type != merged.type) {
+    rules.push_back(ParseRule(text));
+    if (rules.back().type != rules[0].type) {
       throw Failure(kUsage,
                     "rules of different match types do not merge: " + texts[0] + ", " + text);
     }
-    values.Add(rule);
   }
-  if (merged.type != HQOS_MATCH_GROUP &&
-      HQOS_util_Bitmap2MatchRule(values.bitmap(), merged.type, &merged) != 0) {
+  HQOS_MatchRule merged = rules[0];
+  if (!Merge(rules, merged) && merged.type != HQOS_MATCH_GROUP) {
     throw Failure(kUsage, "the merged rule would need more than 8 ranges");
   }
   char form[HQOS_MATCHRULE_STR_SIZE];
@@ -81,7 +77,7 @@ void AddRuleCommands(CLI::App& app, Output& output) {
 
   CLI::App* const merge = group->add_subcommand("merge", "One rule with the values of all");
   merge->add_option("RULE", arguments->rules)->required();
-  merge->callback([arguments, &output] { Merge(arguments->rules, output); });
+  merge->callback([arguments, &output] { ShowMerged(arguments->rules, output); });
 }
 
 }  // namespace hqosctl

@@ -10,7 +10,7 @@ namespace {
 
 constexpr uint32_t kTypes = HQOS_MATCH_NONE;  // match types are below it
 
-// A text that is read from left to right, with its faults.
+// Reads a text from left to right, and reports the place of a fault.
 class Reader {
  public:
   explicit Reader(const std::string& text) : text_(text) {}
@@ -72,15 +72,11 @@ std::string TypeNames() {
 
 }  // namespace
 
-HQOS_MatchRule EmptyRule(uint32_t type) {
-  HQOS_MatchRule rule{type, {}};
-  for (HQOS_ValueRange& range : rule.ranges) range = {HQOS_RANGE_UNUSED, HQOS_RANGE_UNUSED};
-  return rule;
-}
-
 HQOS_MatchRule ParseRule(const std::string& text) {
   Reader reader(text);
-  HQOS_MatchRule rule = EmptyRule(TypeOf(reader.TakeUntil(':')));
+  HQOS_MatchRule rule{TypeOf(reader.TakeUntil(':')), {}};
+  std::fill(std::begin(rule.ranges), std::end(rule.ranges),
+            HQOS_ValueRange{HQOS_RANGE_UNUSED, HQOS_RANGE_UNUSED});
   if (rule.type == kTypes) reader.Fail(0, "a match type is expected here: " + TypeNames());
   uint16_t min, max;
   if (HQOS_util_GetValueRangeByType(rule.type, &min, &max) != 0) {

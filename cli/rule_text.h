@@ -13,7 +13,4 @@ HQOS_MatchRule ParseRule(const std::string& text);
 // Writes a rule; "" for one without a type.
 std::string RuleText(const HQOS_MatchRule& rule);
 
-// The empty rule, but for its type.
-HQOS_MatchRule EmptyRule(uint32_t type);
-
 }  // namespace hqosctl

@@ -1,12 +1,11 @@
-// Slots and their services, view names, random numbers.
+// Slots and their services.
 #include <cstring>
 #include <memory>
 
+#include "cli/arguments.h"
 #include "cli/commands.h"
 #include "cli/failure.h"
 #include "cli/output.h"
-#include "cli/read.h"
-#include "cli/rule_text.h"
 #include "hqos.h"
 #include "platform/slot.h"
 
@@ -14,7 +13,7 @@ namespace hqosctl {
 
 namespace {
 
-// The numbers of the slots that there are.
+// The numbers of all slots.
 std::vector<uint16_t> Slots() {
   std::vector<uint16_t> slots;
   uint16_t lowest, highest;
@@ -60,24 +59,6 @@ void StartAll() {
   if (!missing.empty()) throw Failure(kNoService, "the service did not start on slot " + missing);
 }
 
-void ShowView(const std::string& view, Output& output) {
-  char kind[HQOS_VIEW_OBJ_SIZE], name[HQOS_NAME_SIZE], subName[HQOS_SUBVIEW_NAME_SIZE];
-  HQOS_MatchRule rule = EmptyRule(HQOS_MATCH_NONE);
-  // A sub view ends with a rule in its text form, which begins with four digits.
-  const size_t ruleAt = view.size() - std::min<size_t>(view.size(), HQOS_MATCHRULE_STR_LEN);
-  const bool isSub = ruleAt > 0 && view[ruleAt - 1] == '-' &&
-                     view.substr(ruleAt, 4).find_first_not_of("0123456789") == std::string::npos &&
-                     HQOS_util_GetInfoBySubCmdView(view.c_str(), kind, subName, &rule) == 0;
-  if (!isSub && HQOS_util_GetObjByCmdView(view.c_str(), kind, name) != 0) {
-    throw Failure(kUsage, "a view is called <first>-<object kind>-<name>, or so with a rule");
-  }
-  const std::string shown = isSub ? subName : name;
-  output.Begin({"KIND", "NAME", "RULE"});
-  output.Add({kind, shown, RuleText(rule)},
-             {{"kind", kind}, {"name", shown}, {"rule", isSub ? RuleRecord(rule) : nullptr}});
-  output.End();
-}
-
 }  // namespace
 
 void AddServiceCommands(CLI::App& app, Output& output) {
@@ -90,18 +71,6 @@ void AddServiceCommands(CLI::App& app, Output& output) {
   start->callback([slot] { Start(*slot); });
   service->add_subcommand("start-all", "Start the services of all slots that are up")
       ->callback(StartAll);
-
-  const auto view = std::make_shared<std::string>();
-  CLI::App* const show = app.add_subcommand("view", "Take the name of a view or sub view apart");
-  show->add_option("NAME", *view, "the view's name")->required();
-  show->callback([view, &output] { ShowView(*view, output); });
-
-  app.add_subcommand("random", "Draw a random number from 1 to 65535")->callback([&output] {
-    const uint32_t number = HQOS_util_GetRandom();
-    output.Begin({});
-    output.Line(std::to_string(number), {{"random", number}});
-    output.End();
-  });
 }
 
 }  // namespace hqosctl

@@ -8,6 +8,7 @@
 #include <thread>
 
 #include "cli/apply_target.h"
+#include "cli/arguments.h"
 #include "cli/commands.h"
 #include "cli/deadline.h"
 #include "cli/failure.h"
@@ -113,7 +114,7 @@ void Watch(const ApplyTarget& target, double pause, uint32_t rounds, Output& out
   for (uint32_t round = 0; rounds == 0 || round < rounds; ++round) {
     if (round != 0) std::this_thread::sleep_for(std::chrono::duration<double>(pause));
     if (isatty(STDOUT_FILENO) != 0) std::cout << "\033[H\033[2J";
-    const Deadline deadline;  // for each round
+    RestartTimeout();
     ShowStats(target, &last, output);
     if (!std::cout.flush()) return;
   }
@@ -126,7 +127,7 @@ std::string ReasonText(uint32_t reason) {
     case HQOSD_DIAG_NOT_APPLIED:
       return "its SP is not applied there";
     case HQOSD_DIAG_NO_INTERFACE:
-      return "the interface has gone";
+      return "the interface is gone";
     case HQOSD_DIAG_INTERFACE_DOWN:
       return "the interface is down";
     case HQOSD_DIAG_NO_VALUES:
@@ -171,8 +172,8 @@ void AddStatsCommands(CLI::App& app, Output& output) {
       "stats", "Show the counters of what is applied to the object, or to all interfaces");
   a->target.AddOptions(*stats, false);
   CLI::Option* const watch =
-      Seconds(stats->add_option("--watch", a->pause, "show them again and again, with rates"));
-  Numeric(stats->add_option("--rounds", a->rounds, "end a watch after so many; 0: never"))
+      Seconds(stats->add_option("--watch", a->pause, "show them repeatedly, with rates"));
+  Numeric(stats->add_option("--rounds", a->rounds, "end a watch after this many; 0: never"))
       ->type_name("NUMBER")
       ->needs(watch);
   stats->callback([a, watch, &output] {
@@ -182,7 +183,7 @@ void AddStatsCommands(CLI::App& app, Output& output) {
 
   const auto target = std::make_shared<ApplyTarget>();
   CLI::App* const diag = app.add_subcommand(
-      "diag", "Tell whether what is applied to the object, or to all interfaces, is in effect");
+      "diag", "Report whether what is applied to the object, or to all interfaces, is in effect");
   target->AddOptions(*diag, false);
   diag->callback([target, &output] { ShowDiag(*target, output); });
 }

@@ -1,5 +1,9 @@
 #include "cli/tree.h"
 
+#include <memory>
+
+#include "cli/arguments.h"
+#include "cli/commands.h"
 #include "cli/read.h"
 #include "cli/rule_text.h"
 
@@ -21,7 +25,7 @@ std::string Label(const HQOS_SPSon& son) {
   return label;
 }
 
-// The children from position `at` on that stand below `level`.
+// The children from position `at` on that are below `level`.
 Output::Record Below(const std::vector<HQOS_SPSon>& sons, size_t& at, int level,
                      const AddMore& addMore) {
   Output::Record list = Output::Record::array();
@@ -44,6 +48,18 @@ Output::Record Below(const std::vector<HQOS_SPSon>& sons, size_t& at, int level,
   return list;
 }
 
+void ShowTree(const std::string& name, Output& output) {
+  output.Begin({});
+  for (const HQOS_SPInfo& sp : ReadSPs(name)) {
+    const std::vector<HQOS_SPSon> sons = ReadSPSons(sp);
+    const auto nothing = [](size_t, Output::Record&) {};
+    output.Line("SP " + std::string(sp.name),
+                {{"name", sp.name}, {"id", sp.id}, {"children", Nested(sons, nothing)}});
+    for (const std::string& line : Draw(sons)) output.Line(line);
+  }
+  output.End();
+}
+
 }  // namespace
 
 // Each line has those of the siblings still to come at every level above it.
@@ -64,6 +80,13 @@ std::vector<std::string> Draw(const std::vector<HQOS_SPSon>& sons) {
 Output::Record Nested(const std::vector<HQOS_SPSon>& sons, const AddMore& addMore) {
   size_t at = 0;
   return Below(sons, at, 0, addMore);
+}
+
+void AddTreeCommand(CLI::App& app, Output& output) {
+  const auto name = std::make_shared<std::string>();
+  CLI::App* const tree = app.add_subcommand("tree", "Draw what is nested below the SP, or all SPs");
+  Named(tree->add_option("SP", *name, "its name"))->required(false);
+  tree->callback([name, &output] { ShowTree(*name, output); });
 }
 
 }  // namespace hqosctl

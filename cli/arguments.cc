@@ -1,0 +1,56 @@
+#include "cli/arguments.h"
+
+#include <algorithm>
+
+#include "hqos.h"
+
+namespace hqosctl {
+
+CLI::App* AddGroup(CLI::App& app, const std::string& name, const std::string& help) {
+  CLI::App* const group = app.add_subcommand(name, help);
+  group->callback([group] {
+    if (group->get_subcommands().empty()) {
+      throw CLI::RequiredError("A command of " + group->get_name());
+    }
+  });
+  return group;
+}
+
+CLI::Option* AddName(CLI::App* command, std::string& name) {
+  return Named(command->add_option("NAME", name, "its name"));
+}
+
+CLI::Option* Named(CLI::Option* option) {
+  return option->required()->check(CLI::Validator(
+      [](const std::string& name) {
+        const bool fits = !name.empty() && name.size() < HQOS_NAME_SIZE;
+        return fits ? "" : "a name has 1 to " + std::to_string(HQOS_NAME_SIZE - 1) + " characters";
+      },
+      ""));
+}
+
+CLI::Option* Numeric(CLI::Option* option, uint32_t max) {
+  return option->check(CLI::Validator(
+      [max](const std::string& text) {
+        const auto isDigit = [](char c) { return c >= '0' && c <= '9'; };
+        const bool isNumber = std::all_of(text.begin(), text.end(), isDigit) && !text.empty() &&
+                              text.size() <= 10 && (text[0] != '0' || text.size() == 1);
+        if (isNumber && std::stoull(text) <= max) return std::string();
+        return "\"" + text + "\" is not a decimal number from 0 to " + std::to_string(max);
+      },
+      ""));
+}
+
+CLI::Option* Seconds(CLI::Option* option) {
+  return option->type_name("SECONDS")->check(CLI::Validator(
+      [](const std::string& text) {
+        const bool isDecimal = text.find_first_not_of("0123456789.") == std::string::npos;
+        char* end = nullptr;
+        const double seconds = isDecimal ? std::strtod(text.c_str(), &end) : 0;
+        const bool fits = isDecimal && *end == '\0' && seconds >= 0.01 && seconds <= 86400;
+        return fits ? "" : "SECONDS is a decimal number from 0.01 to 86400";
+      },
+      ""));
+}
+
+}  // namespace hqosctl

@@ -1,0 +1,23 @@
+// Arguments that commands have in common, and what they accept.
+#pragma once
+
+#include <CLI/CLI.hpp>
+
+namespace hqosctl {
+
+// A command that only holds others; one of them must follow.
+CLI::App* AddGroup(CLI::App& app, const std::string& name, const std::string& help);
+
+// The required argument NAME, an object's name.
+CLI::Option* AddName(CLI::App* command, std::string& name);
+
+// Makes the option required, and lets it take object names only.
+CLI::Option* Named(CLI::Option* option);
+
+// Lets the option take decimal numbers up to `max` only.
+CLI::Option* Numeric(CLI::Option* option, uint32_t max = UINT32_MAX);
+
+// Lets the option take a time from 0.01 seconds to a day only.
+CLI::Option* Seconds(CLI::Option* option);
+
+}  // namespace hqosctl
