@@ -66,12 +66,13 @@ void Dump(const std::string& file, bool withBytes, Output& output) {
   if (withBytes) arguments.emplace_back("--bytes");
   if (!file.empty()) arguments.push_back(file);
   const std::string text = Run(arguments);
-  output.Begin({});
   if (output.json) {
     const auto records = Output::Record::parse(text, nullptr, false);
     if (!records.is_array()) throw Failure(kUsage, arguments[0] + " prints no JSON array");
+    output.Begin({});
     for (const Output::Record& record : records) output.Line("", record);
   } else {
+    output.Begin({});
     std::istringstream lines(text);
     for (std::string line; std::getline(lines, line);) output.Line(line);
   }

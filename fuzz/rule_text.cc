@@ -10,6 +10,7 @@
 #include "cli/failure.h"
 #include "fuzz/guard.h"
 #include "service/rule_bits.h"
+#include "util/match_rule.h"
 
 namespace {
 
@@ -25,7 +26,7 @@ bool IsSame(const HQOS_MatchRule& a, const HQOS_MatchRule& b) {
 
 // A rule in the library's form; written and read again it is the same.
 std::optional<HQOS_MatchRule> ReadForm(const char* text) {
-  const HQOS_MatchRule before = hqosctl::EmptyRule(HQOS_MATCH_NONE);
+  const HQOS_MatchRule before = hqos::EmptyRule(HQOS_MATCH_NONE);
   HQOS_MatchRule rule = before, again = before;
   if (HQOS_util_StrToMatchRule(text, &rule) != 0) {
     Require(IsSame(rule, before), "a text that is no rule leaves the rule");

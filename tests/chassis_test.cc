@@ -132,19 +132,4 @@ TEST_F(Chassis, IsReadFromItsFile) {
   }
 }
 
-TEST(Ctl, TakesViewNamesApart) {
-  const struct {
-    const char *view, *out;
-  } cases[] = {
-      {"a-sp-gold-1", "KIND  NAME    RULE\nsp    gold-1\n"},
-      {"a-fg-x-0002-000300700700oOOoOOoOOoOOoOOoOOoOOoOOoOOoOOoOOoOO",
-       "KIND  NAME  RULE\nfg    x     dot1p:0-3,7\n"},
-      {"abc", ""},
-  };
-  for (const auto& c : cases) EXPECT_EQ(process::Run({HQOSCTL, "view", c.view}).out, c.out);
-  const int number = std::stoi(process::Run({HQOSCTL, "random"}).out);
-  EXPECT_GE(number, 1);
-  EXPECT_LE(number, 65535);
-}
-
 }  // namespace

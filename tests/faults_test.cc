@@ -129,7 +129,7 @@ TEST(Faults, FailedCallsCostOneAnswerAtMost) {
   const Injection injection;
   Service service({"--store", "@/store"});
   const auto now = [&] { return DescriptorsOf(std::to_string(service.pid())); };
-  // The end of a connection comes to the service behind its reply.
+  // The end of a connection reaches the service after its reply.
   const auto waitFor = [&](size_t descriptors) {
     for (int i = 0; i < 1000 && now() != descriptors; ++i) std::this_thread::sleep_for(10ms);
     return now();
@@ -261,34 +261,6 @@ TEST(Faults, RefusesCommandsWhenMemoryIsShort) {
   prlimit(pid, RLIMIT_AS, &wide, nullptr);
   EXPECT_EQ(AddFP("more"), 0u);
   for (const std::string& name : created) EXPECT_TRUE(HasFP(name)) << name;
-}
-
-// The bound is each command's of a batch, and each round's of a watch, not the time between them.
-TEST(Faults, ACommandLineHasPatience) {
-  Service service;
-  EXPECT_EQ(
-      process::Run({HQOSCTL, "--timeout", "5", "stats", "--watch", "5.1", "--rounds", "2"}).status,
-      0);
-  const auto batch = [&](const std::string& options, const char* timeout) {
-    return process::Run({"/bin/sh", "-c",
-                         "{ echo sp show; sleep 1; kill -STOP " + std::to_string(service.pid()) +
-                             "; echo; echo sp show; } | " HQOSCTL " --timeout " + timeout +
-                             options + " --batch -"});
-  };
-  constexpr char kText[] = "the time is up, and the service has not answered\n";
-  const auto given = batch("", "0.9");
-  EXPECT_EQ(given.status, 3);
-  EXPECT_EQ(given.out, "NAME  ID  UNIT\n");
-  EXPECT_EQ(given.err, std::string("hqosctl: standard input:3: ") + kText);
-  const auto again = process::Run({HQOSCTL, "--timeout", "0.1", "sp", "show"});
-  EXPECT_EQ(again.status, 3);
-  EXPECT_EQ(again.err, std::string("hqosctl: ") + kText);
-  service.Signal(SIGCONT);
-  const auto json = batch(" --json", "0.9");
-  EXPECT_EQ(json.status, 3);
-  EXPECT_EQ(json.out, "[]\n");
-  service.Signal(SIGCONT);
-  EXPECT_EQ(process::Run({HQOSCTL, "--timeout", "0", "sp", "show"}).status, 2);
 }
 
 }  // namespace

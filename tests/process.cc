@@ -123,13 +123,10 @@ int Service::Wait() {
   return status;
 }
 
-Outcome Batch(const Service& service, const std::string& lines, bool asJson) {
+Outcome Batch(const Service& service, const std::string& lines) {
   const std::string file = service.dir() + "/batch";
   std::ofstream(file) << lines;
-  std::vector<std::string> arguments{HQOSCTL, "--force", "--batch", file};
-  if (asJson) arguments.emplace_back("--json");
-  Outcome outcome = process::Run(arguments);
-  // Of each message, what stands behind the place.
+  Outcome outcome = process::Run({HQOSCTL, "--force", "--batch", file});
   for (size_t at; (at = outcome.err.find("hqosctl: " + file)) != std::string::npos;) {
     outcome.err.erase(at, outcome.err.find(": ", at + file.size() + 10) + 2 - at);
   }

@@ -24,8 +24,8 @@ std::string WhyNotAsNobody();
 // hqosd, in a runtime directory of its own, which HQOS_RUNTIME_DIR names while it lives.
 class Service {
  public:
-  // `arguments` are hqosd's, which is ephemeral unless they begin with --store; an @ in them stands
-  // for its runtime directory.
+  // `arguments` are hqosd's, which is ephemeral unless they begin with --store; the runtime
+  // directory replaces an @ in them.
   explicit Service(std::vector<std::string> arguments = {});
   ~Service();
   Service(const Service&) = delete;
@@ -52,8 +52,8 @@ class Service {
   pid_t pid_ = -1;
 };
 
-// Runs the lines as a batch of hqosctl that goes on behind refusals. Of each message on standard
-// error, only what stands behind the place is left.
-Outcome Batch(const Service& service, const std::string& lines, bool asJson = false);
+// Runs the lines as a batch of hqosctl that continues after refusals. Of each message on standard
+// error, only what follows the place is left.
+Outcome Batch(const Service& service, const std::string& lines);
 
 }  // namespace process
