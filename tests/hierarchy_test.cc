@@ -13,7 +13,6 @@
 
 namespace {
 
-using process::Batch;
 using process::Service;
 using wire::Same;
 
@@ -156,9 +155,14 @@ TEST(Listing, BeginsWithTheFirstAndKnowsItsEnd) {
   EXPECT_EQ(HQOS_lib_GetBulkFGSon(&fgBegin, 0, &got, fgSon), 0u);
   EXPECT_EQ(got, 0u);
 
-  std::string commands = "sp add sp --id 3\nfg add fg --id 5\nnest sp sp fg fg --match dot1p:1\n";
-  for (int i = 0; i < 30; ++i) commands += "nest fg fg fc fc" + std::to_string(i) + "\n";
-  EXPECT_EQ(Batch(service, commands).err, "");
+  const HQOS_MatchRule rule = Value(1);
+  HQOS_Result result;
+  HQOS_lib_AddSP("sp", 3, &result);
+  HQOS_lib_AddFG("fg", 5, &result);
+  HQOS_lib_AddSPNestFG("sp", &rule, "fg", nullptr, &result);
+  for (int i = 0; i < 30; ++i) {
+    HQOS_lib_AddFGNestFC("fg", ("fc" + std::to_string(i)).c_str(), nullptr, &result);
+  }
   EXPECT_EQ(HQOS_lib_GetBulkSPSon(&begin, 0, &got, son), 0u);
   EXPECT_EQ(son[0].path.field[0], 3);
   EXPECT_NE(HQOS_lib_GetBulkSPSon(&nowhere, 0, &got, son), 0u);
@@ -176,21 +180,6 @@ TEST(Listing, BeginsWithTheFirstAndKnowsItsEnd) {
   }
   EXPECT_EQ(HQOS_lib_GetBulkFGSon(&start, 7, &got, fgSon), 0u);
   EXPECT_EQ(got, 0u);
-}
-
-// FCs end with their last nesting, and identifiers come back.
-TEST(Listing, SharesIdentifiersOfFGsAndFCs) {
-  Service service;
-  const process::Outcome outcome = Batch(service,
-                                         "fg add fg\nnest fg fg fc one\nnest fg fg fc two\n"
-                                         "unnest fg fg fc one\nunnest fg fg fc one\n"
-                                         "fg add high --id 65533\nfg add high --id 65534\n"
-                                         "unnest fg fg fc two\nnest fg fg fc again\nfc show\n"
-                                         "fg del high\nnest fg fg fc more\nfc show\nfg show\n");
-  EXPECT_EQ(outcome.err, "FC one does not exist\nFG high: identifier 65533 belongs to FC two\n");
-  EXPECT_EQ(outcome.out,
-            "NAME   ID\nagain  65533\n\nNAME   ID\nagain  65533\nmore   65534\n\n"
-            "NAME  ID\nfg    0\n");
 }
 
 }  // namespace

@@ -123,14 +123,4 @@ int Service::Wait() {
   return status;
 }
 
-Outcome Batch(const Service& service, const std::string& lines) {
-  const std::string file = service.dir() + "/batch";
-  std::ofstream(file) << lines;
-  Outcome outcome = process::Run({HQOSCTL, "--force", "--batch", file});
-  for (size_t at; (at = outcome.err.find("hqosctl: " + file)) != std::string::npos;) {
-    outcome.err.erase(at, outcome.err.find(": ", at + file.size() + 10) + 2 - at);
-  }
-  return outcome;
-}
-
 }  // namespace process

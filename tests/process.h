@@ -52,8 +52,4 @@ class Service {
   pid_t pid_ = -1;
 };
 
-// Runs the lines as a batch of hqosctl that continues after refusals. Of each message on standard
-// error, only what follows the place is left.
-Outcome Batch(const Service& service, const std::string& lines);
-
 }  // namespace process

@@ -40,19 +40,6 @@ std::string Do(uint32_t (*command)(const char*, Value, HQOS_Result*), uint32_t c
   return result.text;
 }
 
-// Identifiers that were given back or passed over come first, the lowest of them.
-TEST(Service, GivesTheLowestFreeIdentifier) {
-  Service service;
-  const process::Outcome outcome = process::Batch(
-      service,
-      "sp add gold --id 5\nsp add silver\nsp add last --id 65534\nfg add gold --id 5\n"
-      "sp del silver\nsp add one --id 1\nsp add zero\nsp add two\nsp show\n");
-  EXPECT_EQ(outcome.err, "");
-  EXPECT_EQ(outcome.out,
-            "NAME  ID     UNIT\nzero  0      byte-count\none   1      byte-count\n"
-            "two   2      byte-count\ngold  5      byte-count\nlast  65534  byte-count\n");
-}
-
 TEST(Service, SaysWhyItRefuses) {
   Service service;
   Do(HQOS_lib_AddSP, 0, "gold", 5);
