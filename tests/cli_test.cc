@@ -48,7 +48,7 @@ TEST(Timeout, AppliesToEachCommand) {
             0);
   const auto batch = [](const std::string& options) {
     return process::Run({"/bin/sh", "-c",
-                         "{ echo sp show; sleep 0.6; echo; echo sp show; } | " HQOSCTL
+                         "{ echo sp show; sleep 0.6; echo; echo sp show; } | timeout 10 " HQOSCTL
                          " --timeout 0.5 --batch - " +
                              options});
   };
@@ -67,7 +67,8 @@ TEST(Timeout, BoundsEveryWait) {
   service.Signal(SIGSTOP);
   const auto expectLate = [] {
     const auto begin = steady_clock::now();
-    const Outcome outcome = process::Run({HQOSCTL, "--timeout", "0.3", "sp", "show"});
+    const Outcome outcome =
+        process::Run({"/usr/bin/timeout", "10", HQOSCTL, "--timeout", "0.3", "sp", "show"});
     const std::chrono::duration<double> took = steady_clock::now() - begin;
     EXPECT_EQ(outcome.status, 3);
     EXPECT_EQ(outcome.err, std::string("hqosctl: ") + kLate);
