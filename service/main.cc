@@ -14,6 +14,7 @@
 #include "platform/hqosd_store.h"
 #include "platform/lip.h"
 #include "platform/slot.h"
+#include "service/dump.h"
 #include "service/keeper.h"
 #include "service/log.h"
 #include "service/server.h"
@@ -121,7 +122,8 @@ int main(int argc, char** argv) {
       "others\n"
       "in $XDG_STATE_HOME/hqos or .local/state/hqos in the home directory.");
   std::string counters, file;
-  bool ephemeral = false, check = false, open = false;
+  bool ephemeral = false, check = false, dump = false, open = false;
+  hqosd::DumpForm form;
   uint16_t node = 0;
   app.add_option("--node", node, "serve the slot with this node address; without it, the own slot")
       ->check(CLI::Range(1, 0xFFFE));
@@ -130,6 +132,11 @@ int main(int argc, char** argv) {
   app.add_flag("--ephemeral", ephemeral, "keep nothing: objects go when the service ends")
       ->excludes(storeOption);
   app.add_flag("--check", check, "only read the store, say what is in it and what is wrong");
+  auto* const dumpOption = app.add_flag("--dump", dump, "print the store, decoded");
+  app.add_flag("--json", form.json, "with --dump: one JSON array")->needs(dumpOption);
+  app.add_flag("--bytes", form.bytes, "with --dump --json: the bytes of every record too")
+      ->needs(dumpOption);
+  app.add_option("FILE", file, "with --dump: the store")->needs(dumpOption)->excludes(storeOption);
   app.add_flag("--open", open,
                "let everybody configure, not only root, the service's user and group hqos");
   app.add_option("--counters", counters,
@@ -148,6 +155,11 @@ int main(int argc, char** argv) {
   const bool isOwn = node == 0 || node == HQOS_util_GetLipBySlotId(DEV_GetSelfSlot());
   const uint32_t endpoint = isOwn ? HQOS_SERVICE_NODE : node;
   if (file.empty()) file = DefaultStore(isOwn ? 0 : node);
+  if (dump) {
+    const std::string why = hqosd::DumpStore(file, form);
+    if (!why.empty()) hqosd::Log("cannot read the store %s: %s", file.c_str(), why.c_str());
+    return why.empty() ? 0 : 1;
+  }
   if (check) {
     const auto store = Open(file, true);
     return store != nullptr && hqosd::CheckStore(*store) ? 0 : 1;
