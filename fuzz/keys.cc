@@ -44,6 +44,7 @@ void IfCfg(const char* key) {
 void Nest(const char* key, uint32_t kind) {
   const auto name = Room(HQOS_NAME_SIZE), again = Room(HQOS_NAME_SIZE);
   const std::string prefix = kind == 1 ? "SP-nest-" : "FG-nest-";
+  name[0] = '\0';  // a key that does not match leaves it
   const int found = HQOS_dbmtype_DecapNestKey(kind, key, name.get());
   const std::string text = name.get();
   Require((found == 1) == !text.empty() && found >= -1 && found <= 1, "a name is found or not");
