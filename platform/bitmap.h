@@ -28,8 +28,8 @@ Bitmap* Bitmap_CreateFromBuffer(void* buffer, uint32_t bytes, uint32_t bits);
 void Bitmap_SetRange(Bitmap* bitmap, const BitmapRange* range);
 
 // Finds the run that begins at `start` and reaches as far as the bits are equal. Returns 0. For a
-// start beyond the last bit the run's last index lies beyond the bitmap's size; on a host the run is
-// one of zeros up to 0xFFFFFFFF, and 1 is returned.
+// start beyond the last bit the run's last index lies beyond the bitmap's size; on a host the run
+// is one of zeros up to 0xFFFFFFFF, and 1 is returned.
 uint32_t Bitmap_GetRange(const Bitmap* bitmap, uint32_t start, BitmapRange* run);
 
 // Sets `out` to the bits that are 1 in both a and b. Bits beyond the end of a bitmap count as 0,
