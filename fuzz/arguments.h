@@ -56,15 +56,22 @@ inline HQOS_AppObj Object(Input& in) {
   return obj;
 }
 
-inline HQOS_SPSonPath Path(Input& in) {
-  HQOS_SPSonPath path;
-  for (uint16_t& field : path.field) field = Id(in);
-  return path;
-}
+// For tests/calls.h.
+struct Source {
+  Input& in;
 
-template <class Number, size_t N>
-void Fill(Input& in, Number (&numbers)[N]) {
-  for (Number& number : numbers) number = static_cast<Number>(fuzz::Number(in));
-}
+  void Fill(const char*& name) const { name = Name(in); }
+  void Fill(uint16_t& id) const { id = Id(in); }
+  void Fill(uint32_t& number) const { number = Number(in); }
+  void Fill(HQOS_MatchRule& rule) const { rule = Rule(in); }
+  void Fill(HQOS_AppObj& obj) const { obj = Object(in); }
+  void Fill(HQOS_DPThreshold& t) const { t = {Id(in), Id(in), Number(in), Number(in)}; }
+  void Fill(HQOS_SPSonPath& path) const {
+    for (uint16_t& field : path.field) field = Id(in);
+  }
+  void Fill(HQOS_FGSonKey& key) const {
+    for (uint16_t& field : key.field) field = Id(in);
+  }
+};
 
 }  // namespace fuzz

@@ -5,26 +5,13 @@
 
 #include "fuzz/require.h"
 #include "fuzz/seam.h"
-#include "hqos.h"
+#include "tests/calls.h"
 
 namespace {
 
 using fuzz::Require;
 
-constexpr uint8_t kOld = 0x5A;  // in outputs before the call
-constexpr uint32_t kOldCount = 0x5A5A5A5A;
-
-// What a call has done.
-struct Outcome {
-  uint32_t status = 0;
-  uint32_t count = kOldCount;
-  seam::Bytes records;  // just as large as the header says
-  bool operator==(const Outcome& other) const {
-    return status == other.status && count == other.count && records == other.records;
-  }
-};
-
-// ---- Records obey the header: characters behind the NUL of a name are zero ----------------------
+// ---- Records obey the header: characters after the NUL of a name are zero ----------------------
 
 template <size_t N>
 void CheckName(const char (&name)[N]) {
@@ -60,138 +47,77 @@ void Check(const HQOS_SPSon& son) {
 void Check(const HQOS_SPSonStat& stat) { Check(stat.son); }
 void Check(const HQOS_SPSonDiag& diag) { Check(diag.son); }
 
-// Whether all bytes from that one on have the value.
-bool IsAll(const seam::Bytes& bytes, size_t from, uint8_t value) {
-  const size_t size = bytes.size() - from;
-  return size == 0 ||
-         (bytes[from] == value && std::memcmp(&bytes[from], &bytes[from] + 1, size - 1) == 0);
-}
+void Check(const HQOS_Result& result) { CheckName(result.text); }
 
-// ---- Calls --------------------------------------------------------------------------------------
+// ---- Outputs obey the header
+// ----------------------------------------------------------------------
 
-// A query for one record.
-template <class Info, class Query>
-Outcome One(uint8_t afterFailure, Query query) {
-  Outcome outcome;
-  outcome.records.assign(sizeof(Info), kOld);
-  auto* const info = reinterpret_cast<Info*>(outcome.records.data());
-  outcome.status = seam::Watched([&] { return query(info); });
-  if (outcome.status == 0) {
-    Check(*info);
-  } else {
-    Require(IsAll(outcome.records, 0, afterFailure), "a query that fails leaves its output");
+struct Arguments {
+  void Fill(const char*& name) const { name = "a"; }
+  template <class T>
+  void Fill(T& value) const {
+    value = {};
   }
-  return outcome;
-}
-
-template <class Info, class Query>
-Outcome One(Query query) {
-  return One<Info>(kOld, query);
-}
-
-// A listing into room for `most` records. One that `breaksOff` at a record that is too short leaves
-// those before it.
-template <class Info, class Query>
-Outcome Many(size_t most, bool breaksOff, Query query) {
-  Outcome outcome;
-  outcome.records.assign(most * sizeof(Info), kOld);
-  auto* const infos = reinterpret_cast<Info*>(outcome.records.data());
-  outcome.status = seam::Watched([&] { return query(&outcome.count, infos); });
-  const bool isFilled = outcome.status == 0 || (outcome.status == HQOS_ERR_BADREPLY && breaksOff &&
-                                                outcome.count != kOldCount);
-  const size_t count = isFilled ? outcome.count : 0;
-  Require(isFilled || outcome.count == kOldCount, "a listing that fails leaves its count");
-  Require(count <= most, "a listing fits the room that the header tells");
-  for (size_t i = 0; i < count; ++i) Check(infos[i]);
-  Require(IsAll(outcome.records, count * sizeof(Info), kOld), "nothing is written behind the last");
-  return outcome;
-}
-
-Outcome Command() {
-  Outcome outcome;
-  outcome.records.assign(sizeof(HQOS_Result), kOld);
-  auto* const result = reinterpret_cast<HQOS_Result*>(outcome.records.data());
-  outcome.status = seam::Watched([&] { return HQOS_lib_AddSP("gold", 1, result); });
-  if (outcome.status == 0) CheckName(result->text);
-  if (outcome.status == HQOS_ERR_FAILED) Require(IsAll(outcome.records, 0, kOld), "untouched");
-  if (outcome.status == HQOS_ERR_BADREPLY) Require(IsAll(outcome.records, 0, 0), "all zero");
-  return outcome;
-}
-
-Outcome DebugCommand() {
-  Outcome outcome;
-  outcome.status = seam::Watched([] { return HQOS_lib_SetDebug(1); });
-  return outcome;
-}
-
-constexpr HQOS_AppObj kObj{HQOS_APPOBJ_SLOT, 3, HQOS_DIR_BOTH, {}};
-constexpr HQOS_SPSonPath kPath{{1, 2, 3, HQOS_PATH_UNSET, HQOS_PATH_UNSET, HQOS_PATH_UNSET}};
-constexpr HQOS_FGSonKey kKey{{1, 2, 0xFFFF}};
-
-using Fn = Outcome (*)();
-constexpr Fn kCalls[] = {
-    Command,
-    DebugCommand,
-    [] { return One<HQOS_SPInfo>([](auto* i) { return HQOS_lib_GetSP("a", i); }); },
-    [] { return One<HQOS_SPInfo>([](auto* i) { return HQOS_lib_GetNextSP(1, i); }); },
-    [] { return One<HQOS_FGInfo>([](auto* i) { return HQOS_lib_GetFG("a", i); }); },
-    [] { return One<HQOS_FGInfo>([](auto* i) { return HQOS_lib_GetNextFG(1, i); }); },
-    [] { return One<HQOS_FCInfo>([](auto* i) { return HQOS_lib_GetFC("a", i); }); },
-    [] { return One<HQOS_DPInfo>([](auto* i) { return HQOS_lib_GetDP("a", i); }); },
-    [] { return One<HQOS_FPInfo>(0, [](auto* i) { return HQOS_lib_GetFP("a", i); }); },
-    [] { return One<HQOS_ApplyInfo>([](auto* i) { return HQOS_lib_GetApplyStat(&kObj, i); }); },
-    [] { return One<HQOS_ApplyInfo>([](auto* i) { return HQOS_lib_GetApplyDiag(&kObj, i); }); },
-    [] {
-      return One<HQOS_ApplyInfo>(
-          [](auto* i) { return HQOS_lib_GetNextIfApplyStat(0, "eth0", 1, i); });
-    },
-    [] {
-      return One<HQOS_ApplyInfo>(
-          [](auto* i) { return HQOS_lib_GetNextIfApplyDiag(0, nullptr, 1, i); });
-    },
-    [] { return Many<HQOS_FCInfo>(HQOS_BULK_FC_MAX, true, HQOS_lib_GetAllFC); },
-    [] {
-      return Many<HQOS_DPInfo>(HQOS_BULK_DP_MAX, true, [](auto* count, auto* infos) {
-        return HQOS_lib_GetBulkDP(1, 2, count, infos);
-      });
-    },
-    [] {
-      return Many<HQOS_FPInfo>(HQOS_BULK_FP_MAX, false, [](auto* count, auto* infos) {
-        return HQOS_lib_GetBulkFP(1, 2, count, infos);
-      });
-    },
-    [] {
-      return Many<HQOS_FGSon>(HQOS_BULK_FGSON_MAX, true, [](auto* count, auto* infos) {
-        return HQOS_lib_GetBulkFGSon(&kKey, 2, count, infos);
-      });
-    },
-    [] {
-      return Many<HQOS_SPSon>(HQOS_BULK_SPSON_MAX, false, [](auto* count, auto* infos) {
-        return HQOS_lib_GetBulkSPSon(&kPath, 2, count, infos);
-      });
-    },
-    [] {
-      return Many<HQOS_SPSonStat>(HQOS_BULK_SPSON_MAX, false, [](auto* count, auto* infos) {
-        return HQOS_lib_GetBulkSPSonStat(&kObj, &kPath, 2, count, infos);
-      });
-    },
-    [] {
-      return Many<HQOS_SPSonDiag>(HQOS_BULK_SPSON_MAX, false, [](auto* count, auto* infos) {
-        return HQOS_lib_GetBulkSPSonDiag(nullptr, &kPath, 2, count, infos);
-      });
-    },
 };
+
+template <class Call>
+void CheckCommand(Call& call) {
+  if (call.status == 0) Check(call.Output().records[0]);
+  if (call.status == HQOS_ERR_FAILED) Require(call.Output().IsAll(calls::kBlank), "untouched");
+  if (call.status == HQOS_ERR_BADREPLY) Require(call.Output().IsAll(0), "all zero");
+}
+
+// A list that breaks off at a record that is too short leaves those before it. A query that fails
+// leaves its output, except that of an FP, which is zero.
+template <class Call>
+void CheckQuery(Call& call) {
+  auto& infos = call.Output().records;
+  using Info = std::remove_reference_t<decltype(infos[0])>;
+  size_t count = call.status == 0 ? 1 : 0;
+  if constexpr (Call::kIsList) {
+    const uint32_t found = call.template Get<uint32_t*>().records[0];
+    const bool isCut = call.status == HQOS_ERR_BADREPLY && found != calls::kBlankCount;
+    Require(!isCut || std::is_same_v<Info, HQOS_FCInfo> || std::is_same_v<Info, HQOS_DPInfo> ||
+                std::is_same_v<Info, HQOS_FGSon>,
+            "a list of parts does not break off");
+    Require(call.status == 0 || isCut || found == calls::kBlankCount, "the count is left");
+    count = call.status == 0 || isCut ? found : 0;
+    Require(count <= infos.size(), "a list fits the room that the header gives");
+  }
+  for (size_t i = 0; i < count; ++i) Check(infos[i]);
+  if (std::is_same_v<Info, HQOS_FPInfo> && !Call::kIsList && call.status != 0) {
+    constexpr Info kZero{};
+    Require(std::memcmp(&infos[count++], &kZero, sizeof kZero) == 0, "an FP is zero");
+  }
+  Require(call.Output().IsAll(calls::kBlank, count * sizeof(Info)), "nothing follows the last");
+}
+
+template <class... Parameters>
+void Do(uint32_t (*function)(Parameters...)) {
+  using Call = calls::Call<Parameters...>;
+  const auto run = [](auto call) { return seam::Watched(call); };
+  seam::peer.fill = 0;
+  Call first(function, Arguments{}, run);
+  seam::peer.fill = 0xA5;
+  Call second(function, Arguments{}, run);
+  Require(first.status == second.status, "what comes after a reply does not matter");
+  if constexpr (sizeof...(Parameters) > 1) {
+    auto &a = first.Output().records, &b = second.Output().records;
+    Require(std::memcmp(a.data(), b.data(), a.size() * sizeof a[0]) == 0, "nor to the records");
+    if constexpr (Call::kIsCommand) {
+      CheckCommand(first);
+    } else {
+      CheckQuery(first);
+    }
+  }
+}
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (size == 0) return 0;
-  const Fn call = kCalls[data[0] % std::size(kCalls)];
   const seam::Bytes reply(data + 1, data + size);
   seam::peer.answer = [&reply](const seam::Bytes&) { return reply; };
-  seam::peer.fill = 0;
-  const Outcome first = call();
-  seam::peer.fill = 0xA5;
-  Require(call() == first, "what stands behind a reply has no say");
+  calls::With(data[0] % calls::kCount, [](auto* function) { Do(function); });
   return 0;
 }

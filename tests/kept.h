@@ -13,11 +13,15 @@
 
 #include "platform/hqosd.h"
 #include "service/keeper.h"
+#include "tests/calls.h"
 #include "tests/failing_vfs.h"
 #include "tests/in_process.h"
 #include "tests/rule_bytes.h"
 
 namespace wire {
+
+// The first six are those of the random commands.
+constexpr const char* kNames[] = {"a", "b", "c", "d", "e", "f", "there", "never", "after"};
 
 class Kept : public testing::Test, public Caller {
  protected:
@@ -59,11 +63,9 @@ class Kept : public testing::Test, public Caller {
   std::string Snapshot() {
     std::string all;
     const auto add = [&all](const auto& bytes) { all.append(bytes.begin(), bytes.end()); };
-    for (const char* name : {"0", "1", "2", "3", "4", "5", "there", "never", "after"}) {
-      const char* const kinds[] = {"sp", "fg", "fc", "dp", "fp"};
+    for (const char* name : kNames) {
       for (uint16_t query = 1; query <= 5; ++query) {
-        const std::string object = (*name <= '9' ? kinds[query - 1] : "") + std::string(name);
-        add(Respond(Message(1, 2, Tlv(query, Field(object, 32) + Hex("ffff 0000")))));
+        add(Respond(Message(1, 2, Tlv(query, Field(name, 32) + Hex("ffff 0000")))));
       }
     }
     HQOS_SPInfo sp{};
@@ -86,56 +88,12 @@ class Kept : public testing::Test, public Caller {
 
   // A random command on a few objects; most of them are accepted at some time.
   void DoAtRandom() {
-    const auto name = [this](const std::string& kind) {
-      return Field(kind + std::to_string(random_() % 6), 32);
-    };
-    const auto number = [this](unsigned below) {  // four bytes
-      return Bytes{0, 0, 0, static_cast<uint8_t>(random_() % below)};
-    };
-    const Bytes sp = name("sp"), fg = name("fg"), fc = name("fc"), fp = name("fp"), dp = name("dp");
-    const Bytes other = name("fg"), maybeFP = random_() % 2 != 0 ? fp : Bytes(32);
-    const Bytes id = Hex("ffff 0000"), v = number(8), low{v[2], v[3]};
-    const Bytes rule = Hex("00000002") + low + low + Bytes(28, 0xFF);
-    const Bytes ofFP = Tlv(1, fp + Bytes(4)), ofSP = Tlv(5, sp + id);
-    const Bytes slot = Tlv(7, Hex("00000001") + number(4) + Hex("00000002") + Bytes(48)) + ofSP;
-    const Bytes eth = Tlv(7, Hex("00000004 00000003") + number(3) + Bytes(48)) + ofSP;
-    const Bytes v4 = v + v + v + v, v3 = number(2) + v + v;
-    const std::pair<uint16_t, Bytes> commands[] = {
-        {HQOS_CMD_ADD_SP, sp + id},
-        {HQOS_CMD_DEL_SP, sp + id},
-        {HQOS_CMD_SET_SP_UNIT, sp + number(2)},
-        {HQOS_CMD_RESET_SP_UNIT, sp + id},
-        {HQOS_CMD_ADD_FG, fg + id},
-        {HQOS_CMD_DEL_FG, fg + id},
-        {HQOS_CMD_ADD_FP, fp + id},
-        {HQOS_CMD_DEL_FP, fp + id},
-        {HQOS_CMD_ADD_DP, dp + id},
-        {HQOS_CMD_DEL_DP, dp + id},
-        {HQOS_CMD_ADD_DP_WEIGHT, dp + v},
-        {HQOS_CMD_DEL_DP_WEIGHT, dp + id},
-        {HQOS_CMD_ADD_DP_THRESHOLD, dp + number(3) + v3},
-        {HQOS_CMD_DEL_DP_THRESHOLD, dp + number(3) + Bytes(12)},
-        {HQOS_CMD_ADD_QUEUE, ofFP + Tlv(HQOS_FPTLV_QUEUE, v3)},
-        {HQOS_CMD_ADD_GTS, ofFP + Tlv(HQOS_FPTLV_GTS, v4)},
-        {HQOS_CMD_DEL_GTS, fp + id},
-        {HQOS_CMD_ADD_BANDWIDTH, ofFP + Tlv(HQOS_FPTLV_BANDWIDTH, v)},
-        {HQOS_CMD_FP_REFER_DP, ofFP + Tlv(HQOS_FPTLV_DPREF, dp + Bytes(4))},
-        {HQOS_CMD_DEL_FP_REFER_DP, fp + id},
-        {HQOS_CMD_ADD_SP_NEST_FG, sp + fg + maybeFP + rule},
-        {HQOS_CMD_ADD_SP_NEST_FG, sp + other + maybeFP + rule},
-        {HQOS_CMD_ADD_FG_NEST_FG, fg + other + maybeFP + rule},
-        {HQOS_CMD_ADD_FG_NEST_FC, fg + fc + maybeFP + Bytes(36)},
-        {HQOS_CMD_DEL_FG_NEST_FC, fg + fc + Bytes(68)},
-        {HQOS_CMD_DEL_SP_MATCH, sp + rule},
-        {HQOS_CMD_DEL_FG_MATCH, fg + rule},
-        {HQOS_CMD_APPLY_SP, slot},
-        {HQOS_CMD_APPLY_SP, eth},
-        {HQOS_CMD_UNDO_APPLY_SP, slot},
-        {HQOS_CMD_UNDO_APPLY_SP, eth},
-    };
-    const auto& [code, payload] = commands[random_() % std::size(commands)];
-    const Bytes reply = Respond(Message(1, 1, Tlv(code, payload)));
-    EXPECT_NE(reply.at(15), HQOSD_MALFORMED & 0xFF) << code;
+    calls::With(random_() % calls::kCommands, [this]<class... P>(uint32_t (*command)(P...)) {
+      if constexpr (calls::Call<P...>::kIsCommand) {
+        calls::Call call(command, Arguments{random_}, [this](auto run) { return Run(run); });
+        EXPECT_TRUE(call.status == 0 && call.Output().records[0].code != HQOSD_MALFORMED);
+      }
+    });
   }
 
   // Carries out the statements on the file; the number that a query returns.
@@ -156,6 +114,24 @@ class Kept : public testing::Test, public Caller {
   FakeInterfaces interfaces_;
 
  private:
+  struct Arguments {
+    std::mt19937& random;
+
+    uint32_t Below(uint32_t bound) const { return static_cast<uint32_t>(random() % bound); }
+    void Fill(const char*& name) const { name = kNames[Below(6)]; }
+    void Fill(uint16_t& id) const { id = HQOS_ID_NONE; }
+    void Fill(uint32_t& number) const { number = Below(4); }
+    void Fill(HQOS_DPThreshold& t) const { t = {1, 2, Below(9), Below(9)}; }
+    void Fill(HQOS_MatchRule& rule) const {
+      const auto value = static_cast<uint16_t>(Below(8));
+      rule = Rule(HQOS_MATCH_DOT1P, {{value, value}});
+    }
+    void Fill(HQOS_AppObj& obj) const {
+      obj = {HQOS_APPOBJ_SLOT, Below(4), HQOS_DIR_BOTH, {}};
+      if (Below(2) != 0) obj = {HQOS_APPOBJ_IFINDEX, 3, Below(3), {}};
+    }
+  };
+
   std::string dir_;
   std::unique_ptr<hqosd::Keeper> keeper_;
   std::mt19937 random_{11};
