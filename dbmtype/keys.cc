@@ -15,7 +15,7 @@ uint32_t HQOS_dbmtype_EncapIfRunKey(uint32_t layer, uint32_t secondNumber, uint3
       scnprintf(key, HQOS_DBKEY_SIZE, "IFRUN-%u-%u-%s", firstNumber, secondNumber, name));
 }
 
-// The layer's name stands behind the numbers and has no say.
+// The layer's name comes after the numbers and is ignored.
 void HQOS_dbmtype_DecapIfRunKey(uint32_t, const char* key, uint32_t* secondNumber,
                                 uint32_t* firstNumber) {
   *firstNumber = *secondNumber = 0;

@@ -1,12 +1,12 @@
 // Database records: one TLV whose value is a sequence of TLVs.
 #pragma once
 
-#include "msg/parts.h"
+#include "msg/optional_parts.h"
 
 namespace hqos {
 
 // The sequence while it is written. A TLV that no longer fits is left out.
-class Inner {
+class RecordWriter {
  public:
   // Returns the length of the TLV's header.
   template <class Layout, class Record>
@@ -25,7 +25,7 @@ class Inner {
   }
 
   // Writes the record around it; the bytes written, 0 when it does not fit.
-  uint32_t Wrap(uint16_t type, uint16_t bufLen, uint8_t* buf) const {
+  uint32_t Finish(uint16_t type, uint16_t bufLen, uint8_t* buf) const {
     return STLV_Set(buf, bufLen, type, used_, bytes_);
   }
 
@@ -35,7 +35,7 @@ class Inner {
 };
 
 // Takes the record's TLV, of any type; false when there is no whole one.
-inline bool Unwrap(const uint8_t* buf, uint16_t len, Tlv& record) {
+inline bool OpenRecord(const uint8_t* buf, uint16_t len, Tlv& record) {
   return TlvWalk(buf, len).Next(record);
 }
 

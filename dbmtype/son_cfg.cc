@@ -8,27 +8,27 @@ namespace {
 
 // TLV HQOS_DBTLV_SONCFG.
 constexpr auto kFixed =
-    hqos::Table<72>(hqos::Row{0, 2, hqos::kHost, &HQOS_SonCfg::value1},
-                    hqos::Row{2, 2, hqos::kHost, &HQOS_SonCfg::value2},
-                    hqos::Row{4, 32, hqos::kText, &HQOS_SonCfg::name1},
-                    hqos::Row{36, 32, hqos::kText, &HQOS_SonCfg::name2},
-                    hqos::Row{68, 4, hqos::kRuleType<hqos::Host>, &HQOS_SonCfg::rule});
+    hqos::Table<72>(hqos::Field{0, 2, hqos::kRaw, &HQOS_SonCfg::value1},
+                    hqos::Field{2, 2, hqos::kRaw, &HQOS_SonCfg::value2},
+                    hqos::Field{4, 32, hqos::kText, &HQOS_SonCfg::name1},
+                    hqos::Field{36, 32, hqos::kText, &HQOS_SonCfg::name2},
+                    hqos::Field{68, 4, hqos::kRuleType<hqos::Raw>, &HQOS_SonCfg::rule});
 
 }  // namespace
 
 uint32_t HQOS_dbmtype_EncapSonCfg(const HQOS_SonCfg* rec, uint16_t bufLen, uint32_t* outLen,
                                   uint8_t* buf) {
-  hqos::Inner inner;
-  *outLen = 2 * inner.Add(HQOS_DBTLV_SONCFG, kFixed, *rec);
+  hqos::RecordWriter writer;
+  *outLen = 2 * writer.Add(HQOS_DBTLV_SONCFG, kFixed, *rec);
   if (hqos::HasStoredRanges(rec->rule.type)) {
-    inner.Add(HQOS_DBTLV_RULE_RANGES, hqos::kRuleRanges, rec->rule);
+    writer.Add(HQOS_DBTLV_RULE_RANGES, hqos::kRuleRanges, rec->rule);
   }
-  return inner.Wrap(HQOS_DBTLV_SONCFG, bufLen, buf);
+  return writer.Finish(HQOS_DBTLV_SONCFG, bufLen, buf);
 }
 
 uint32_t HQOS_dbmtype_DecapSonCfg(const uint8_t* buf, uint16_t len, HQOS_SonCfg* rec) {
   hqos::Tlv record;
-  if (!hqos::Unwrap(buf, len, record)) return HQOS_ERR_FAILED;
+  if (!hqos::OpenRecord(buf, len, record)) return HQOS_ERR_FAILED;
   memset(rec, 0, sizeof *rec);
   hqos::TlvWalk walk(record.value, record.length);
   for (hqos::Tlv tlv; walk.Next(tlv);) {

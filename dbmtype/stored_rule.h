@@ -1,17 +1,17 @@
-// A match rule as it is stored: its type stands in another TLV than its ranges.
+// A match rule as it is stored: its type is in another TLV than its ranges.
 #pragma once
 
-#include "lib/match_rule.h"
+#include "msg/records.h"
 #include "util/match_rule.h"
 
 namespace hqos {
 
 // The type, in the one byte order or the other.
 template <class Form>
-inline constexpr auto kRuleType = Table<4>(Row{0, 4, Form{}, &HQOS_MatchRule::type});
+inline constexpr auto kRuleType = Table<4>(Field{0, 4, Form{}, &HQOS_MatchRule::type});
 
 // TLV HQOS_DBTLV_RULE_RANGES.
-inline constexpr auto kRuleRanges = Table<32>(Row{0, 32, kValueRange, &HQOS_MatchRule::ranges});
+inline constexpr auto kRuleRanges = Table<32>(Field{0, 32, kValueRange, &HQOS_MatchRule::ranges});
 
 // Types whose ranges are not stored. Type 1 is one of them though no match type has that number.
 constexpr bool HasStoredRanges(uint32_t type) {

@@ -8,11 +8,7 @@
 
 #include "dbmtype/stored_rule.h"
 #include "fuzz/guard.h"
-#include "lib/apply.h"
-#include "lib/dp_info.h"
-#include "lib/named_info.h"
-#include "lib/payload.h"
-#include "lib/sp_info.h"
+#include "msg/records.h"
 #include "platform/hqosd_store.h"
 #include "service/tlvs.h"
 

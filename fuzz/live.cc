@@ -4,7 +4,7 @@
 
 #include "fuzz/invariants.h"
 #include "fuzz/require.h"
-#include "msg/tlv.h"
+#include "msg/records.h"
 #include "platform/hqosd_store.h"
 #include "service/hierarchy.h"
 #include "service/load.h"

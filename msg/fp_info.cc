@@ -1,6 +1,6 @@
-#include "msg/fp_info.h"
-
 #include <string.h>
+
+#include "msg/records.h"
 
 uint32_t HQOS_msg_EncapFPInfo(const HQOS_FPInfo* info, uint16_t room, uint8_t* out) {
   return hqos::EncodeParts(hqos::kFPParts, *info, room, out);

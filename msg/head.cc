@@ -1,4 +1,4 @@
-#include "msg/head.h"
+#include "msg/records.h"
 
 uint32_t HQOS_msg_EncapMsgHead(uint8_t kind, uint8_t opClass, uint8_t flag, uint8_t* buf) {
   const HQOS_MsgHead head{HQOS_MSGHEAD_LEN, 1, kind, opClass, flag, {}};

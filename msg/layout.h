@@ -1,10 +1,10 @@
-// Layout tables: each wire or stored layout is written once, as rows of (offset, width, form,
+// Layout tables: each wire or stored layout is written once, as fields of (offset, width, form,
 // member) in the order of its bytes; Encode and Decode both follow the table.
 //
-//   inline constexpr auto kThing = Table<36>(Row{0, 32, kText, &Thing::name},
-//                                            Row{32, 2, kBig, &Thing::id});
+//   inline constexpr auto kThing = Table<36>(Field{0, 32, kText, &Thing::name},
+//                                            Field{32, 2, kBigEndian, &Thing::id});
 //
-// Bytes that no row names are padding: written as zero, not read.
+// Bytes that no field names are padding: written as zero, not read.
 #pragma once
 
 #include <bit>
@@ -20,13 +20,13 @@ namespace hqos {
 // The storing of texts below and the 16-bit stores of the public interface rest on this.
 static_assert(std::endian::native == std::endian::little);
 
-// ---- Forms: how a member stands in the bytes ----------------------------------------------------
+// ---- Forms: how a member is written in bytes ----------------------------------------------------
 
-struct Big {};   // number, most significant byte first
-struct Host {};  // number or bytes as they are in memory
-struct Text {};  // NUL-terminated text in a field of fixed size, zero behind the NUL
-inline constexpr Big kBig;
-inline constexpr Host kHost;
+struct BigEndian {};  // number, most significant byte first
+struct Raw {};        // number or bytes as they are in memory
+struct Text {};       // NUL-terminated text in a field of fixed size, zero after the NUL
+inline constexpr BigEndian kBigEndian;
+inline constexpr Raw kRaw;
 inline constexpr Text kText;
 
 template <class T>
@@ -38,31 +38,31 @@ constexpr T Swapped(T v) {
 }
 
 template <std::integral T>
-constexpr size_t Width(Big, const T*) {
+constexpr size_t Width(BigEndian, const T*) {
   return sizeof(T);
 }
 template <std::integral T>
-void Put(Big, const T& member, uint8_t* at) {
+void Put(BigEndian, const T& member, uint8_t* at) {
   const T v = Swapped(member);
   std::memcpy(at, &v, sizeof v);
 }
 template <std::integral T>
-void Get(Big, const uint8_t* at, T& member) {
+void Get(BigEndian, const uint8_t* at, T& member) {
   T v;
   std::memcpy(&v, at, sizeof v);
   member = Swapped(v);
 }
 
 template <std::integral T>
-constexpr size_t Width(Host, const T*) {
+constexpr size_t Width(Raw, const T*) {
   return sizeof(T);
 }
 template <std::integral T>
-void Put(Host, const T& member, uint8_t* at) {
+void Put(Raw, const T& member, uint8_t* at) {
   std::memcpy(at, &member, sizeof member);
 }
 template <std::integral T>
-void Get(Host, const uint8_t* at, T& member) {
+void Get(Raw, const uint8_t* at, T& member) {
   std::memcpy(&member, at, sizeof member);
 }
 
@@ -77,7 +77,7 @@ void CopyText(const void* from, void* to) {
     uint64_t word;
     std::memcpy(&word, static_cast<const uint8_t*>(from) + i, 8);
     const uint64_t nul = (word - kOnes) & ~word & kTops;  // its lowest set bit marks the first NUL
-    word &= (nul ^ (nul - 1)) & alive;                    // nothing behind that bit
+    word &= (nul ^ (nul - 1)) & alive;                    // nothing after that bit
     std::memcpy(static_cast<uint8_t*>(to) + i, &word, 8);
     alive = nul == 0 ? alive : 0;
   }
@@ -97,7 +97,7 @@ void Get(Text, const uint8_t* at, char (&member)[N]) {
   CopyText<N>(at, member);
 }
 
-// Arrays: one element after the other, each in the row's form.
+// Arrays: one element after the other, each in the field's form.
 template <class Form, class T, size_t N>
 constexpr size_t Width(const Form& form, const T (*)[N]) {
   return N * Width(form, static_cast<const T*>(nullptr));
@@ -120,80 +120,81 @@ template <class Form, class T, size_t N>
 // ---- Tables -------------------------------------------------------------------------------------
 
 template <class Form, class Record, class Member>
-struct Row {
+struct Field {
   size_t offset;
   size_t width;
   Form form;
   Member Record::*member;
 };
 template <class Form, class Record, class Member>
-Row(size_t, size_t, Form, Member Record::*) -> Row<Form, Record, Member>;
+Field(size_t, size_t, Form, Member Record::*) -> Field<Form, Record, Member>;
 
-template <size_t Size, class... Rows>
+template <size_t Size, class... Fields>
 struct Layout {
   static constexpr size_t size = Size;
-  std::tuple<Rows...> rows;
+  std::tuple<Fields...> fields;
 };
 
-// Whether the rows stand inside Size bytes, one behind the other, each as wide as its member needs.
+// Whether the fields lie inside Size bytes, one after the other, each as wide as its member needs.
 template <size_t Size, class... Form, class Record, class... Member>
-constexpr bool RowsFit(const Row<Form, Record, Member>&... row) {
+constexpr bool FieldsFit(const Field<Form, Record, Member>&... field) {
   size_t end = 0;
   const auto fits = [&end](size_t offset, size_t width, size_t needed) {
     const bool fit = offset >= end && width == needed && offset + width <= Size;
     end = offset + width;
     return fit;
   };
-  return (fits(row.offset, row.width, Width(row.form, static_cast<const Member*>(nullptr))) && ...);
+  return (fits(field.offset, field.width, Width(field.form, static_cast<const Member*>(nullptr))) &&
+          ...);
 }
 
 // Not constexpr: a table that comes here does not compile.
-inline void RowsDoNotFit() {}
+inline void FieldsDoNotFit() {}
 
-template <size_t Size, class... Rows>
-constexpr Layout<Size, Rows...> Table(Rows... rows) {
-  if (!RowsFit<Size>(rows...)) RowsDoNotFit();
-  return {{rows...}};
+template <size_t Size, class... Fields>
+constexpr Layout<Size, Fields...> Table(Fields... fields) {
+  if (!FieldsFit<Size>(fields...)) FieldsDoNotFit();
+  return {{fields...}};
 }
 
 // A layout is itself a form: that of a record inside another.
-template <class Record, size_t Size, class... Rows>
+template <class Record, size_t Size, class... Fields>
 requires std::is_class_v<Record>
-constexpr size_t Width(const Layout<Size, Rows...>&, const Record*) { return Size; }
-template <class Record, size_t Size, class... Rows>
+constexpr size_t Width(const Layout<Size, Fields...>&, const Record*) { return Size; }
+template <class Record, size_t Size, class... Fields>
 requires std::is_class_v<Record>
-[[gnu::always_inline]] inline void Put(const Layout<Size, Rows...>& layout, const Record& record,
+[[gnu::always_inline]] inline void Put(const Layout<Size, Fields...>& layout, const Record& record,
                                        uint8_t* at) {
   std::memset(at, 0, Size);
   std::apply(
-      [&](const auto&... row) __attribute__((always_inline)) {
-        (Put(row.form, record.*row.member, at + row.offset), ...);
+      [&](const auto&... field) __attribute__((always_inline)) {
+        (Put(field.form, record.*field.member, at + field.offset), ...);
       },
-      layout.rows);
+      layout.fields);
 }
-template <class Record, size_t Size, class... Rows>
+template <class Record, size_t Size, class... Fields>
 requires std::is_class_v<Record>
-[[gnu::always_inline]] inline void Get(const Layout<Size, Rows...>& layout, const uint8_t* at,
+[[gnu::always_inline]] inline void Get(const Layout<Size, Fields...>& layout, const uint8_t* at,
                                        Record& record) {
   std::apply(
-      [&](const auto&... row) __attribute__((always_inline)) {
-        (Get(row.form, at + row.offset, record.*row.member), ...);
+      [&](const auto&... field) __attribute__((always_inline)) {
+        (Get(field.form, at + field.offset, record.*field.member), ...);
       },
-      layout.rows);
+      layout.fields);
 }
 
 // Writes `record` in its layout: layout.size bytes at `out`.
-template <class Record, size_t Size, class... Rows>
-[[gnu::always_inline]] inline void Encode(const Layout<Size, Rows...>& layout, const Record& record,
-                                          uint8_t* out) {
+template <class Record, size_t Size, class... Fields>
+[[gnu::always_inline]] inline void Encode(const Layout<Size, Fields...>& layout,
+                                          const Record& record, uint8_t* out) {
   Put(layout, record, out);
 }
 
 // Reads the members that the layout names from the `length` bytes at `value`; bytes beyond the
 // layout are left alone. False, and nothing read or written, when the value is too short for it.
-template <class Record, size_t Size, class... Rows>
-[[gnu::always_inline]] inline bool Decode(const Layout<Size, Rows...>& layout, const uint8_t* value,
-                                          size_t length, Record& record) {
+template <class Record, size_t Size, class... Fields>
+[[gnu::always_inline]] inline bool Decode(const Layout<Size, Fields...>& layout,
+                                          const uint8_t* value, size_t length, Record& record) {
   if (length < Size) return false;
   Get(layout, value, record);
   return true;

@@ -13,7 +13,7 @@ struct Tlv {
   const uint8_t* value;
 };
 
-// Steps through the TLVs that stand back to back in `room` bytes at `data`. No length that a TLV
+// Steps through the TLVs that lie back to back in `room` bytes at `data`. No length that a TLV
 // claims leads outside them.
 class TlvWalk {
  public:
@@ -39,7 +39,7 @@ class TlvWalk {
   uint16_t room_;
 };
 
-// The walk over the TLVs of a message of at least one byte; they begin behind its head, whose
+// The walk over the TLVs of a message of at least one byte; they begin after its head, whose
 // length is its first byte. A head longer than the message leaves nothing to walk.
 inline TlvWalk WalkMessage(const uint8_t* msg, uint16_t msgLen) {
   const uint16_t headLen = msg[0] < msgLen ? msg[0] : msgLen;

@@ -1,5 +1,5 @@
 // Applying SPs, and the queries that read where they are applied.
-#include "lib/apply.h"
+#include "msg/records.h"
 #include "platform/hqosd_store.h"
 #include "service/applications.h"
 #include "service/hierarchy.h"

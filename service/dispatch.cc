@@ -2,8 +2,7 @@
 
 #include <algorithm>
 
-#include "msg/head.h"
-#include "msg/tlv.h"
+#include "msg/records.h"
 #include "service/log.h"
 #include "service/requests.h"
 #include "service/tlvs.h"

@@ -1,5 +1,5 @@
 // DPs: their weight and thresholds, and the queries that read them.
-#include "lib/dp_info.h"
+#include "msg/records.h"
 #include "service/block.h"
 
 namespace hqosd {

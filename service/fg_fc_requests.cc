@@ -1,5 +1,5 @@
 // Queries that read FGs and FCs.
-#include "lib/named_info.h"
+#include "msg/records.h"
 #include "service/block.h"
 
 namespace hqosd {

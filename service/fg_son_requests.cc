@@ -1,5 +1,5 @@
 // The query that lists the children of FGs.
-#include "lib/fg_son.h"
+#include "msg/records.h"
 #include "service/block.h"
 #include "service/hierarchy.h"
 

@@ -4,8 +4,7 @@
 #include <cstdlib>
 #include <new>
 
-#include "msg/head.h"
-#include "msg/tlv.h"
+#include "msg/records.h"
 #include "platform/hqosd.h"
 #include "service/dispatch.h"
 #include "service/load.h"

@@ -1,6 +1,6 @@
 #include "service/load.h"
 
-#include "lib/nest_payload.h"
+#include "msg/records.h"
 #include "platform/hqosd_store.h"
 #include "service/applications.h"
 #include "service/objects.h"

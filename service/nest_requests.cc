@@ -1,5 +1,5 @@
 // Commands that nest FGs and FCs, and remove match rules.
-#include "lib/nest_payload.h"
+#include "msg/records.h"
 #include "service/hierarchy.h"
 #include "service/objects.h"
 #include "service/rule_bits.h"

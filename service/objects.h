@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "lib/payload.h"
+#include "msg/records.h"
 #include "service/requests.h"
 
 namespace hqosd {

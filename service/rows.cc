@@ -1,8 +1,6 @@
 #include "service/rows.h"
 
-#include "lib/apply.h"
-#include "lib/dp_info.h"
-#include "lib/named_info.h"
+#include "msg/records.h"
 #include "platform/hqosd_store.h"
 #include "service/hierarchy.h"
 #include "service/objects.h"

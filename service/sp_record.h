@@ -1,7 +1,7 @@
 // The record of an SP, alone or where it is applied.
 #pragma once
 
-#include "lib/sp_info.h"
+#include "msg/records.h"
 #include "service/objects.h"
 #include "service/tlvs.h"
 

@@ -1,8 +1,5 @@
 // Queries that list the children of SPs.
-#include "lib/bulk_request.h"
-#include "lib/sp_son.h"
-#include "lib/words.h"
-#include "msg/tlv.h"
+#include "msg/records.h"
 #include "service/applications.h"
 #include "service/block.h"
 #include "service/hierarchy.h"

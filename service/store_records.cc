@@ -6,11 +6,7 @@
 
 #include "dbmtype/fp_records.h"
 #include "dbmtype/record.h"
-#include "lib/apply.h"
-#include "lib/dp_info.h"
-#include "lib/named_info.h"
-#include "lib/payload.h"
-#include "lib/sp_info.h"
+#include "msg/records.h"
 #include "platform/hqosd_store.h"
 
 namespace {
@@ -60,7 +56,8 @@ int HQOSD_ReadDP(const uint8_t* value, size_t length, HQOS_DPInfo* out) {
 
 int HQOSD_ReadFPCfg(const uint8_t* value, size_t length, HQOS_FPCfg* out) {
   hqos::Tlv record;
-  if (length > UINT16_MAX || !hqos::Unwrap(value, static_cast<uint16_t>(length), record)) return 0;
+  if (length > UINT16_MAX || !hqos::OpenRecord(value, static_cast<uint16_t>(length), record))
+    return 0;
   HQOS_FPCfg cfg{};
   DecodeParts(hqos::kFPCfgParts, record.value, record.length, cfg);
   cfg.dpName[sizeof cfg.dpName - 1] = '\0';

@@ -11,11 +11,11 @@
 
 namespace {
 
-using hqos::kBig;
-using hqos::kHost;
+using hqos::Field;
+using hqos::FieldsFit;
+using hqos::kBigEndian;
+using hqos::kRaw;
 using hqos::kText;
-using hqos::Row;
-using hqos::RowsFit;
 using hqos::Table;
 using wire::operator+;
 using wire::Bytes;
@@ -35,11 +35,13 @@ struct Outer {
   char name[8];
 };
 
-constexpr auto kInner = Table<4>(Row{0, 2, kBig, &Inner::low}, Row{2, 2, kBig, &Inner::high});
-constexpr auto kOuter = Table<44>(
-    Row{0, 1, kBig, &Outer::byte}, Row{2, 2, kBig, &Outer::two}, Row{4, 4, kBig, &Outer::four},
-    Row{8, 8, kBig, &Outer::eight}, Row{16, 4, kHost, &Outer::asIs}, Row{20, 3, kHost, &Outer::raw},
-    Row{24, 8, kInner, &Outer::inner}, Row{32, 8, kText, &Outer::name});
+constexpr auto kInner =
+    Table<4>(Field{0, 2, kBigEndian, &Inner::low}, Field{2, 2, kBigEndian, &Inner::high});
+constexpr auto kOuter =
+    Table<44>(Field{0, 1, kBigEndian, &Outer::byte}, Field{2, 2, kBigEndian, &Outer::two},
+              Field{4, 4, kBigEndian, &Outer::four}, Field{8, 8, kBigEndian, &Outer::eight},
+              Field{16, 4, kRaw, &Outer::asIs}, Field{20, 3, kRaw, &Outer::raw},
+              Field{24, 8, kInner, &Outer::inner}, Field{32, 8, kText, &Outer::name});
 
 const Outer kRecord{0x11,
                     0x2122,
@@ -77,12 +79,16 @@ TEST(Layout, DecodesWhatItEncodesAndNothingShorter) {
 }
 
 TEST(Layout, TablesThatDoNotFitAreNoticed) {
-  static_assert(RowsFit<4>(Row{0, 2, kBig, &Inner::low}, Row{2, 2, kBig, &Inner::high}));
-  static_assert(!RowsFit<3>(Row{0, 2, kBig, &Inner::low}, Row{2, 2, kBig, &Inner::high}));
-  static_assert(!RowsFit<4>(Row{0, 2, kBig, &Inner::low}, Row{1, 2, kBig, &Inner::high}));
-  static_assert(!RowsFit<4>(Row{2, 2, kBig, &Inner::high}, Row{0, 2, kBig, &Inner::low}));
-  static_assert(!RowsFit<4>(Row{0, 4, kBig, &Inner::low}));
-  static_assert(!RowsFit<8>(Row{0, 4, kText, &Outer::name}));
+  static_assert(
+      FieldsFit<4>(Field{0, 2, kBigEndian, &Inner::low}, Field{2, 2, kBigEndian, &Inner::high}));
+  static_assert(
+      !FieldsFit<3>(Field{0, 2, kBigEndian, &Inner::low}, Field{2, 2, kBigEndian, &Inner::high}));
+  static_assert(
+      !FieldsFit<4>(Field{0, 2, kBigEndian, &Inner::low}, Field{1, 2, kBigEndian, &Inner::high}));
+  static_assert(
+      !FieldsFit<4>(Field{2, 2, kBigEndian, &Inner::high}, Field{0, 2, kBigEndian, &Inner::low}));
+  static_assert(!FieldsFit<4>(Field{0, 4, kBigEndian, &Inner::low}));
+  static_assert(!FieldsFit<8>(Field{0, 4, kText, &Outer::name}));
 }
 
 // The word-wise copy against what it stands for, byte by byte.

@@ -5,7 +5,7 @@
 
 namespace {
 
-// The platform's types of interface that a bit of the mask stands for; 0 ends them.
+// The platform's interface types of a bit of the mask; 0 ends them.
 struct Kind {
   uint8_t bit;
   uint8_t types[6];

@@ -8,7 +8,7 @@
 
 namespace hqos {
 
-// The empty rule, but for its type.
+// The empty rule, except for its type.
 constexpr HQOS_MatchRule EmptyRule(uint32_t type) {
   HQOS_MatchRule rule{type, {}};
   for (HQOS_ValueRange& range : rule.ranges) range = {0xFFFF, 0xFFFF};

@@ -43,7 +43,7 @@ template <class... Layouts, class Record>
 }
 
 // Reads the parts found in `length` bytes into the record and sets their flags. Parts in any order,
-// the last of a type counts; other types, and values too short for their layout, are passed over.
+// the last of a type counts; other types, and values too short for their layout, are skipped.
 template <class... Layouts, class Record>
 [[gnu::always_inline]] inline void DecodeParts(const std::tuple<Part<Layouts>...>& parts,
                                                const uint8_t* value, uint16_t length,

@@ -1,13 +1,10 @@
-#include "msg/round_trip.h"
+#include "lib/round_trip.h"
 
 #include <arpa/inet.h>
 #include <errno.h>
 #include <unistd.h>
 
-#include "msg/head.h"
-#include "msg/tlv.h"
 #include "platform/lip.h"
-#include "platform/text.h"
 
 namespace {
 

@@ -1,6 +1,5 @@
-#include "lib/bulk_request.h"
-
-#include "msg/tlv.h"
+// The bulk request record.
+#include "msg/records.h"
 
 uint32_t HQOS_msg_EncapBulkReq(const HQOS_AppObj* obj, const HQOS_SPSonPath* start, uint32_t count,
                                uint16_t bufLen, uint8_t* buf) {

@@ -1,19 +1,15 @@
-// Queries that list the children of SPs, and the order of their paths.
-#include <string.h>
-
-#include "lib/bulk_request.h"
-#include "lib/flat_reply.h"
-#include "lib/sp_son.h"
-#include "lib/words.h"
-
-static_assert(HQOS_BULK_SPSON_MAX == hqos::MostRecords(0));  // containers may be empty
-
-namespace {
+// Queries that list the children of FGs and SPs.
+#include "lib/round_trip.h"
 
 using hqos::Decode;
 using hqos::Tlv;
 
-// One TLV of a child, by the kind of record; those of other types are passed over.
+static_assert(HQOS_BULK_FGSON_MAX == hqos::MaxRecords(hqos::kFGSon.size));
+static_assert(HQOS_BULK_SPSON_MAX == hqos::MaxRecords(0));  // containers may be empty
+
+namespace {
+
+// One TLV of a child, by the kind of record; those of other types are skipped.
 [[gnu::always_inline]] inline void DecodePart(const Tlv& tlv, HQOS_SPSon& son) {
   if (tlv.type == HQOS_TLV_SONPATH) Decode(hqos::kSonPath, tlv.value, tlv.length, son.path);
   if (tlv.type == HQOS_TLV_SONCFG) Decode(hqos::kSonCfg, tlv.value, tlv.length, son.cfg);
@@ -55,6 +51,14 @@ uint32_t ListSons(uint16_t queryType, const HQOS_AppObj* obj, const HQOS_SPSonPa
 }
 
 }  // namespace
+
+uint32_t HQOS_lib_GetBulkFGSon(const HQOS_FGSonKey* start, uint32_t count, uint32_t* outCount,
+                               HQOS_FGSon* infos) {
+  hqos::Reply reply;
+  const uint32_t status = hqos::Query(HQOS_OP_BULK, HQOS_BULK_FG_SON, hqos::kFGSonRequest,
+                                      HQOS_FGSonRequest{*start, count}, reply);
+  return status != 0 ? status : hqos::DecodeAll(reply, hqos::kFGSon, outCount, infos);
+}
 
 uint32_t HQOS_lib_GetBulkSPSon(const HQOS_SPSonPath* start, uint32_t count, uint32_t* outCount,
                                HQOS_SPSon* infos) {
