@@ -108,70 +108,79 @@ void RaiseDescriptorLimit() {
   setrlimit(RLIMIT_NOFILE, &limit);
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
-  CLI::App app(
-      "Stand-in for the hqos service: keeps objects in a store and answers requests, in the "
-      "foreground, until SIGTERM or SIGINT.");
-  app.set_version_flag("--version", "hqosd " HQOS_VERSION);
-  app.footer(
-      "Its endpoint stands in $HQOS_RUNTIME_DIR; without that in /run/hqos if it can, else in\n"
-      "$XDG_RUNTIME_DIR/hqos, else in .hqos in the home directory.\n"
-      "Its store is hqosd.db in $HQOS_STATE_DIR; without that in /var/lib/hqos for root, for "
-      "others\n"
-      "in $XDG_STATE_HOME/hqos or .local/state/hqos in the home directory.");
+struct Options {
   std::string counters, file;
   bool ephemeral = false, check = false, dump = false, open = false;
   hqosd::DumpForm form;
   uint16_t node = 0;
-  app.add_option("--node", node, "serve the slot with this node address; without it, the own slot")
+};
+
+void AddOptions(CLI::App& app, Options& o) {
+  app.set_version_flag("--version", "hqosd " HQOS_VERSION);
+  app.footer(
+      "It listens on a socket in $HQOS_RUNTIME_DIR; without that in /run/hqos if it can, else in\n"
+      "$XDG_RUNTIME_DIR/hqos, else in .hqos in the home directory.\n"
+      "Its store is hqosd.db in $HQOS_STATE_DIR; without that in /var/lib/hqos for root, for "
+      "others\n"
+      "in $XDG_STATE_HOME/hqos or .local/state/hqos in the home directory.");
+  app.add_option("--node", o.node,
+                 "serve the slot with this node address; without it, the own slot")
       ->check(CLI::Range(1, 0xFFFE));
-  auto* const storeOption =
-      app.add_option("--store", file, "the store; without it, the default")->type_name("FILE");
-  app.add_flag("--ephemeral", ephemeral, "keep nothing: objects go when the service ends")
-      ->excludes(storeOption);
-  app.add_flag("--check", check, "only read the store, say what is in it and what is wrong");
-  auto* const dumpOption = app.add_flag("--dump", dump, "print the store, decoded");
-  app.add_flag("--json", form.json, "with --dump: one JSON array")->needs(dumpOption);
-  app.add_flag("--bytes", form.bytes, "with --dump --json: the bytes of every record too")
-      ->needs(dumpOption);
-  app.add_option("FILE", file, "with --dump: the store")->needs(dumpOption)->excludes(storeOption);
-  app.add_flag("--open", open,
-               "let everybody configure, not only root, the service's user and group hqos");
-  app.add_option("--counters", counters,
-                 "a JSON file with the counters of children, docs/service.md has its form; without "
+  auto* const store = app.add_option("--store", o.file, "the store; without it, the default");
+  store->type_name("FILE");
+  app.add_flag("--ephemeral", o.ephemeral, "store nothing: objects end with the service")
+      ->excludes(store);
+  app.add_flag("--check", o.check, "only read the store, report what is in it and what is wrong");
+  auto* const dump = app.add_flag("--dump", o.dump, "print the store, decoded");
+  app.add_flag("--json", o.form.json, "with --dump: one JSON array")->needs(dump);
+  app.add_flag("--bytes", o.form.bytes, "with --dump --json: the bytes of every record too")
+      ->needs(dump);
+  app.add_option("FILE", o.file, "with --dump: the store")->needs(dump)->excludes(store);
+  app.add_flag("--open", o.open,
+               "any user may configure, not only root, the service's user and group hqos");
+  app.add_option("--counters", o.counters,
+                 "a JSON file with the counters of children, described in docs/service.md; without "
                  "it all are zero")
       ->type_name("FILE");
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  CLI::App app(
+      "The hqos service: keeps objects in a store and answers requests, in the foreground, until "
+      "SIGTERM or SIGINT.");
+  Options o;
+  AddOptions(app, o);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& e) {
     return app.exit(e) == 0 ? 0 : 2;
   }
-  signal(SIGPIPE, SIG_IGN);  // the reader of the log may go
-  umask(077);                // the store is nobody else's to read or lock
+  signal(SIGPIPE, SIG_IGN);  // the reader of the log may disappear
+  umask(077);                // nobody else may read or lock the store
   RaiseDescriptorLimit();
-  // The own slot's service stands where its programs look for it.
-  const bool isOwn = node == 0 || node == HQOS_util_GetLipBySlotId(DEV_GetSelfSlot());
-  const uint32_t endpoint = isOwn ? HQOS_SERVICE_NODE : node;
-  if (file.empty()) file = DefaultStore(isOwn ? 0 : node);
-  if (dump) {
-    const std::string why = hqosd::DumpStore(file, form);
-    if (!why.empty()) hqosd::Log("cannot read the store %s: %s", file.c_str(), why.c_str());
+  // The own slot's service listens where its programs look for it.
+  const bool isOwn = o.node == 0 || o.node == HQOS_util_GetLipBySlotId(DEV_GetSelfSlot());
+  const uint32_t endpoint = isOwn ? HQOS_SERVICE_NODE : o.node;
+  if (o.file.empty()) o.file = DefaultStore(isOwn ? 0 : o.node);
+  if (o.dump) {
+    const std::string why = hqosd::DumpStore(o.file, o.form);
+    if (!why.empty()) hqosd::Log("cannot read the store %s: %s", o.file.c_str(), why.c_str());
     return why.empty() ? 0 : 1;
   }
-  if (check) {
-    const auto store = Open(file, true);
+  if (o.check) {
+    const auto store = Open(o.file, true);
     return store != nullptr && hqosd::CheckStore(*store) ? 0 : 1;
   }
   hqosd::Model model;
-  if (!counters.empty()) model.counters = hqosd::FileCounters(counters);
+  if (!o.counters.empty()) model.counters = hqosd::FileCounters(o.counters);
   hqosd::Keeper keeper(std::move(model));
-  if (!ephemeral) {
-    auto store = Open(file, false);
-    if (store == nullptr && CanOnlyBeRead(file)) store = Open(file, true);
+  if (!o.ephemeral) {
+    auto store = Open(o.file, false);
+    if (store == nullptr && CanOnlyBeRead(o.file)) store = Open(o.file, true);
     if (store == nullptr || !keeper.KeepIn(std::move(store))) return 1;
   }
   return Serve(endpoint, keeper,
-               open ? hqosd::Access::Open() : hqosd::Access(hqosd::ConfiguringGroup()));
+               o.open ? hqosd::Access::Open() : hqosd::Access(hqosd::ConfiguringGroup()));
 }

@@ -88,9 +88,9 @@ class Kept : public testing::Test, public Caller {
 
   // A random command on a few objects; most of them are accepted at some time.
   void DoAtRandom() {
-    calls::With(random_() % calls::kCommands, [this]<class... P>(uint32_t (*command)(P...)) {
+    calls::With(random_() % calls::kCommands, [&]<class... P>(uint32_t (*command)(P...)) {
       if constexpr (calls::Call<P...>::kIsCommand) {
-        calls::Call call(command, Arguments{random_}, [this](auto run) { return Run(run); });
+        calls::Call call(command, Arguments{random_}, [this](auto run) { return this->Run(run); });
         EXPECT_TRUE(call.status == 0 && call.Output().records[0].code != HQOSD_MALFORMED);
       }
     });
@@ -119,7 +119,7 @@ class Kept : public testing::Test, public Caller {
 
     uint32_t Below(uint32_t bound) const { return static_cast<uint32_t>(random() % bound); }
     void Fill(const char*& name) const { name = kNames[Below(6)]; }
-    void Fill(uint16_t& id) const { id = HQOS_ID_NONE; }
+    static void Fill(uint16_t& id) { id = HQOS_ID_NONE; }
     void Fill(uint32_t& number) const { number = Below(4); }
     void Fill(HQOS_DPThreshold& t) const { t = {1, 2, Below(9), Below(9)}; }
     void Fill(HQOS_MatchRule& rule) const {
