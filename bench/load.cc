@@ -9,7 +9,7 @@
 #include <string>
 
 #include "bench/rude_clients.h"
-#include "platform/hqosd.h"
+#include "hqosd.h"
 
 namespace {
 

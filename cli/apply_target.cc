@@ -7,7 +7,7 @@
 
 #include "cli/arguments.h"
 #include "cli/failure.h"
-#include "platform/hqosd.h"
+#include "hqosd.h"
 #include "platform/if_select.h"
 
 namespace hqosctl {

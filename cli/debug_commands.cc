@@ -5,7 +5,7 @@
 #include "cli/commands.h"
 #include "cli/failure.h"
 #include "hqos.h"
-#include "platform/hqosd.h"
+#include "hqosd.h"
 
 namespace hqosctl {
 

@@ -3,7 +3,7 @@
 #include <cstdio>
 
 #include "cli/deadline.h"
-#include "platform/hqosd.h"
+#include "hqosd.h"
 #include "platform/lip.h"
 
 namespace hqosctl {

@@ -4,7 +4,7 @@
 
 #include "cli/failure.h"
 #include "cli/rule_text.h"
-#include "platform/hqosd.h"
+#include "hqosd.h"
 
 namespace hqosctl {
 

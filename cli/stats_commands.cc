@@ -15,7 +15,7 @@
 #include "cli/rates.h"
 #include "cli/read.h"
 #include "cli/tree.h"
-#include "platform/hqosd.h"
+#include "hqosd.h"
 
 namespace hqosctl {
 

@@ -3,9 +3,9 @@
 include(CMakePackageConfigHelpers)
 
 install(TARGETS hqos hqos-platform EXPORT hqos LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
-install(FILES include/hqos.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(FILES include/hqos.h include/hqosd.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(DIRECTORY platform/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/hqos/platform
-  FILES_MATCHING PATTERN "*.h" PATTERN host EXCLUDE PATTERN "hqosd_store.h" EXCLUDE)
+  FILES_MATCHING PATTERN "*.h" PATTERN host EXCLUDE)
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/hqos)
 install(EXPORT hqos NAMESPACE hqos:: FILE hqosTargets.cmake DESTINATION ${package_dir})

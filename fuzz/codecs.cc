@@ -9,8 +9,8 @@
 #include "dbmtype/stored_rule.h"
 #include "fuzz/guard.h"
 #include "msg/records.h"
-#include "platform/hqosd_store.h"
-#include "service/tlvs.h"
+#include "service/model/tlvs.h"
+#include "service/store/records.h"
 
 namespace {
 
@@ -169,7 +169,7 @@ void Head(const uint8_t* msg, size_t size) {
 template <auto read, class Record, class Encode>
 void Own(const uint8_t* data, size_t size, Encode encode) {
   RoundTrip<Record>(
-      data, size, [](auto* d, uint16_t n, Record& r) { return read(d, n, &r) == 1; }, [](auto&) {},
+      data, size, [](auto* d, uint16_t n, Record& r) { return read(d, n, r); }, [](auto&) {},
       encode);
 }
 
@@ -275,15 +275,19 @@ constexpr Fn kRecords[] = {
     Layer1,
     Layer2,
     FPRun,
-    [](auto* d, size_t n) { Flat<HQOSD_ReadSP, HQOS_SPInfo>(hqos::kSPBase, d, n); },
-    [](auto* d, size_t n) { Flat<HQOSD_ReadFG, HQOS_FGInfo>(hqos::kNamedInfo<HQOS_FGInfo>, d, n); },
-    [](auto* d, size_t n) { Flat<HQOSD_ReadFC, HQOS_FCInfo>(hqos::kNamedInfo<HQOS_FCInfo>, d, n); },
-    [](auto* d, size_t n) { Flat<HQOSD_ReadDP, HQOS_DPInfo>(hqos::kDPInfo, d, n); },
+    [](auto* d, size_t n) { Flat<hqosd::DecodeSP, HQOS_SPInfo>(hqos::kSPBase, d, n); },
     [](auto* d, size_t n) {
-      Own<HQOSD_ReadFPCfg, HQOS_FPCfg>(
+      Flat<hqosd::DecodeFG, HQOS_FGInfo>(hqos::kNamedInfo<HQOS_FGInfo>, d, n);
+    },
+    [](auto* d, size_t n) {
+      Flat<hqosd::DecodeFC, HQOS_FCInfo>(hqos::kNamedInfo<HQOS_FCInfo>, d, n);
+    },
+    [](auto* d, size_t n) { Flat<hqosd::DecodeDP, HQOS_DPInfo>(hqos::kDPInfo, d, n); },
+    [](auto* d, size_t n) {
+      Own<hqosd::DecodeFPCfg, HQOS_FPCfg>(
           d, n, [](auto& r, uint8_t* out) { return HQOS_dbmtype_EncapFPCfg(&r, 1024, out); });
     },
-    [](auto* d, size_t n) { Own<HQOSD_ReadApply, HQOS_ApplyInfo>(d, n, EncodeApply); },
+    [](auto* d, size_t n) { Own<hqosd::DecodeApply, HQOS_ApplyInfo>(d, n, EncodeApply); },
     FPInfo,
     Head,
     Bulk,

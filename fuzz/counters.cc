@@ -1,5 +1,5 @@
 // The JSON file of the service's counters.
-#include "service/counters.h"
+#include "service/model/counters.h"
 
 #include <nlohmann/json.hpp>
 

@@ -1,9 +1,10 @@
 #include "fuzz/invariants.h"
 
+#include "dbmtype/stored_rule.h"
 #include "fuzz/require.h"
-#include "service/applications.h"
-#include "service/hierarchy.h"
-#include "service/objects.h"
+#include "service/model/applications.h"
+#include "service/model/hierarchy.h"
+#include "service/model/objects.h"
 
 namespace fuzz {
 
@@ -73,7 +74,7 @@ void CheckSiblings(const Model& model, const Children& children) {
     const bool isFC = child.kindNumber() == 2;
     Require(isFC == (rule.type == HQOS_MATCH_NONE), "FGs have rules, FCs have none", *child.name);
     if (isFC || rule.type == HQOS_MATCH_GROUP) {
-      const HQOS_MatchRule empty = hqosd::EmptyRule(rule.type);
+      const HQOS_MatchRule empty = hqos::EmptyRule(rule.type);
       Require(std::memcmp(&rule, &empty, sizeof rule) == 0, "a rule without values", *child.name);
       if (!isFC) ++groups;
       continue;
@@ -101,7 +102,7 @@ class Counter {
   explicit Counter(const Model& model) : model_(model) {}
 
   struct Below {
-    uint64_t sons;
+    uint64_t descendants;
     int levels;
   };
 
@@ -118,7 +119,7 @@ class Counter {
         }
         below = known->second;
       }
-      all.sons += 1 + below.sons;
+      all.descendants += 1 + below.descendants;
       all.levels = std::max(all.levels, 1 + below.levels);
     }
     return all;
@@ -151,8 +152,9 @@ void CheckParent(const Model& model, const Object& parent, bool isSP, Counter& c
   }
   CheckSiblings(model, children);
   const Counter::Below below = counter.Of(children);
-  Require(below.sons == parent.value.sons && below.sons <= hqosd::kMostSons,
-          "the children at all depths are counted", parent.name);
+  Require(
+      below.descendants == parent.value.descendants && below.descendants <= hqosd::kMaxDescendants,
+      "the children at all depths are counted", parent.name);
   // An FG is itself on a level.
   Require(below.levels + (isSP ? 0 : 1) <= hqosd::kLevels, "there are five levels", parent.name);
 }
@@ -219,7 +221,7 @@ bool IsSound(const hqosd::ApplyKey& key) {
 void CheckApplications(const Model& model) {
   std::set<std::pair<uint32_t, uint32_t>> indexes;
   for (const auto& [key, application] : model.applications) {
-    const std::string place = hqosd::Place(key);
+    const std::string place = hqosd::TargetText(key);
     Require(IsSound(key), "an SP is applied to an object that there can be", place);
     Require(model.sps.All().contains(application.sp), "the SP exists that is applied to", place);
     if (key.param != HQOS_DIR_BOTH) {

@@ -1,7 +1,7 @@
 // What holds of the service's model at any time.
 #pragma once
 
-#include "service/model.h"
+#include "service/model/model.h"
 
 namespace fuzz {
 

@@ -5,11 +5,11 @@
 #include "fuzz/invariants.h"
 #include "fuzz/require.h"
 #include "msg/records.h"
-#include "platform/hqosd_store.h"
-#include "service/hierarchy.h"
-#include "service/load.h"
-#include "service/log.h"
-#include "service/rows.h"
+#include "service/model/hierarchy.h"
+#include "service/model/log.h"
+#include "service/store/load.h"
+#include "service/store/records.h"
+#include "service/store/rows.h"
 
 namespace hqosd {
 
@@ -65,31 +65,31 @@ uint32_t CheckReply(const hqosd::Bytes& reply) {
 }
 
 template <class Table>
-void TouchAll(Table& table) {
-  for (const auto& [id, object] : table.All()) table.Touch(object.name);
+void MarkAllDirty(Table& table) {
+  for (const auto& [id, object] : table.All()) table.MarkDirty(object.name);
 }
 
 template <class Table>
-void TouchNestings(hqosd::Model& model, const Table& parents, const char* kind) {
+void MarkNestingsDirty(hqosd::Model& model, const Table& parents) {
   for (const auto& [id, parent] : parents.All()) {
     for (const auto& [childId, nesting] : parent.value.children) {
       const hqosd::Child child = hqosd::ChildOf(model, childId);
-      model.touchedNestings.emplace(kind, parent.name, child.kind, *child.name);
+      model.dirtyNestings.insert({Table::kKind, parent.name, child.kind, *child.name});
     }
   }
 }
 
-void TouchEverything(hqosd::Model& model) {
-  TouchAll(model.sps);
-  TouchAll(model.fgs);
-  TouchAll(model.fcs);
-  TouchAll(model.fps);
-  TouchAll(model.dps);
-  TouchNestings(model, model.sps, "SP");
-  TouchNestings(model, model.fgs, "FG");
+void MarkEverythingDirty(hqosd::Model& model) {
+  MarkAllDirty(model.sps);
+  MarkAllDirty(model.fgs);
+  MarkAllDirty(model.fcs);
+  MarkAllDirty(model.fps);
+  MarkAllDirty(model.dps);
+  MarkNestingsDirty(model, model.sps);
+  MarkNestingsDirty(model, model.fgs);
   for (const auto& [key, application] : model.applications) {
-    model.touchedApplications.insert(key);
-    model.touchedRuns.emplace(key, application.ifIndex);
+    model.dirtyApplications.insert(key);
+    model.dirtyRuns.emplace(key, application.ifIndex);
   }
 }
 
@@ -120,7 +120,7 @@ bool Live::Store() {
 
 hqosd::Bytes Live::Ask(const uint8_t* request, size_t length) {
   const uint32_t debug = model.debug;
-  hqosd::Bytes reply = hqosd::Respond(model, request, length);
+  hqosd::Bytes reply = hqosd::Respond(model, request, length).reply;
   const uint32_t code = CheckReply(reply);
   const bool hasChanged = Store() || model.debug != debug;
   Require(!hasChanged || reply[3] == HQOS_OP_CONFIG, "a query changes nothing");
@@ -132,7 +132,7 @@ hqosd::Bytes Live::Ask(const uint8_t* request, size_t length) {
 void Live::Finish() {
   CheckInvariants(model);
   std::map<std::string, hqosd::Bytes> all{{HQOSD_KEY_VERSION, hqosd::VersionValue()}};
-  TouchEverything(model);
+  MarkEverythingDirty(model);
   Apply(hqosd::TakeChanges(model), all);
   for (const auto& [key, value] : rows_) {
     Require(all.contains(key), "a record that has gone is deleted:", key);
@@ -142,8 +142,8 @@ void Live::Finish() {
   std::vector<hqosd::StoredRecord> records;
   for (const auto& [key, value] : rows_) records.push_back({key, value});
   hqosd::Model again;
-  const std::vector<hqosd::Change> mending = hqosd::Load(records, again).mending;
-  if (!mending.empty()) Require(false, mending[0].aside.c_str(), mending[0].key);
+  const std::vector<hqosd::Change> repairs = hqosd::Load(records, again);
+  if (!repairs.empty()) Require(false, repairs[0].quarantine.c_str(), repairs[0].key);
   CheckInvariants(again);
 }
 

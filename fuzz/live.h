@@ -4,7 +4,7 @@
 #include <map>
 #include <string>
 
-#include "service/store.h"
+#include "service/store/store.h"
 #include "tests/in_process.h"
 
 namespace fuzz {

@@ -9,7 +9,7 @@
 
 #include "cli/failure.h"
 #include "fuzz/guard.h"
-#include "service/rule_bits.h"
+#include "service/model/rule_bits.h"
 #include "util/match_rule.h"
 
 namespace {

@@ -3,8 +3,8 @@
 // first, and the value.
 #include "fuzz/invariants.h"
 #include "fuzz/require.h"
-#include "service/load.h"
-#include "service/rows.h"
+#include "service/store/load.h"
+#include "service/store/rows.h"
 
 namespace {
 
@@ -34,13 +34,13 @@ Rows ReadRows(const uint8_t* data, size_t size) {
 std::vector<hqosd::Change> LoadRows(const Rows& rows, hqosd::Model& model) {
   std::vector<hqosd::StoredRecord> records;
   for (const auto& [key, value] : rows) records.push_back({key, value});
-  return hqosd::Load(records, model).mending;
+  return hqosd::Load(records, model);
 }
 
-void Mend(const std::vector<hqosd::Change>& mending, Rows& rows) {
-  for (const hqosd::Change& change : mending) {
-    fuzz::Require(change.aside.empty() || rows.contains(change.key),
-                  "a record aside was there:", change.key);
+void Repair(const std::vector<hqosd::Change>& repairs, Rows& rows) {
+  for (const hqosd::Change& change : repairs) {
+    fuzz::Require(change.quarantine.empty() || rows.contains(change.key),
+                  "a quarantined record was there:", change.key);
     rows.erase(change.key);
     if (change.value) rows[change.key] = *change.value;
   }
@@ -51,7 +51,7 @@ void Mend(const std::vector<hqosd::Change>& mending, Rows& rows) {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   Rows rows = ReadRows(data, size);
   hqosd::Model model;
-  Mend(LoadRows(rows, model), rows);
+  Repair(LoadRows(rows, model), rows);
   fuzz::CheckInvariants(model);
   fuzz::Require(hqosd::TakeChanges(model).empty(), "what was loaded has not changed");
   hqosd::Model again;

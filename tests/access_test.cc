@@ -1,5 +1,5 @@
 // Who may configure: by what the kernel says of the client.
-#include "service/access.h"
+#include "service/server/access.h"
 
 #include <grp.h>
 #include <gtest/gtest.h>

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "cli/rates.h"
-#include "platform/hqosd.h"
+#include "hqosd.h"
 #include "tests/in_process.h"
 #include "tests/records.h"
 #include "tests/rule_bytes.h"

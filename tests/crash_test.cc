@@ -12,7 +12,7 @@
 #include <vector>
 
 #include "hqos.h"
-#include "platform/hqosd.h"
+#include "hqosd.h"
 #include "tests/process.h"
 
 namespace {
@@ -83,7 +83,7 @@ TEST(Crash, LosesAndInventsNothing) {
       ++worker.next;
     }
     EXPECT_TRUE(stored.empty()) << *stored.begin();
-    EXPECT_EQ(service.Log().find("set aside"), std::string::npos);
+    EXPECT_EQ(service.Log().find("quarantined"), std::string::npos);
   }
   EXPECT_GT(known, 0u);
   RecordProperty("fps", static_cast<int>(known));

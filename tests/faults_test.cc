@@ -15,7 +15,7 @@
 #include <thread>
 
 #include "hqos.h"
-#include "platform/hqosd.h"
+#include "hqosd.h"
 #include "tests/client.h"
 #include "tests/process.h"
 
@@ -96,7 +96,7 @@ TEST(Faults, KilledAtAnyStepTheServiceLosesNothing) {
     EXPECT_TRUE(!isStored || HasFP(name)) << step;
     const uint32_t again = HasFP(name) ? uint32_t{HQOSD_EXISTS} : 0;
     EXPECT_EQ(AddFP(name), again) << step;
-    EXPECT_EQ(service.Log().find("set aside"), std::string::npos);
+    EXPECT_EQ(service.Log().find("quarantined"), std::string::npos);
   }
   EXPECT_EQ(DescriptorsOf("self"), before);
 }

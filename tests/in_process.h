@@ -4,7 +4,7 @@
 
 #include <map>
 
-#include "service/dispatch.h"
+#include "service/requests/dispatch.h"
 #include "tests/wire.h"
 
 namespace wire {
@@ -65,7 +65,7 @@ class InProcess : public Caller {
 
  private:
   Bytes Respond(const Bytes& request) override {
-    return hqosd::Respond(model, request.data(), request.size());
+    return hqosd::Respond(model, request.data(), request.size()).reply;
   }
 };
 

@@ -11,8 +11,8 @@
 #include <utility>
 #include <vector>
 
-#include "platform/hqosd.h"
-#include "service/keeper.h"
+#include "hqosd.h"
+#include "service/server/transactor.h"
 #include "tests/calls.h"
 #include "tests/failing_vfs.h"
 #include "tests/in_process.h"
@@ -41,22 +41,22 @@ class Kept : public testing::Test, public Caller {
     Close();
     hqosd::Model model;
     model.interfaces = &interfaces_;
-    keeper_ = std::make_unique<hqosd::Keeper>(std::move(model));
+    transactor_ = std::make_unique<hqosd::Transactor>(std::move(model));
     std::string why;
     auto store = hqosd::OpenStore(store_file, false, why);
     EXPECT_NE(store, nullptr) << why;
     testing::internal::CaptureStderr();
-    EXPECT_TRUE(store != nullptr && keeper_->KeepIn(std::move(store)));
+    EXPECT_TRUE(store != nullptr && transactor_->AttachStore(std::move(store)));
     return testing::internal::GetCapturedStderr();
   }
-  void Close() { keeper_.reset(); }
+  void Close() { transactor_.reset(); }
 
   using Caller::Run;  // not that of testing::Test
 
   Bytes Respond(const Bytes& request) override {
-    std::vector<hqosd::Exchange> exchanges{{request, keeper_->Respond(request, true)}};
-    keeper_->Commit(exchanges);
-    return exchanges[0].reply;
+    std::vector<hqosd::Exchange> exchanges{{request, transactor_->Respond(request)}};
+    transactor_->Commit(exchanges);
+    return exchanges[0].response.reply;
   }
 
   // Everything that queries can tell of the objects of the random commands and a few more.
@@ -133,7 +133,7 @@ class Kept : public testing::Test, public Caller {
   };
 
   std::string dir_;
-  std::unique_ptr<hqosd::Keeper> keeper_;
+  std::unique_ptr<hqosd::Transactor> transactor_;
   std::mt19937 random_{11};
 };
 

@@ -11,9 +11,9 @@
 #include <new>
 #include <thread>
 
-#include "platform/hqosd.h"
+#include "hqosd.h"
 #include "platform/lip.h"
-#include "service/keeper.h"
+#include "service/server/server.h"
 #include "tests/client.h"
 
 namespace {
@@ -86,9 +86,9 @@ class InThread {
     EXPECT_EQ(LIP_Listen(listener_, &address, 5, &rank), 0);
     thread_ = std::thread([this] {
       std::string why;
-      hqosd::Keeper keeper{hqosd::Model()};
-      EXPECT_TRUE(keeper.KeepIn(hqosd::OpenStore(dir_ + "/store", false, why)));
-      hqosd::Server server(listener_, keeper, hqosd::Access(std::nullopt));
+      hqosd::Transactor transactor{hqosd::Model()};
+      EXPECT_TRUE(transactor.AttachStore(hqosd::OpenStore(dir_ + "/store", false, why)));
+      hqosd::Server server(listener_, transactor, hqosd::Access(std::nullopt));
       t_mayFail = true;
       EXPECT_TRUE(server.Run());
       t_mayFail = false;

@@ -11,7 +11,7 @@
 #include <vector>
 
 #include "hqos.h"
-#include "platform/hqosd.h"
+#include "hqosd.h"
 #include "tests/bytes.h"
 #include "tests/client.h"
 #include "tests/process.h"

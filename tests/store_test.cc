@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/hqosd.h"
+#include "hqosd.h"
 #include "tests/kept.h"
 
 namespace {
@@ -17,7 +17,7 @@ TEST_F(Kept, IsReadBackAsItWas) {
   for (int round = 0; round < 12; ++round) {
     for (int i = 0; i < 120; ++i) DoAtRandom();
     const std::string before = Snapshot();
-    EXPECT_EQ(Open(), "");  // nothing was to be mended
+    EXPECT_EQ(Open(), "");  // nothing was to be repaired
     ASSERT_EQ(Snapshot(), before);
     EXPECT_NE(before, last);  // something has been done
     last = before;
@@ -106,30 +106,30 @@ TEST_F(Kept, KeepsRunTimeStateApart) {
 TEST_F(Kept, RefusesAllThatCameTogether) {
   const FailingVfs vfs;
   Open();
-  hqosd::Keeper keeper{hqosd::Model()};
+  hqosd::Transactor transactor{hqosd::Model()};
   const Bytes add = Message(1, 1, Tlv(3, Field("one", 32) + Hex("0001 0000")));
   const Bytes get = Message(1, 2, Tlv(1, Field("one", 32) + Hex("ffff 0000")));
   std::string why;
   auto store = hqosd::OpenStore(file() + "2", false, why);
-  ASSERT_TRUE(store != nullptr && keeper.KeepIn(std::move(store))) << why;
+  ASSERT_TRUE(store != nullptr && transactor.AttachStore(std::move(store))) << why;
   for (const bool fails : {true, false}) {
     FailingVfs::syncResult = fails ? SQLITE_IOERR_FSYNC : SQLITE_OK;
     std::vector<hqosd::Exchange> exchanges;
     for (const Bytes& request : {add, get}) {
-      exchanges.push_back({request, keeper.Respond(request, true)});
-      EXPECT_NE(exchanges.back().reply[9], 0x70);
+      exchanges.push_back({request, transactor.Respond(request)});
+      EXPECT_NE(exchanges.back().response.reply[9], 0x70);
     }
     testing::internal::CaptureStderr();
-    keeper.Commit(exchanges);
+    transactor.Commit(exchanges);
     testing::internal::GetCapturedStderr();
-    EXPECT_EQ(exchanges[0].reply[15], fails ? HQOSD_NOT_STORED & 0xFF : 0);
+    EXPECT_EQ(exchanges[0].response.reply[15], fails ? HQOSD_NOT_STORED & 0xFF : 0);
     if (fails) {
-      EXPECT_EQ(exchanges[1].reply[15], HQOSD_NOT_FOUND & 0xFF);
+      EXPECT_EQ(exchanges[1].response.reply[15], HQOSD_NOT_FOUND & 0xFF);
     }
   }
 }
 
-TEST_F(Kept, SetsDamagedRecordsAside) {
+TEST_F(Kept, QuarantinesDamagedRecords) {
   const HQOS_AppObj slot{HQOS_APPOBJ_SLOT, 1, 2, {}}, eth{HQOS_APPOBJ_IFINDEX, 3, 1, "eth0"};
   const HQOS_MatchRule rule = Rule(HQOS_MATCH_DOT1P, {{1, 1}});
   const char* const none = nullptr;
@@ -146,7 +146,7 @@ TEST_F(Kept, SetsDamagedRecordsAside) {
   Do(HQOS_lib_ApplySP, &eth, "b");
   const struct {
     const char* sql;
-    std::vector<const char*> aside;
+    std::vector<const char*> quarantined;
   } cases[] = {
       {"UPDATE record SET value = x'00' WHERE key = 'SP-cfg-b'",
        {"SP-cfg-b: the record does not decode", "SP-nest-b/FG b: SP b does not exist",
@@ -195,11 +195,12 @@ TEST_F(Kept, SetsDamagedRecordsAside) {
     std::filesystem::copy_file(good, file(), std::filesystem::copy_options::overwrite_existing);
     Sql(c.sql + std::string("; DELETE FROM set_aside"));
     const std::string log = Open();
-    for (const char* line : c.aside) {
-      EXPECT_NE(log.find(std::string("set aside ") + line), std::string::npos) << line << log;
+    for (const char* line : c.quarantined) {
+      EXPECT_NE(log.find(std::string("quarantined ") + line), std::string::npos) << line << log;
     }
     EXPECT_EQ(Do(HQOS_lib_AddSP, "new", HQOS_ID_NONE), 0u);  // the rest serves on
-    EXPECT_GE(Sql("SELECT count(value) FROM set_aside"), static_cast<int64_t>(c.aside.size()));
+    EXPECT_GE(Sql("SELECT count(value) FROM set_aside"),
+              static_cast<int64_t>(c.quarantined.size()));
     const std::string before = Snapshot();
     EXPECT_EQ(Open(), "") << c.sql;  // once is enough
     EXPECT_EQ(Snapshot(), before);

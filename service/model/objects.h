@@ -1,0 +1,95 @@
+// What all kinds of objects have in common: names, finding and creating them. Functions that fail
+// throw a Refusal.
+#pragma once
+
+#include <algorithm>
+
+#include "service/model/model.h"
+#include "service/model/refusal.h"
+
+namespace hqosd {
+
+inline bool IsControl(char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7F; }
+
+// "SP gold", for texts; control characters in a name do not get into them.
+inline std::string Label(const char* kind, std::string name) {
+  std::replace_if(name.begin(), name.end(), IsControl, '?');
+  return fmt::format("{} {}", kind, name);
+}
+inline std::string Label(Kind kind, const std::string& name) { return Label(Name(kind), name); }
+
+inline void CopyName(const std::string& name, char (&field)[HQOS_NAME_SIZE]) {
+  name.copy(field, sizeof field - 1);
+}
+
+inline bool IsUsableName(const std::string& name) {
+  return !name.empty() && std::none_of(name.begin(), name.end(), IsControl);
+}
+
+inline void CheckName(Kind kind, const std::string& name) {
+  if (IsUsableName(name)) return;
+  Refuse(HQOSD_BAD_NAME, "{}: a name has 1 to 31 characters, none of them a control character",
+         Label(kind, "\"" + name + "\""));
+}
+
+// The object of that name.
+template <class Table>
+auto& Get(Table& table, const std::string& name) {
+  if (name.empty()) Refuse(HQOSD_NOT_FOUND, "{}: no name is given", Name(Table::kKind));
+  auto* const object = table.Find(name);
+  if (object == nullptr) Refuse(HQOSD_NOT_FOUND, "{} does not exist", Label(Table::kKind, name));
+  return *object;
+}
+
+// The same, whose identifier must be `id` unless that is HQOS_ID_NONE.
+template <class Table>
+auto& Get(Table& table, const std::string& name, uint16_t id) {
+  auto& object = Get(table, name);
+  if (id != HQOS_ID_NONE && id != object.id) {
+    Refuse(HQOSD_BAD_VALUE, "{} has another identifier than {}", Label(Table::kKind, name), id);
+  }
+  return object;
+}
+
+// The object that follows the identifier.
+template <class Table>
+const auto& GetNext(const Table& table, uint32_t id) {
+  if (id > HQOS_ID_NONE) Refuse(HQOSD_BAD_VALUE, "{} is not an identifier", id);
+  const auto* const object = table.Next(static_cast<uint16_t>(id));
+  if (object == nullptr) Refuse(HQOSD_END, "no {} follows", Name(Table::kKind));
+  return *object;
+}
+
+// Which object has the identifier; "" when none. FGs and FCs have theirs from one range, so that a
+// path names a child by itself.
+template <class Table>
+std::string OwnerOf(const Model& model, const Table& table, uint16_t id) {
+  const auto owner = [id](const auto& objects, Kind kind) {
+    const auto found = objects.All().find(id);
+    return found == objects.All().end() ? "" : Label(kind, found->second.name);
+  };
+  std::string text = owner(table, Table::kKind);
+  if (text.empty() && Table::kKind == Kind::FG) text = owner(model.fcs, Kind::FC);
+  if (text.empty() && Table::kKind == Kind::FC) text = owner(model.fgs, Kind::FG);
+  return text;
+}
+
+// Creates an object; HQOS_ID_NONE gives it the lowest free identifier.
+template <class Table>
+void Create(const Model& model, Table& table, const std::string& name, uint16_t id) {
+  CheckName(Table::kKind, name);
+  const std::string label = Label(Table::kKind, name);
+  if (table.Find(name) != nullptr) Refuse(HQOSD_EXISTS, "{} already exists", label);
+  if (id == HQOS_ID_NONE) {
+    id = table.FreeId();
+    while (id != HQOS_ID_NONE && !OwnerOf(model, table, id).empty()) ++id;
+    if (id == HQOS_ID_NONE) Refuse(HQOSD_ID_TAKEN, "{}: no identifier is free", label);
+  }
+  const std::string owner = OwnerOf(model, table, id);
+  if (!owner.empty()) {
+    Refuse(HQOSD_ID_TAKEN, "{}: identifier {} belongs to {}", label, id, owner);
+  }
+  table.Add(name, id);
+}
+
+}  // namespace hqosd

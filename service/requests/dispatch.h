@@ -1,0 +1,24 @@
+// From a request message to its reply.
+#pragma once
+
+#include "service/model/tlvs.h"
+
+namespace hqosd {
+
+struct Response {
+  Bytes reply;
+  bool isCommand = false;         // it is of the class that changes the configuration
+  bool isAcceptedChange = false;  // it has changed what is stored
+};
+
+// Answers the request of `length` bytes, whatever they are; the reply has at most HQOS_MSG_MAX
+// bytes. A request that is refused changes nothing.
+Response Respond(Model& model, const uint8_t* request, size_t length);
+
+// Whether the request is a command, as far as its head says.
+bool IsCommand(const Bytes& request);
+
+// The response that refuses a request, whatever it is.
+Response RefuseRequest(const Bytes& request, const Refusal& refusal);
+
+}  // namespace hqosd

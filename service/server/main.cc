@@ -1,0 +1,185 @@
+// hqosd: stand-in for the hqos service.
+#include <arpa/inet.h>
+#include <signal.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+
+#include "hqos.h"
+#include "platform/lip.h"
+#include "platform/slot.h"
+#include "service/model/log.h"
+#include "service/server/server.h"
+#include "service/server/transactor.h"
+#include "service/store/dump.h"
+#include "service/store/load.h"
+#include "service/store/records.h"
+
+namespace {
+
+constexpr int kBacklog = 512;
+
+// The endpoint where the service listens, a socket in the file system.
+class Endpoint {
+ public:
+  explicit Endpoint(uint32_t node) : fd_(LIP_Socket(LIP_FAMILY, SOCK_DGRAM, LIP_PROTOCOL)) {
+    const sockaddr_lip address{
+        sizeof(sockaddr_lip), LIP_FAMILY, htons(HQOS_SERVICE_PORT), htonl(node), {}};
+    uint32_t rank = 0;
+    const bool listening = fd_ >= 0 && LIP_Listen(fd_, &address, kBacklog, &rank) == 0;
+    reason_ = listening ? 0 : errno;
+    LIP_GetEndpoint(node, HQOS_SERVICE_PORT, rank, path_, sizeof path_);
+    lstat(path_, &file_);
+  }
+  // Removes the socket, unless another has taken its place.
+  ~Endpoint() {
+    struct stat now;
+    if (reason_ == 0 && lstat(path_, &now) == 0 && now.st_ino == file_.st_ino &&
+        now.st_dev == file_.st_dev) {
+      unlink(path_);
+    }
+    if (fd_ >= 0) close(fd_);
+  }
+  Endpoint(const Endpoint&) = delete;
+  Endpoint& operator=(const Endpoint&) = delete;
+
+  int fd() const { return fd_; }
+  int reason() const { return reason_; }  // why it does not listen; 0: it does
+  const char* path() const { return path_; }
+
+ private:
+  int fd_;
+  int reason_;
+  char path_[4096] = "";
+  struct stat file_ {};
+};
+
+int Serve(uint32_t node, hqosd::Transactor& transactor, hqosd::Access access) {
+  const Endpoint endpoint(node);
+  if (endpoint.reason() != 0) {
+    const char* const why = endpoint.reason() == EADDRINUSE ? "it is taken, by a service or a file"
+                            : endpoint.reason() == EPERM    ? "others could change what is there"
+                                                            : std::strerror(endpoint.reason());
+    hqosd::Log("cannot listen at %s: %s", endpoint.path(), why);
+    return 1;
+  }
+  hqosd::Log("listening at %s", endpoint.path());
+
+  hqosd::Server server(endpoint.fd(), transactor, access);
+  const bool ended = server.Run();
+  hqosd::Log(ended ? "ended" : "the event loop failed");
+  return ended ? 0 : 1;
+}
+
+// The default store of the own slot (node 0), or of another; "" when there is no place for it.
+std::string DefaultStore(uint16_t node) {
+  std::filesystem::path file = hqosd::DefaultStorePath();
+  if (!file.empty() && node != 0) file.replace_filename("hqosd-" + std::to_string(node) + ".db");
+  return file;
+}
+
+// Opens the store; null with a log line when it cannot be.
+std::unique_ptr<hqosd::Store> Open(const std::string& file, bool readOnly) {
+  std::string why = "there is no place for it";
+  auto store = file.empty() ? nullptr : hqosd::OpenStore(file, readOnly, why);
+  if (store == nullptr) hqosd::Log("cannot open the store %s: %s", file.c_str(), why.c_str());
+  return store;
+}
+
+// Such a store is served, and every change refused. To write takes the directory too.
+bool CanOnlyBeRead(const std::string& file) {
+  const std::string dir = std::filesystem::path(file).parent_path();
+  const bool canWrite =
+      access(file.c_str(), W_OK) == 0 && access(dir.empty() ? "." : dir.c_str(), W_OK) == 0;
+  return !canWrite && access(file.c_str(), R_OK) == 0;
+}
+
+// As many descriptors, and so clients, as the system allows.
+void RaiseDescriptorLimit() {
+  rlimit limit;
+  if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return;
+  limit.rlim_cur = limit.rlim_max;
+  setrlimit(RLIMIT_NOFILE, &limit);
+}
+
+struct Options {
+  std::string counters, file;
+  bool ephemeral = false, check = false, dump = false, open = false;
+  hqosd::DumpForm form;
+  uint16_t node = 0;
+};
+
+void AddOptions(CLI::App& app, Options& o) {
+  app.set_version_flag("--version", "hqosd " HQOS_VERSION);
+  app.footer(
+      "It listens on a socket in $HQOS_RUNTIME_DIR; without that in /run/hqos if it can, else in\n"
+      "$XDG_RUNTIME_DIR/hqos, else in .hqos in the home directory.\n"
+      "Its store is hqosd.db in $HQOS_STATE_DIR; without that in /var/lib/hqos for root, for "
+      "others\n"
+      "in $XDG_STATE_HOME/hqos or .local/state/hqos in the home directory.");
+  app.add_option("--node", o.node,
+                 "serve the slot with this node address; without it, the own slot")
+      ->check(CLI::Range(1, 0xFFFE));
+  auto* const store = app.add_option("--store", o.file, "the store; without it, the default");
+  store->type_name("FILE");
+  app.add_flag("--ephemeral", o.ephemeral, "store nothing: objects end with the service")
+      ->excludes(store);
+  app.add_flag("--check", o.check, "only read the store, report what is in it and what is wrong");
+  auto* const dump = app.add_flag("--dump", o.dump, "print the store, decoded");
+  app.add_flag("--json", o.form.json, "with --dump: one JSON array")->needs(dump);
+  app.add_flag("--bytes", o.form.bytes, "with --dump --json: the bytes of every record too")
+      ->needs(dump);
+  app.add_option("FILE", o.file, "with --dump: the store")->needs(dump)->excludes(store);
+  app.add_flag("--open", o.open,
+               "any user may configure, not only root, the service's user and group hqos");
+  app.add_option("--counters", o.counters,
+                 "a JSON file with the counters of children, described in docs/service.md; without "
+                 "it all are zero")
+      ->type_name("FILE");
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  CLI::App app(
+      "The hqos service: keeps objects in a store and answers requests, in the foreground, until "
+      "SIGTERM or SIGINT.");
+  Options o;
+  AddOptions(app, o);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& e) {
+    return app.exit(e) == 0 ? 0 : 2;
+  }
+  signal(SIGPIPE, SIG_IGN);  // the reader of the log may disappear
+  umask(077);                // nobody else may read or lock the store
+  RaiseDescriptorLimit();
+  // The own slot's service listens where its programs look for it.
+  const bool isOwn = o.node == 0 || o.node == HQOS_util_GetLipBySlotId(DEV_GetSelfSlot());
+  const uint32_t endpoint = isOwn ? HQOS_SERVICE_NODE : o.node;
+  if (o.file.empty()) o.file = DefaultStore(isOwn ? 0 : o.node);
+  if (o.dump) {
+    const std::string why = hqosd::DumpStore(o.file, o.form);
+    if (!why.empty()) hqosd::Log("cannot read the store %s: %s", o.file.c_str(), why.c_str());
+    return why.empty() ? 0 : 1;
+  }
+  if (o.check) {
+    const auto store = Open(o.file, true);
+    return store != nullptr && hqosd::CheckStore(*store) ? 0 : 1;
+  }
+  hqosd::Model model;
+  if (!o.counters.empty()) model.counters = hqosd::FileCounters(o.counters);
+  hqosd::Transactor transactor(std::move(model));
+  if (!o.ephemeral) {
+    auto store = Open(o.file, false);
+    if (store == nullptr && CanOnlyBeRead(o.file)) store = Open(o.file, true);
+    if (store == nullptr || !transactor.AttachStore(std::move(store))) return 1;
+  }
+  return Serve(endpoint, transactor,
+               o.open ? hqosd::Access::Open() : hqosd::Access(hqosd::ConfiguringGroup()));
+}

@@ -1,0 +1,84 @@
+#include "service/server/transactor.h"
+
+#include <new>
+
+#include "service/model/log.h"
+#include "service/store/load.h"
+#include "service/store/rows.h"
+
+namespace hqosd {
+
+bool Transactor::AttachStore(std::unique_ptr<Store> store) {
+  store_ = std::move(store);
+  const std::string why = Reload();
+  if (!why.empty()) Log("cannot use the store: %s", why.c_str());
+  return why.empty();
+}
+
+// Replaces the model by what the store holds, and repairs the store.
+std::string Transactor::Reload() try {
+  needsReload_ = true;
+  std::vector<StoredRecord> records;
+  std::string why = store_->Read(records);
+  if (!why.empty()) return why;
+  Model fresh;
+  fresh.interfaces = model_.interfaces;
+  fresh.debug = model_.debug;
+  repairs_ = Load(records, fresh);
+  for (const Change& change : repairs_) {
+    if (change.quarantine.empty()) continue;
+    Log("quarantined %s: %s", PrintableKey(change.key).c_str(), change.quarantine.c_str());
+  }
+  if (!repairs_.empty()) {
+    why = store_->Write(repairs_);
+    if (why.empty()) repairs_.clear();
+    if (!why.empty()) Log("the store is not repaired yet: %s", why.c_str());
+  }
+  fresh.counters = std::move(model_.counters);
+  model_ = std::move(fresh);
+  needsReload_ = false;
+  return "";
+} catch (const std::bad_alloc&) {
+  return "out of memory";
+}
+
+Response Transactor::Respond(const Bytes& request) {
+  if (needsReload_) {
+    const std::string why = Reload();
+    if (!why.empty()) {
+      return RefuseRequest(request, {HQOSD_NOT_STORED, fmt::format("the store fails: {}", why)});
+    }
+  }
+  return hqosd::Respond(model_, request.data(), request.size());
+}
+
+std::string Transactor::Save() try {
+  std::vector<Change> changes = TakeChanges(model_);
+  if (changes.empty()) return "";
+  changes.insert(changes.begin(), repairs_.begin(), repairs_.end());
+  std::string why = store_->Write(changes);
+  if (why.empty()) repairs_.clear();
+  return why;
+} catch (const std::bad_alloc&) {
+  return "out of memory";
+}
+
+void Transactor::Commit(std::vector<Exchange>& exchanges) {
+  if (store_ == nullptr) return model_.ClearDirty();
+  const std::string why = Save();
+  if (why.empty()) return;
+  Log("cannot write to the store: %s", why.c_str());
+  const std::string unread = Reload();
+  if (!unread.empty()) Log("cannot read the store: %s", unread.c_str());
+  for (Exchange& exchange : exchanges) {
+    if (exchange.response.isAcceptedChange) {
+      exchange.response = RefuseRequest(
+          exchange.request,
+          {HQOSD_NOT_STORED, fmt::format("nothing is changed, the store fails: {}", why)});
+    } else if (!exchange.response.isCommand) {
+      exchange.response = Respond(exchange.request);
+    }
+  }
+}
+
+}  // namespace hqosd

@@ -1,0 +1,39 @@
+// The keys of the store, and the records whose form is the service's own. The other records are
+// those of the library (HQOS_dbmtype_ functions); docs/service.md lists them all.
+#pragma once
+
+#include <string>
+
+#include "hqos.h"
+
+namespace hqosd {
+
+constexpr char kStoreVersion[] = "1";
+
+#define HQOSD_KEY_VERSION "VERSION"  // a macro for the SQL statements that it is part of
+constexpr char kKeySP[] = "SP-cfg-";
+constexpr char kKeyFG[] = "FG-cfg-";
+constexpr char kKeyFC[] = "FC-cfg-";
+constexpr char kKeyDP[] = "DP-cfg-";
+constexpr char kKeyFP[] = "FP-cfg-";
+constexpr char kKeyFPRun[] = "FP-run-";
+constexpr char kKeySPNest[] = "SP-nest-";
+constexpr char kKeyFGNest[] = "FG-nest-";
+constexpr char kKeyIfCfg[] = "IFCFG-";
+constexpr char kKeyIfRun[] = "IFRUN-";
+constexpr char kKeyApply[] = "APPLY-";
+
+// The file of the default store: hqosd.db in $HQOS_STATE_DIR if set, else for root in
+// /var/lib/hqos, for others in $XDG_STATE_HOME/hqos or $HOME/.local/state/hqos. "" when there is no
+// such place.
+std::string DefaultStorePath();
+
+// Decode a record of `length` bytes. False, with `out` untouched, when the bytes are too short. Of
+// an SP, name, id and value1 (its unit) are stored.
+bool DecodeSP(const uint8_t* value, size_t length, HQOS_SPInfo& out);
+bool DecodeFG(const uint8_t* value, size_t length, HQOS_FGInfo& out);
+bool DecodeFC(const uint8_t* value, size_t length, HQOS_FCInfo& out);
+bool DecodeDP(const uint8_t* value, size_t length, HQOS_DPInfo& out);
+bool DecodeFPCfg(const uint8_t* value, size_t length, HQOS_FPCfg& out);
+
+}  // namespace hqosd

@@ -1,0 +1,240 @@
+#include "service/store/rows.h"
+
+#include "msg/records.h"
+#include "service/model/hierarchy.h"
+#include "service/model/tlvs.h"
+#include "service/store/records.h"
+
+namespace hqosd {
+
+namespace {
+
+// A record that a function of the library encodes.
+template <class Encap, class Record>
+Bytes Encapsulated(Encap encap, const Record& record) {
+  uint8_t value[2048];
+  const uint32_t length = encap(&record, sizeof value, value);
+  return Bytes(value, value + length);
+}
+
+// The same where the function also returns the length of its headers.
+Bytes Encapsulated(const HQOS_SonCfg& son) {
+  uint32_t headers = 0;
+  return Encapsulated(
+      [&](const HQOS_SonCfg* record, uint16_t room, uint8_t* out) {
+        return HQOS_dbmtype_EncapSonCfg(record, room, &headers, out);
+      },
+      son);
+}
+
+HQOS_FPCfg ConfigurationOf(const Model& model, const ObjectTable<FP>::Object& fp) {
+  const HQOS_FPInfo& settings = fp.value.settings;
+  auto cfg = NamedRecord<HQOS_FPCfg>(fp);
+  cfg.flags = settings.flags;
+  std::copy(std::begin(settings.gts), std::end(settings.gts), cfg.gts);
+  std::copy(std::begin(settings.queue), std::end(settings.queue), cfg.queue);
+  cfg.bandwidth = settings.bandwidth;
+  if ((cfg.flags & HQOS_FPI_DPREF) != 0) {
+    CopyName(model.dps.All().at(settings.dpId).name, cfg.dpName);
+  }
+  return cfg;
+}
+
+// value16 stays 0: there is nothing more to keep of an FP.
+HQOS_FPRun RunOf(const ObjectTable<FP>::Object& fp) {
+  const HQOS_FPInfo& settings = fp.value.settings;
+  HQOS_FPRun run{fp.id, settings.flags, 0, settings.dpId, {}, {}, settings.bandwidth};
+  std::copy(std::begin(settings.gts), std::end(settings.gts), run.gts);
+  std::copy(std::begin(settings.queue), std::end(settings.queue), run.queue);
+  return run;
+}
+
+// The changes of one kind of object: `make` gives the records of one that exists, under its keys,
+// which are the `prefixes` with its name.
+template <class Value, class Make>
+void TakeObjects(ObjectTable<Value>& table, const std::vector<std::string>& prefixes,
+                 const Make& make, std::vector<Change>& changes) {
+  for (const std::string& name : table.Dirty()) {
+    const auto* const object = table.Find(name);
+    for (size_t i = 0; i < prefixes.size(); ++i) {
+      Change change{prefixes[i] + name, {}, {}};
+      if (object != nullptr) change.value = make(*object, i);
+      changes.push_back(std::move(change));
+    }
+  }
+}
+
+template <class Table, class ChildTable>
+std::optional<Bytes> NestingValue(Table& parents, ChildTable& children, const NestingKey& key) {
+  const auto* const parent = parents.Find(key.parent);
+  const auto* const child = children.Find(key.child);
+  if (parent == nullptr || child == nullptr) return std::nullopt;
+  const auto nesting = parent->value.children.find(child->id);
+  if (nesting == parent->value.children.end()) return std::nullopt;
+  HQOS_SonCfg son{};
+  son.value1 = child->id;
+  son.value2 = key.childKind == Kind::FC ? 2 : 1;
+  CopyName(child->name, son.name1);
+  CopyName(nesting->second.fp, son.name2);
+  son.rule = nesting->second.rule;
+  return Encapsulated(son);
+}
+
+Change NestingChange(Model& model, const NestingKey& key) {
+  Change change{NestingRowKey(key), {}, {}};
+  if (key.parentKind == Kind::SP) {
+    change.value = NestingValue(model.sps, model.fgs, key);
+  } else if (key.childKind == Kind::FG) {
+    change.value = NestingValue(model.fgs, model.fgs, key);
+  } else {
+    change.value = NestingValue(model.fgs, model.fcs, key);
+  }
+  return change;
+}
+
+Change ApplicationChange(const Model& model, const ApplyKey& key) {
+  Change change{ApplicationKey(key), {}, {}};
+  const auto application = model.applications.find(key);
+  if (application == model.applications.end()) return change;
+  HQOS_AppObj obj{key.type, key.value, key.param, {}};
+  if (key.type == HQOS_APPOBJ_IFINDEX) obj.value = application->second.ifIndex;
+  key.name.copy(obj.name, sizeof obj.name - 1);
+  HQOS_ObjPayload sp{{}, HQOS_ID_NONE};
+  CopyName(model.sps.All().at(application->second.sp).name, sp.name);
+  change.value.emplace();
+  AppendRecord(*change.value, HQOS_TLV_APPOBJ, hqos::kAppObj, obj);
+  AppendRecord(*change.value, HQOS_TLV_SPNAME, hqos::kObjPayload, sp);
+  return change;
+}
+
+// The run-time state of a node: its identifier, its kind, and the identifier of its FP.
+HQOS_LayerRun NodeOf(const Model& model, const HQOS_SPSonPath& path, const PathNode& at,
+                     uint16_t id) {
+  HQOS_LayerRun run{path, id, at.child.kindNumber(), {}, at.nesting->rule};
+  const auto* const fp = model.fps.Find(at.nesting->fp);
+  const uint16_t fpId = fp == nullptr ? uint16_t{HQOS_ID_NONE} : fp->id;
+  std::memcpy(run.hostData, &fpId, sizeof fpId);
+  return run;
+}
+
+// A layer-2 record holds that many entries.
+constexpr size_t kMaxEntries = 47;
+
+void AppendLayer2(Bytes& to, const HQOS_LayerRun& parent,
+                  const std::vector<HQOS_LayerRun>& entries) {
+  for (size_t i = 0; i < entries.size(); i += kMaxEntries) {
+    const size_t count = std::min(kMaxEntries, entries.size() - i);
+    Bytes value(2048);
+    uint32_t headers = 0;
+    value.resize(HQOS_dbmtype_EncapLayer2Run(&parent, &entries[i], static_cast<uint32_t>(count),
+                                             2048, &headers, value.data()));
+    to.insert(to.end(), value.begin(), value.end());
+  }
+}
+
+// The nodes of levels 1 to 4, and those of level 4 that have children with these.
+void AppendLayers(const Model& model, const SP& sp, Bytes& layer1, Bytes& layer2) {
+  HQOS_SPSonPath path;
+  std::fill(std::begin(path.field), std::end(path.field), uint16_t{HQOS_PATH_UNSET});
+  HQOS_LayerRun parent{};
+  std::vector<HQOS_LayerRun> entries;
+  while (NextSon(model, sp, path) != nullptr) {
+    const std::vector<PathNode> nodes = PathTo(model, sp, path);
+    const HQOS_LayerRun node = NodeOf(model, path, nodes.back(), path.field[nodes.size()]);
+    if (nodes.size() == kLevels) {
+      entries.push_back(node);
+      continue;
+    }
+    AppendLayer2(layer2, parent, entries);
+    entries.clear();
+    parent = node;
+    uint32_t headers = 0;
+    Bytes value(512);
+    value.resize(HQOS_dbmtype_EncapLayer1Run(&node, 512, &headers, value.data()));
+    layer1.insert(layer1.end(), value.begin(), value.end());
+  }
+  AppendLayer2(layer2, parent, entries);
+}
+
+// The three records of the run-time state of an interface: layers SP, L1 and L2.
+std::vector<Change> RunRows(const Model& model, const ApplyKey& key, uint32_t ifIndex) {
+  std::vector<Change> rows;
+  for (const uint32_t layer : {1u, 2u, 3u}) {
+    char text[HQOS_DBKEY_SIZE];
+    HQOS_dbmtype_EncapIfRunKey(layer, key.param, ifIndex, text);
+    rows.push_back({text, {}, {}});
+  }
+  const auto application = model.applications.find(key);
+  if (application == model.applications.end() || application->second.ifIndex != ifIndex) {
+    return rows;
+  }
+  const auto& sp = model.sps.All().at(application->second.sp);
+  rows[0].value = Encoded(hqos::kSPBase, SPRecord(sp));
+  rows[1].value.emplace();
+  rows[2].value.emplace();
+  AppendLayers(model, sp.value, *rows[1].value, *rows[2].value);
+  return rows;
+}
+
+}  // namespace
+
+// One record for each child: the parent's key, and on a second line the child.
+std::string NestingRowKey(const NestingKey& key) {
+  return fmt::format("{}-nest-{}\n{} {}", Name(key.parentKind), key.parent, Name(key.childKind),
+                     key.child);
+}
+
+std::string ApplicationKey(const ApplyKey& key) {
+  if (key.type == HQOS_APPOBJ_IFINDEX) {
+    return fmt::format("{}{}-{}", kKeyIfCfg, key.param, key.name);
+  }
+  return fmt::format("{}{}-{}-{}", kKeyApply, key.type, key.value, key.param);
+}
+
+Bytes VersionValue() { return {std::begin(kStoreVersion), std::end(kStoreVersion) - 1}; }
+
+std::vector<Change> TakeChanges(Model& model) {
+  std::vector<Change> changes;
+  TakeObjects(
+      model.sps, {kKeySP},
+      [](const auto& sp, size_t) {
+        HQOS_SPInfo info = SPRecord(sp);
+        info.value2 = 0;  // follows from the nestings
+        return Encoded(hqos::kSPBase, info);
+      },
+      changes);
+  const auto named = [](const auto& object, size_t) {
+    return Encoded(hqos::kNamedInfo<HQOS_FGInfo>, NamedRecord<HQOS_FGInfo>(object));
+  };
+  TakeObjects(model.fgs, {kKeyFG}, named, changes);
+  TakeObjects(model.fcs, {kKeyFC}, named, changes);
+  TakeObjects(
+      model.dps, {kKeyDP},
+      [](const auto& dp, size_t) { return Encoded(hqos::kDPInfo, DPRecord(dp)); }, changes);
+  TakeObjects(
+      model.fps, {kKeyFP, kKeyFPRun},
+      [&](const auto& fp, size_t which) {
+        return which == 0 ? Encapsulated(HQOS_dbmtype_EncapFPCfg, ConfigurationOf(model, fp))
+                          : Encapsulated(HQOS_dbmtype_EncapFPRun, RunOf(fp));
+      },
+      changes);
+  for (const NestingKey& key : model.dirtyNestings) changes.push_back(NestingChange(model, key));
+  for (const ApplyKey& key : model.dirtyApplications) {
+    changes.push_back(ApplicationChange(model, key));
+  }
+  std::map<std::string, std::optional<Bytes>> runs;
+  for (const auto& [key, ifIndex] : model.dirtyRuns) {
+    if (key.type != HQOS_APPOBJ_IFINDEX) continue;
+    // An index may have moved from one interface to another: what is deleted for the one must not
+    // be what is written for the other.
+    for (Change& row : RunRows(model, key, ifIndex)) {
+      auto& slot = runs[row.key];
+      if (row.value) slot = std::move(row.value);
+    }
+  }
+  for (auto& [key, value] : runs) changes.push_back({key, std::move(value), {}});
+  model.ClearDirty();
+  return changes;
+}
+
+}  // namespace hqosd

@@ -1,0 +1,16 @@
+// From the model to the records of the store.
+#pragma once
+
+#include "service/model/model.h"
+#include "service/store/store.h"
+
+namespace hqosd {
+
+// The records of all that is dirty, which is clean then.
+std::vector<Change> TakeChanges(Model& model);
+
+std::string NestingRowKey(const NestingKey& key);
+std::string ApplicationKey(const ApplyKey& key);
+Bytes VersionValue();
+
+}  // namespace hqosd
