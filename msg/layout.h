@@ -66,20 +66,29 @@ void Get(Raw, const uint8_t* at, T& member) {
   std::memcpy(&member, at, sizeof member);
 }
 
-// Copies a text field up to its NUL, at most N - 1 characters, and makes the rest zero. Works on
-// eight bytes at a time without branches; `alive` turns to 0 once the NUL has been met.
+// Copies a text field up to its NUL, at most N - 1 characters, and makes the rest zero. Works
+// without branches on lanes of eight characters, the first in the lowest byte, two at a time.
 template <size_t N>
-void CopyText(const void* from, void* to) {
+[[gnu::always_inline]] inline void CopyText(const void* from, void* to) {
   static_assert(N % 8 == 0);
-  constexpr uint64_t kOnes = 0x0101010101010101, kTops = 0x8080808080808080;
-  uint64_t alive = ~uint64_t{0};
-  for (size_t i = 0; i < N; i += 8) {
-    uint64_t word;
-    std::memcpy(&word, static_cast<const uint8_t*>(from) + i, 8);
-    const uint64_t nul = (word - kOnes) & ~word & kTops;  // its lowest set bit marks the first NUL
-    word &= (nul ^ (nul - 1)) & alive;                    // nothing after that bit
-    std::memcpy(static_cast<uint8_t*>(to) + i, &word, 8);
-    alive = nul == 0 ? alive : 0;
+  using Chars [[gnu::vector_size(16)]] = int8_t;
+  using Halves [[gnu::vector_size(16)]] = int32_t;
+  using Lanes [[gnu::vector_size(16)]] = int64_t;
+  Lanes alive = {-1, -1};  // both 0 after the NUL
+#pragma GCC unroll 4
+  for (size_t i = 0; i < N; i += 16) {
+    const size_t width = N - i < 16 ? N - i : 16;
+    Chars chars = {};
+    std::memcpy(&chars, static_cast<const uint8_t*>(from) + i, width);
+    const Lanes nul = reinterpret_cast<Lanes>(chars == 0);
+    const Lanes kept = (nul - 1) & ~nul;  // the characters of a lane before its first NUL
+    // The upper half of a lane becomes -1 when the lane has no NUL.
+    const Halves whole = reinterpret_cast<Halves>(kept) >> 31;
+    const Lanes first = reinterpret_cast<Lanes>(__builtin_shufflevector(whole, whole, 1, 1, 1, 1));
+    const Lanes second = reinterpret_cast<Lanes>(__builtin_shufflevector(whole, whole, 3, 3, 3, 3));
+    const Lanes out = reinterpret_cast<Lanes>(chars) & kept & alive & (first | Lanes{-1, 0});
+    std::memcpy(static_cast<uint8_t*>(to) + i, &out, width);
+    alive &= first & second;
   }
   static_cast<uint8_t*>(to)[N - 1] = 0;
 }
@@ -97,13 +106,15 @@ void Get(Text, const uint8_t* at, char (&member)[N]) {
   CopyText<N>(at, member);
 }
 
-// Arrays: one element after the other, each in the field's form.
+// Arrays: one element after the other, each in the field's form. Their loops cost more than their
+// elements, so they are unrolled.
 template <class Form, class T, size_t N>
 constexpr size_t Width(const Form& form, const T (*)[N]) {
   return N * Width(form, static_cast<const T*>(nullptr));
 }
 template <class Form, class T, size_t N>
 [[gnu::always_inline]] inline void Put(const Form& form, const T (&member)[N], uint8_t* at) {
+#pragma GCC unroll 16
   for (const T& element : member) {
     Put(form, element, at);
     at += Width(form, static_cast<const T*>(nullptr));
@@ -111,6 +122,7 @@ template <class Form, class T, size_t N>
 }
 template <class Form, class T, size_t N>
 [[gnu::always_inline]] inline void Get(const Form& form, const uint8_t* at, T (&member)[N]) {
+#pragma GCC unroll 16
   for (T& element : member) {
     Get(form, at, element);
     at += Width(form, static_cast<const T*>(nullptr));

@@ -44,18 +44,25 @@ template <class... Layouts, class Record>
 
 // Reads the parts found in `length` bytes into the record and sets their flags. Parts in any order,
 // the last of a type counts; other types, and values too short for their layout, are skipped.
+// Fastest in the order of the table: each part then is compared with one type only.
 template <class... Layouts, class Record>
 [[gnu::always_inline]] inline void DecodeParts(const std::tuple<Part<Layouts>...>& parts,
                                                const uint8_t* value, uint16_t length,
                                                Record& record) {
-  const auto decode = [&record](const auto& part, const Tlv& tlv) __attribute__((always_inline)) {
-    if (tlv.type != part.type || !Decode(part.layout, tlv.value, tlv.length, record)) return;
-    record.flags |= part.flag;
-  };
   TlvWalk walk(value, length);
-  for (Tlv tlv; walk.Next(tlv);) {
+  Tlv tlv;
+  bool more = walk.Next(tlv);
+  const auto decode = [&](const auto& part) __attribute__((always_inline)) {
+    if (!more || tlv.type != part.type) return;
+    if (Decode(part.layout, tlv.value, tlv.length, record)) record.flags |= part.flag;
+    more = walk.Next(tlv);
+  };
+  while (more) {
     std::apply(
-        [&](const auto&... part) __attribute__((always_inline)) { (decode(part, tlv), ...); },
+        [&](const auto&... part) __attribute__((always_inline)) {
+          (decode(part), ...);
+          if (more && ((tlv.type != part.type) && ...)) more = walk.Next(tlv);
+        },
         parts);
   }
 }

@@ -17,26 +17,25 @@ struct Tlv {
 // claims leads outside them.
 class TlvWalk {
  public:
-  TlvWalk(const uint8_t* data, uint16_t room) : at_(data), room_(room) {}
+  TlvWalk(const uint8_t* data, uint16_t room) : at_(data), end_(data + room) {}
 
   // Takes the next whole TLV. False at the end, and from then on.
   bool Next(Tlv& tlv) {
-    tlv.value = nullptr;
-    STLV_Get(at_, room_, &tlv.type, &tlv.length, &tlv.value);
     const uint8_t* const begin = at_;
-    const size_t room = room_;
-    room_ = 0;
+    if (begin == end_) return false;
+    at_ = end_;
+    tlv.value = nullptr;
+    STLV_Get(begin, static_cast<uint16_t>(end_ - begin), &tlv.type, &tlv.length, &tlv.value);
     if (tlv.value == nullptr) return false;
-    const size_t taken = static_cast<size_t>(tlv.value - begin) + tlv.length;
-    if (taken == 0 || taken > room) return false;
-    at_ = begin + taken;
-    room_ = static_cast<uint16_t>(room - taken);
+    const uint8_t* const next = tlv.value + tlv.length;
+    if (next <= begin || next > end_) return false;
+    at_ = next;
     return true;
   }
 
  private:
   const uint8_t* at_;
-  uint16_t room_;
+  const uint8_t* end_;
 };
 
 // The walk over the TLVs of a message of at least one byte; they begin after its head, whose

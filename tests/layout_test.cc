@@ -91,7 +91,7 @@ TEST(Layout, TablesThatDoNotFitAreNoticed) {
   static_assert(!FieldsFit<8>(Field{0, 4, kText, &Outer::name}));
 }
 
-// The word-wise copy against what it stands for, byte by byte.
+// The copy of many characters at a time against what it stands for, byte by byte.
 TEST(Layout, TextsEndAtTheirFirstNul) {
   std::mt19937 random(1);
   for (int round = 0; round < 20000; ++round) {
