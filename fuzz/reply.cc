@@ -1,56 +1,14 @@
 // A reply of any bytes, to a command and to every query. The first byte chooses the call, the rest
 // is the reply.
-#include <algorithm>
-#include <cstring>
-
 #include "fuzz/require.h"
 #include "fuzz/seam.h"
-#include "tests/calls.h"
+#include "tests/reply_rules.h"
+
+void reply_rules::Require(bool holds, const char* what) { fuzz::Require(holds, what); }
 
 namespace {
 
 using fuzz::Require;
-
-// ---- Records obey the header: characters after the NUL of a name are zero ----------------------
-
-template <size_t N>
-void CheckName(const char (&name)[N]) {
-  const char* const end = std::find(name, name + N, '\0');
-  Require(end != name + N, "a name ends");
-  Require(std::all_of(end, name + N, [](char c) { return c == '\0'; }), "zeros follow a name");
-}
-
-void Check(const HQOS_SPInfo& sp) { CheckName(sp.name); }
-void Check(const HQOS_FGInfo& fg) { CheckName(fg.name); }
-void Check(const HQOS_FCInfo& fc) { CheckName(fc.name); }
-void Check(const HQOS_DPInfo& dp) { CheckName(dp.name); }
-void Check(const HQOS_FPInfo& fp) {
-  CheckName(fp.name);
-  CheckName(fp.dpName);
-  constexpr uint32_t kKnown = HQOS_FPI_GTS | HQOS_FPI_DPREF | HQOS_FPI_QUEUE | HQOS_FPI_BANDWIDTH;
-  Require((fp.flags & ~kKnown) == 0, "the flags of an FP are known");
-  Require((fp.flags & HQOS_FPI_DPREF) != 0 || fp.dpId == HQOS_ID_NONE, "no DP has no identifier");
-  Require((fp.flags & HQOS_FPI_BANDWIDTH) != 0 || fp.bandwidth == 0, "no bandwidth is zero");
-}
-void Check(const HQOS_ApplyInfo& info) {
-  CheckName(info.obj.name);
-  Check(info.sp);
-}
-void Check(const HQOS_FGSon& son) {
-  CheckName(son.name1);
-  CheckName(son.name2);
-}
-void Check(const HQOS_SPSon& son) {
-  CheckName(son.cfg.name1);
-  CheckName(son.cfg.name2);
-}
-void Check(const HQOS_SPSonStat& stat) { Check(stat.son); }
-void Check(const HQOS_SPSonDiag& diag) { Check(diag.son); }
-
-void Check(const HQOS_Result& result) { CheckName(result.text); }
-
-// ---- Outputs obey the header
-// ----------------------------------------------------------------------
 
 struct Arguments {
   void Fill(const char*& name) const { name = "a"; }
@@ -59,38 +17,6 @@ struct Arguments {
     value = {};
   }
 };
-
-template <class Call>
-void CheckCommand(Call& call) {
-  if (call.status == 0) Check(call.Output().records[0]);
-  if (call.status == HQOS_ERR_FAILED) Require(call.Output().IsAll(calls::kBlank), "untouched");
-  if (call.status == HQOS_ERR_BADREPLY) Require(call.Output().IsAll(0), "all zero");
-}
-
-// A list that breaks off at a record that is too short leaves those before it. A query that fails
-// leaves its output, except that of an FP, which is zero.
-template <class Call>
-void CheckQuery(Call& call) {
-  auto& infos = call.Output().records;
-  using Info = std::remove_reference_t<decltype(infos[0])>;
-  size_t count = call.status == 0 ? 1 : 0;
-  if constexpr (Call::kIsList) {
-    const uint32_t found = call.template Get<uint32_t*>().records[0];
-    const bool isCut = call.status == HQOS_ERR_BADREPLY && found != calls::kBlankCount;
-    Require(!isCut || std::is_same_v<Info, HQOS_FCInfo> || std::is_same_v<Info, HQOS_DPInfo> ||
-                std::is_same_v<Info, HQOS_FGSon>,
-            "a list of parts does not break off");
-    Require(call.status == 0 || isCut || found == calls::kBlankCount, "the count is left");
-    count = call.status == 0 || isCut ? found : 0;
-    Require(count <= infos.size(), "a list fits the room that the header gives");
-  }
-  for (size_t i = 0; i < count; ++i) Check(infos[i]);
-  if (std::is_same_v<Info, HQOS_FPInfo> && !Call::kIsList && call.status != 0) {
-    constexpr Info kZero{};
-    Require(std::memcmp(&infos[count++], &kZero, sizeof kZero) == 0, "an FP is zero");
-  }
-  Require(call.Output().IsAll(calls::kBlank, count * sizeof(Info)), "nothing follows the last");
-}
 
 template <class... Parameters>
 void Do(uint32_t (*function)(Parameters...)) {
@@ -105,9 +31,9 @@ void Do(uint32_t (*function)(Parameters...)) {
     auto &a = first.Output().records, &b = second.Output().records;
     Require(std::memcmp(a.data(), b.data(), a.size() * sizeof a[0]) == 0, "nor to the records");
     if constexpr (Call::kIsCommand) {
-      CheckCommand(first);
+      reply_rules::CheckCommand(first);
     } else {
-      CheckQuery(first);
+      reply_rules::CheckQuery(first);
     }
   }
 }

@@ -57,11 +57,14 @@ struct Argument<const char*> {
 template <class T>
 struct Argument<const T*> {
   T value[std::is_integral_v<T> ? 4 : 1];
+  bool isNull = false;
   template <class Source>
   explicit Argument(const Source& source) {
+    if constexpr (requires { source.IsNull(); }) isNull = source.IsNull();
+    if (isNull) return;
     for (T& element : value) source.Fill(element);
   }
-  const T* Pass() { return value; }
+  const T* Pass() { return isNull ? nullptr : value; }
 };
 // or an output.
 template <class T>

@@ -5,7 +5,8 @@
 #include <string>
 
 #include "hqos.h"
-#include "tests/query.h"
+#include "tests/records.h"
+#include "tests/wire.h"
 
 namespace {
 
@@ -28,16 +29,6 @@ Answer Command(const Script& script) {
   return answer;
 }
 
-Answer Reply(const Bytes& reply) {
-  Script script;
-  script.reply = reply;
-  return Command(script);
-}
-
-Asked<HQOS_SPInfo> AskSP(const Bytes& reply) {
-  return {reply, 1, [](uint32_t*, HQOS_SPInfo* info) { return HQOS_lib_GetSP("gold", info); }};
-}
-
 TEST(RoundTrip, SendsOneRequestToTheService) {
   const Answer answer = Command({});
   EXPECT_EQ(answer.status, 0u);
@@ -48,64 +39,6 @@ TEST(RoundTrip, SendsOneRequestToTheService) {
   EXPECT_EQ(answer.seen.sendFlags, 0);
   EXPECT_EQ(answer.seen.recvFlags, 0x100);
   EXPECT_TRUE(answer.seen.closed);
-}
-
-TEST(RoundTrip, HandsOverTheVerdict) {
-  struct {
-    uint32_t code;
-    std::string text, kept;
-  } const cases[] = {
-      {0, "", ""},
-      {7, "FG fg1 already exists", "FG fg1 already exists"},
-      {0x40010001, "x", "x"},
-      {1, std::string(255, 'a'), std::string(255, 'a')},
-      {1, std::string(300, 'b'), std::string(255, 'b')},
-  };
-  for (const auto& c : cases) {
-    const Answer answer = Reply(Status(c.code, c.text));
-    EXPECT_EQ(answer.status, 0u);
-    EXPECT_EQ(answer.result.code, c.code);
-    EXPECT_EQ(std::string(answer.result.text), c.kept);
-    const size_t length = c.kept.size();
-    EXPECT_EQ(Bytes(answer.result.text + length, answer.result.text + 256), Bytes(256 - length));
-  }
-  const Bytes longerHead = Hex("0a 01 02 01 01 00 00 00 ff ff 70 00 00 05 00 00 00 09 00");
-  EXPECT_EQ(Reply(longerHead).result.code, 9u);
-}
-
-// Replies without a usable status: the command says so and leaves a cleared record.
-const Bytes kBadStatusReplies[] = {
-    Hex("08"),  // head longer than the reply
-    Hex("ff 01 02 01 01 00 00 00 70 00 00 05 00 00 00 00 00"),
-    Hex("08 01 02 01 01 00 00 00 70 00 00 00"),                          // no code
-    Hex("08 01 02 01 01 00 00 00 70 00 00 03 00 00 00"),                 // half a code
-    Hex("08 01 02 01 01 00 00 00 70 00 00 04 00 00 00 07"),              // no text
-    Hex("08 01 02 01 01 00 00 00 70 00 00 06 00 00 00 07 61 62"),        // text without NUL...
-    Hex("08 01 02 01 01 00 00 00 70 00 00 06 00 00 00 07 61 62 00 00"),  // ...inside the TLV
-};
-// Replies that do not begin with a status at all.
-const Bytes kOtherReplies[] = {
-    Message(2, 1, {}),
-    Hex("08 01 02 01 01 00 00 00 70 00 00 06 00 00 00 07 61"),  // TLV longer than the reply
-    Hex("08 01 02 01 01 00 00 00 70 00 ff ff 00 00 00 07 61"),
-    Message(2, 1, Tlv(1, {}) + Tlv(0x7000, Hex("00 00 00 00 00"))),
-};
-
-TEST(RoundTrip, TellsAQuerysDataFromAStatus) {
-  const auto expect = [](const Bytes& reply, uint32_t ofQuery, uint8_t queryLeaves) {
-    const Answer answer = Reply(reply);
-    EXPECT_EQ(answer.status, uint32_t{HQOS_ERR_BADREPLY}) << testing::PrintToString(reply);
-    EXPECT_TRUE(Same(answer.result, HQOS_Result{}));
-    EXPECT_TRUE(answer.seen.closed);
-    const auto asked = AskSP(reply);
-    EXPECT_EQ(asked.status, ofQuery) << testing::PrintToString(reply);
-    EXPECT_TRUE(Same(asked.infos[0], Filled<HQOS_SPInfo>(queryLeaves)));
-  };
-  for (const Bytes& reply : kBadStatusReplies) expect(reply, HQOS_ERR_BADREPLY, kBefore);
-  for (const Bytes& reply : kOtherReplies) expect(reply, 0, 0);
-  const auto refused = AskSP(Status(5, "text"));
-  EXPECT_EQ(refused.status, 5u);
-  EXPECT_TRUE(IsUntouched(refused.infos[0]));
 }
 
 // What is interrupted goes on, what fails leaves the result alone.
@@ -142,17 +75,6 @@ TEST(RoundTrip, MeetsErrors) {
       EXPECT_EQ(request, answer.seen.requests[0]) << c.what;
     }
   }
-}
-
-TEST(RoundTrip, TakesTheLargestReplies) {
-  // The last TLV reaches to byte 1500, so one byte less and it would be lost.
-  const Bytes text = Status(7, std::string(HQOS_MSG_MAX - 17, 'x'));
-  ASSERT_EQ(text.size(), size_t{HQOS_MSG_MAX});
-  EXPECT_EQ(Reply(text).result.code, 7u);
-  const Bytes unknown = Tlv(5, Bytes(HQOS_MSG_MAX - 12 - 12 - 4));
-  const Bytes data = Message(2, 2, Tlv(1, unknown + Tlv(6, Hex("00000001 00000002"))));
-  ASSERT_EQ(data.size(), size_t{HQOS_MSG_MAX});
-  EXPECT_EQ(AskSP(data).infos[0].words[1], 2u);
 }
 
 TEST(MsgHead, IsWrittenAsEightBytes) {
