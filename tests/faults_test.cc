@@ -237,30 +237,4 @@ TEST(Faults, SignalsDisturbNoCall) {
 }
 
 // Memory that the kernel no longer gives. Not with sanitizers, which cannot live without.
-TEST(Faults, RefusesCommandsWhenMemoryIsShort) {
-  Service service({"--store", "@/store"});
-  ASSERT_EQ(AddFP("first"), 0u);
-  const pid_t pid = service.pid();
-  size_t pages = 0;
-  std::ifstream("/proc/" + std::to_string(pid) + "/statm") >> pages;
-  if (pages >> 28 != 0) GTEST_SKIP() << "a sanitizer takes all addresses";
-  const rlimit tight{pages * static_cast<size_t>(getpagesize()), RLIM_INFINITY};
-  const rlimit wide{RLIM_INFINITY, RLIM_INFINITY};
-  prlimit(pid, RLIMIT_AS, &tight, nullptr);
-  std::vector<std::string> created;
-  uint32_t verdict = 0;
-  for (int i = 0; i < 60'000 && verdict == 0; ++i) {
-    const std::string name = "fp" + std::to_string(i);
-    verdict = AddFP(name);
-    if (verdict == 0) created.push_back(name);
-  }
-  for (int i = 0; i < 3; ++i, verdict = AddFP("more")) {
-    EXPECT_TRUE(verdict == HQOSD_NO_MEMORY || verdict == HQOSD_NOT_STORED) << verdict;
-    EXPECT_TRUE(HasFP("first"));
-  }
-  prlimit(pid, RLIMIT_AS, &wide, nullptr);
-  EXPECT_EQ(AddFP("more"), 0u);
-  for (const std::string& name : created) EXPECT_TRUE(HasFP(name)) << name;
-}
-
 }  // namespace

@@ -105,21 +105,6 @@ TEST_F(Hierarchy, IsListedInBlocksOfAnySize) {
   }
 }
 
-TEST_F(Hierarchy, IsTheSameInAllThreeListings) {
-  std::vector<HQOS_SPSonStat> stats(HQOS_BULK_SPSON_MAX);
-  std::vector<HQOS_SPSonDiag> diags(HQOS_BULK_SPSON_MAX);
-  uint32_t withStats = 0, withDiags = 0;
-  EXPECT_EQ(HQOS_lib_GetBulkSPSonStat(nullptr, &kStart, 0, &withStats, stats.data()), 0u);
-  EXPECT_EQ(HQOS_lib_GetBulkSPSonDiag(nullptr, &kStart, 0, &withDiags, diags.data()), 0u);
-  EXPECT_EQ(withStats, 5u);
-  EXPECT_EQ(withDiags, 9u);
-  for (uint32_t i = 0; i < withDiags; ++i) {
-    EXPECT_TRUE(Same(diags[i].son.path, all_[i].path));
-    EXPECT_TRUE(Same(diags[i].son.cfg, all_[i].cfg));
-  }
-  for (uint32_t i = 0; i < withStats; ++i) EXPECT_TRUE(Same(stats[i].son, diags[i].son));
-}
-
 // A listing goes on from where a child was, also when it is there no more.
 TEST_F(Hierarchy, IsListedOnFromAnywhere) {
   std::mt19937 random(1);
@@ -139,47 +124,6 @@ TEST_F(Hierarchy, IsListedOnFromAnywhere) {
       ASSERT_TRUE(Same(son.path, next->path));
     }
   }
-}
-
-TEST(Listing, BeginsWithTheFirstAndKnowsItsEnd) {
-  Service service;
-  HQOS_SPSon son[HQOS_BULK_SPSON_MAX];
-  HQOS_FGSon fgSon[HQOS_BULK_FGSON_MAX];
-  const HQOS_SPSonPath begin{{kNone, kNone, kNone, kNone, kNone, kNone}};
-  const HQOS_SPSonPath nowhere{{9, kNone, kNone, kNone, kNone, kNone}};
-  const HQOS_FGSonKey fgBegin{{kNone, kNone, kNone}};
-  uint32_t got = 9;
-  EXPECT_EQ(HQOS_lib_GetBulkSPSon(&begin, 0, &got, son), 0u);
-  EXPECT_EQ(got, 0u);
-  got = 9;
-  EXPECT_EQ(HQOS_lib_GetBulkFGSon(&fgBegin, 0, &got, fgSon), 0u);
-  EXPECT_EQ(got, 0u);
-
-  const HQOS_MatchRule rule = Value(1);
-  HQOS_Result result;
-  HQOS_lib_AddSP("sp", 3, &result);
-  HQOS_lib_AddFG("fg", 5, &result);
-  HQOS_lib_AddSPNestFG("sp", &rule, "fg", nullptr, &result);
-  for (int i = 0; i < 30; ++i) {
-    HQOS_lib_AddFGNestFC("fg", ("fc" + std::to_string(i)).c_str(), nullptr, &result);
-  }
-  EXPECT_EQ(HQOS_lib_GetBulkSPSon(&begin, 0, &got, son), 0u);
-  EXPECT_EQ(son[0].path.field[0], 3);
-  EXPECT_NE(HQOS_lib_GetBulkSPSon(&nowhere, 0, &got, son), 0u);
-  HQOS_FGSonKey start = fgBegin;
-  for (size_t i = 0; i < 30; i += got) {
-    ASSERT_EQ(HQOS_lib_GetBulkFGSon(&start, 7, &got, fgSon), 0u);
-    ASSERT_EQ(got, std::min<size_t>(7, 30 - i));
-    for (size_t k = 0; k < got; ++k) {  // the first got the highest identifier
-      EXPECT_EQ(fgSon[k].name1, "fc" + std::to_string(29 - i - k));
-      EXPECT_EQ(fgSon[k].key.field[0], 5);
-      EXPECT_EQ(fgSon[k].key.field[1], 0xFFFE - 29 + i + k);
-      EXPECT_EQ(fgSon[k].word, 2u);
-    }
-    start = fgSon[got - 1].key;
-  }
-  EXPECT_EQ(HQOS_lib_GetBulkFGSon(&start, 7, &got, fgSon), 0u);
-  EXPECT_EQ(got, 0u);
 }
 
 }  // namespace
