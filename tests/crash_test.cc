@@ -130,7 +130,7 @@ TEST(Crash, ServesAStoreThatCanOnlyBeRead) {
 
 TEST(Crash, CheckTellsWhatIsThere) {
   Service service({"--store", "@/store"});
-  for (const char* end : {"", "-wal", "-shm", "-lock"}) {
+  for (const char* end : {"", "-wal", "-shm", "-reserve"}) {
     EXPECT_EQ(std::filesystem::status(service.dir() + "/store" + end).permissions(),
               static_cast<std::filesystem::perms>(0600));
   }
@@ -144,7 +144,7 @@ TEST(Crash, CheckTellsWhatIsThere) {
   EXPECT_EQ(dump.out,
             "KEY          RECORD\n"
             "SP-cfg-gold  {\"name\":\"gold\",\"id\":1,\"unit\":0}\n"
-            "VERSION      {\"version\":\"1\"}\n");
+            "VERSION      {\"version\":\"2\"}\n");
   EXPECT_NE(process::Run({HQOSD, "--store", "/proc/none/store"}).err.find("cannot open the store"),
             std::string::npos);
 }

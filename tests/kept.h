@@ -13,6 +13,7 @@
 
 #include "hqosd.h"
 #include "service/server/transactor.h"
+#include "service/store/schema.h"
 #include "tests/calls.h"
 #include "tests/failing_vfs.h"
 #include "tests/in_process.h"
@@ -43,7 +44,7 @@ class Kept : public testing::Test, public Caller {
     model.interfaces = &interfaces_;
     transactor_ = std::make_unique<hqosd::Transactor>(std::move(model));
     std::string why;
-    auto store = hqosd::OpenStore(store_file, false, why);
+    auto store = hqosd::OpenStore(store_file, hqosd::Purpose::Serve, why);
     EXPECT_NE(store, nullptr) << why;
     testing::internal::CaptureStderr();
     EXPECT_TRUE(store != nullptr && transactor_->AttachStore(std::move(store)));
@@ -104,7 +105,7 @@ class Kept : public testing::Test, public Caller {
       *static_cast<int64_t*>(to) = std::stoll(columns[0]);
       return 0;
     };
-    EXPECT_EQ(sqlite3_open(file().c_str(), &db), SQLITE_OK);
+    EXPECT_TRUE(sqlite3_open(file().c_str(), &db) == SQLITE_OK && hqosd::AddRowSum(db));
     EXPECT_EQ(sqlite3_exec(db, sql.c_str(), take, &number, nullptr), SQLITE_OK)
         << sqlite3_errmsg(db);
     sqlite3_close(db);

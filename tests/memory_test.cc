@@ -87,7 +87,8 @@ class InThread {
     thread_ = std::thread([this] {
       std::string why;
       hqosd::Transactor transactor{hqosd::Model()};
-      EXPECT_TRUE(transactor.AttachStore(hqosd::OpenStore(dir_ + "/store", false, why)));
+      EXPECT_TRUE(
+          transactor.AttachStore(hqosd::OpenStore(dir_ + "/store", hqosd::Purpose::Serve, why)));
       hqosd::Server server(listener_, transactor, hqosd::Access(std::nullopt));
       t_mayFail = true;
       EXPECT_TRUE(server.Run());

@@ -82,7 +82,7 @@ TEST_F(Kept, KeepsRunTimeStateApart) {
     std::vector<hqosd::StoredRecord> records;
     Close();
     std::string why;
-    hqosd::OpenStore(file(), true, why)->Read(records);
+    hqosd::OpenStore(file(), hqosd::Purpose::Read, why)->Read(records);
     size_t runs = 0, entries = 0;
     for (const auto& record : records) {
       runs += record.key.starts_with("IFRUN-");
@@ -110,7 +110,7 @@ TEST_F(Kept, RefusesAllThatCameTogether) {
   const Bytes add = Message(1, 1, Tlv(3, Field("one", 32) + Hex("0001 0000")));
   const Bytes get = Message(1, 2, Tlv(1, Field("one", 32) + Hex("ffff 0000")));
   std::string why;
-  auto store = hqosd::OpenStore(file() + "2", false, why);
+  auto store = hqosd::OpenStore(file() + "2", hqosd::Purpose::Serve, why);
   ASSERT_TRUE(store != nullptr && transactor.AttachStore(std::move(store))) << why;
   for (const bool fails : {true, false}) {
     FailingVfs::syncResult = fails ? SQLITE_IOERR_FSYNC : SQLITE_OK;
@@ -151,37 +151,40 @@ TEST_F(Kept, QuarantinesDamagedRecords) {
       {"UPDATE record SET value = x'00' WHERE key = 'SP-cfg-b'",
        {"SP-cfg-b: the record does not decode", "SP-nest-b/FG b: SP b does not exist",
         "IFCFG-1-eth0: SP b does not exist"}},
-      {"INSERT INTO record SELECT 'SP-cfg-c', value FROM record WHERE key = 'SP-cfg-a'",
+      {"INSERT INTO record(key, value) SELECT 'SP-cfg-c', value FROM record WHERE key = 'SP-cfg-a'",
        {"SP-cfg-c: the record has another name than its key"}},
       {"UPDATE record SET value = x'0002000101' WHERE key = 'FP-cfg-b'",
-       {"FP-cfg-b: the record does not decode"}},
+       {"FP-cfg-b: the record does not decode",
+        "SP-nest-b/FG b: kept without FP b, which does not exist"}},
       {"UPDATE record SET value = x'01' WHERE key = 'FP-run-a'",
        {"FP-run-a: the record is not that of the other records"}},
       {"DELETE FROM record WHERE key = 'DP-cfg-a'",
-       {"FP-cfg-a: DP a does not exist", "SP-nest-a/FG a: FP a does not exist"}},
-      {"INSERT INTO record SELECT 'FG-nest-a' || char(10) || 'FG a', value FROM record "
+       {"FP-cfg-a: kept without DP a, which does not exist"}},
+      {"INSERT INTO record(key, value) SELECT 'FG-nest-a' || char(10) || 'FG a', value FROM record "
        "WHERE key = 'SP-nest-a' || char(10) || 'FG a'",
        {"FG-nest-a/FG a: "}},
       {"DELETE FROM record WHERE key = 'FC-cfg-a'", {"FG-nest-a/FC a: the child does not exist"}},
       {"DELETE FROM record WHERE key LIKE 'FG-nest-b%'", {"FC-cfg-b: the FC is nested nowhere"}},
       {"UPDATE record SET value = x'03' WHERE key = 'APPLY-1-1-2'",
        {"APPLY-1-1-2: the record does not decode"}},
-      {"INSERT INTO record SELECT 'APPLY-9-0-2', CAST(substr(value, 1, 7) || x'09' || "
+      {"INSERT INTO record(key, value) SELECT 'APPLY-9-0-2', CAST(substr(value, 1, 7) || x'09' || "
        "substr(value, 9) AS BLOB) FROM record WHERE key = 'APPLY-1-1-2'",
        {"APPLY-9-0-2: there is no such application object"}},
       {"UPDATE record SET value = CAST(substr(value, 1, 16) || 'x' || substr(value, 18) AS BLOB) "
        "WHERE key = 'APPLY-1-1-2'",
        {"APPLY-1-1-2: there is no such application object"}},
-      {"INSERT INTO record SELECT 'IFCFG-1-eth1', CAST(substr(value, 1, 19) || '1' || "
+      {"INSERT INTO record(key, value) SELECT 'IFCFG-1-eth1', CAST(substr(value, 1, 19) || '1' || "
        "substr(value, 21) AS BLOB) FROM record WHERE key = 'IFCFG-1-eth0'",
        {"IFCFG-1-eth0: the record is not that of the other records"}},
-      {"INSERT INTO record VALUES('surprise', x'')", {"surprise: nothing is known of this key"}},
+      {"INSERT INTO record(key, value) VALUES('surprise', x'')",
+       {"surprise: nothing is known of this key"}},
       {"UPDATE record SET value = x'03' WHERE key = 'IFRUN-3-1-L1'",
        {"IFRUN-3-1-L1: the record is not that of the other records"}},
       {"UPDATE record SET value = (SELECT value FROM record WHERE key = 'FP-run-b') "
        "WHERE key = 'FP-run-a'",
        {"FP-run-a: the record is not that of the other records"}},
-      {"INSERT INTO record SELECT 'SP-nest-a' || char(10) || 'x' || char(10) || 'FG a', value "
+      {"INSERT INTO record(key, value) SELECT 'SP-nest-a' || char(10) || 'x' || char(10) || 'FG "
+       "a', value "
        "FROM record WHERE key = 'SP-nest-a' || char(10) || 'FG a'",
        {"SP-nest-a/x/FG a: the record has another name than its key"}},
       {"UPDATE record SET value = value || x'00' WHERE key = 'FG-cfg-a'",
@@ -193,13 +196,14 @@ TEST_F(Kept, QuarantinesDamagedRecords) {
   for (const auto& c : cases) {
     Close();
     std::filesystem::copy_file(good, file(), std::filesystem::copy_options::overwrite_existing);
-    Sql(c.sql + std::string("; DELETE FROM set_aside"));
+    Sql(c.sql + std::string("; UPDATE record SET sum = row_sum(key, value);"
+                            "DELETE FROM quarantine"));
     const std::string log = Open();
     for (const char* line : c.quarantined) {
       EXPECT_NE(log.find(std::string("quarantined ") + line), std::string::npos) << line << log;
     }
     EXPECT_EQ(Do(HQOS_lib_AddSP, "new", HQOS_ID_NONE), 0u);  // the rest serves on
-    EXPECT_GE(Sql("SELECT count(value) FROM set_aside"),
+    EXPECT_GE(Sql("SELECT count(value) FROM quarantine"),
               static_cast<int64_t>(c.quarantined.size()));
     const std::string before = Snapshot();
     EXPECT_EQ(Open(), "") << c.sql;  // once is enough
@@ -209,12 +213,13 @@ TEST_F(Kept, QuarantinesDamagedRecords) {
 
 TEST_F(Kept, IsRefusedWhenItIsAnothersOrNewer) {
   std::string why;
-  EXPECT_EQ(hqosd::OpenStore(file(), false, why), nullptr);
+  EXPECT_EQ(hqosd::OpenStore(file(), hqosd::Purpose::Serve, why), nullptr);
   EXPECT_EQ(why, "another service has it");
-  Sql("UPDATE record SET value = '2' WHERE key = 'VERSION'");
+  Sql("UPDATE record SET value = CAST('3' AS BLOB) WHERE key = 'VERSION'; UPDATE record SET sum = "
+      "row_sum(key, value)");
   Close();
-  EXPECT_EQ(hqosd::OpenStore(file(), false, why), nullptr);
-  EXPECT_EQ(why, "its version is 2, not 1");
+  EXPECT_EQ(hqosd::OpenStore(file(), hqosd::Purpose::Serve, why), nullptr);
+  EXPECT_EQ(why, "its version is 3, not 2");
 }
 
 }  // namespace

@@ -17,10 +17,12 @@
 #include "service/server/server.h"
 #include "service/server/transactor.h"
 #include "service/store/dump.h"
-#include "service/store/load.h"
 #include "service/store/records.h"
+#include "service/store/restore.h"
 
 namespace {
+
+using hqosd::Purpose;
 
 constexpr int kBacklog = 512;
 
@@ -84,9 +86,9 @@ std::string DefaultStore(uint16_t node) {
 }
 
 // Opens the store; null with a log line when it cannot be.
-std::unique_ptr<hqosd::Store> Open(const std::string& file, bool readOnly) {
+std::unique_ptr<hqosd::Store> Open(const std::string& file, Purpose purpose) {
   std::string why = "there is no place for it";
-  auto store = file.empty() ? nullptr : hqosd::OpenStore(file, readOnly, why);
+  auto store = file.empty() ? nullptr : hqosd::OpenStore(file, purpose, why);
   if (store == nullptr) hqosd::Log("cannot open the store %s: %s", file.c_str(), why.c_str());
   return store;
 }
@@ -108,7 +110,8 @@ void RaiseDescriptorLimit() {
 }
 
 struct Options {
-  std::string counters, file;
+  std::string counters, file, backup;
+  std::vector<std::string> restore;
   bool ephemeral = false, check = false, dump = false, open = false;
   hqosd::DumpForm form;
   uint16_t node = 0;
@@ -135,6 +138,11 @@ void AddOptions(CLI::App& app, Options& o) {
   app.add_flag("--bytes", o.form.bytes, "with --dump --json: the bytes of every record too")
       ->needs(dump);
   app.add_option("FILE", o.file, "with --dump: the store")->needs(dump)->excludes(store);
+  app.add_option("--backup", o.backup, "copy the store to a new file, also while a service has it")
+      ->type_name("FILE");
+  app.add_option("--restore", o.restore,
+                 "put quarantined records back that fit again, while no service has the store")
+      ->type_name("KEY");
   app.add_flag("--open", o.open,
                "any user may configure, not only root, the service's user and group hqos");
   app.add_option("--counters", o.counters,
@@ -168,16 +176,25 @@ int main(int argc, char** argv) {
     if (!why.empty()) hqosd::Log("cannot read the store %s: %s", o.file.c_str(), why.c_str());
     return why.empty() ? 0 : 1;
   }
+  if (!o.backup.empty()) {
+    const std::string why = hqosd::BackUpStore(o.file, o.backup);
+    if (!why.empty()) hqosd::Log("cannot copy the store %s: %s", o.file.c_str(), why.c_str());
+    return why.empty() ? 0 : 1;
+  }
+  if (!o.restore.empty()) {
+    const auto store = Open(o.file, Purpose::Serve);
+    return store != nullptr && hqosd::RestoreRecords(*store, o.restore) ? 0 : 1;
+  }
   if (o.check) {
-    const auto store = Open(o.file, true);
+    const auto store = Open(o.file, Purpose::Check);
     return store != nullptr && hqosd::CheckStore(*store) ? 0 : 1;
   }
   hqosd::Model model;
   if (!o.counters.empty()) model.counters = hqosd::FileCounters(o.counters);
   hqosd::Transactor transactor(std::move(model));
   if (!o.ephemeral) {
-    auto store = Open(o.file, false);
-    if (store == nullptr && CanOnlyBeRead(o.file)) store = Open(o.file, true);
+    auto store = Open(o.file, Purpose::Serve);
+    if (store == nullptr && CanOnlyBeRead(o.file)) store = Open(o.file, Purpose::Read);
     if (store == nullptr || !transactor.AttachStore(std::move(store))) return 1;
   }
   return Serve(endpoint, transactor,

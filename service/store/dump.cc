@@ -1,7 +1,5 @@
 #include "service/store/dump.h"
 
-#include <sqlite3.h>
-
 #include <algorithm>
 #include <cstring>
 #include <iostream>
@@ -11,6 +9,7 @@
 
 #include "service/model/tlvs.h"
 #include "service/store/records.h"
+#include "service/store/store.h"
 
 namespace hqosd {
 
@@ -197,24 +196,6 @@ Json Decoded(const std::string& key, const Bytes& value) {
   return nullptr;
 }
 
-// Calls `add` with the columns of each row. Returns "", or why it cannot.
-template <class Add>
-std::string Select(sqlite3* db, const char* sql, const Add& add) {
-  sqlite3_stmt* prepared = nullptr;
-  if (sqlite3_prepare_v2(db, sql, -1, &prepared, nullptr) != SQLITE_OK) return sqlite3_errmsg(db);
-  const std::unique_ptr<sqlite3_stmt, int (*)(sqlite3_stmt*)> row(prepared, sqlite3_finalize);
-  const auto column = [&row](int i) {
-    const auto* const bytes = static_cast<const uint8_t*>(sqlite3_column_blob(row.get(), i));
-    return bytes == nullptr ? Bytes() : Bytes(bytes, bytes + sqlite3_column_bytes(row.get(), i));
-  };
-  int result;
-  while ((result = sqlite3_step(row.get())) == SQLITE_ROW) {
-    const Bytes key = column(0), value = column(1), reason = column(2);
-    add(std::string(key.begin(), key.end()), value, std::string(reason.begin(), reason.end()));
-  }
-  return result == SQLITE_DONE ? "" : sqlite3_errmsg(db);
-}
-
 // A key on one line of a terminal.
 std::string Printable(std::string text) {
   const auto isControl = [](unsigned char c) { return c < 0x20 || c == 0x7F; };
@@ -244,23 +225,24 @@ void PrintColumns(const Json& entries) {
 }  // namespace
 
 std::string DumpStore(const std::string& file, DumpForm form) {
-  sqlite3* opened = nullptr;
-  const int result = sqlite3_open_v2(file.c_str(), &opened, SQLITE_OPEN_READONLY, nullptr);
-  const std::unique_ptr<sqlite3, int (*)(sqlite3*)> db(opened, sqlite3_close_v2);
-  if (result != SQLITE_OK) return sqlite3_errstr(result);
-  sqlite3_busy_timeout(opened, 5000);
-  sqlite3_exec(opened, "BEGIN", nullptr, nullptr, nullptr);  // both tables as of one moment
+  std::string why;
+  const auto store = OpenStore(file, Purpose::Read, why);
+  if (store == nullptr) return why;
+  std::vector<StoredRecord> records;
+  std::vector<QuarantinedRecord> quarantine;
+  why = store->Read(records, &quarantine);
+  if (!why.empty()) return why;
   Json entries = Json::array();
-  const auto add = [&](const std::string& key, const Bytes& value, const std::string& reason) {
+  const auto add = [&](const std::string& key, const Bytes& value) -> Json& {
     const Json record = Decoded(key, value);
     Json entry = {{"key", key}, {"record", record}};
     if (form.bytes || record.is_null()) entry["bytes"] = Hex(value);
-    if (!reason.empty()) entry["quarantined"] = reason;
-    entries.push_back(std::move(entry));
+    return entries.emplace_back(std::move(entry));
   };
-  std::string why = Select(opened, "SELECT key, value, NULL FROM record ORDER BY key", add);
-  if (why.empty()) why = Select(opened, "SELECT key, value, reason FROM set_aside", add);
-  if (!why.empty()) return why;
+  for (const StoredRecord& record : records) add(record.key, record.value);
+  for (const QuarantinedRecord& record : quarantine) {
+    add(record.key, record.value)["quarantined"] = record.reason;
+  }
   if (form.json) {
     std::cout << Text(entries, 2) << '\n';
   } else {

@@ -21,6 +21,7 @@ std::string Try(const Change& change) try {
 }
 
 constexpr char kDoesNotDecode[] = "the record does not decode";
+constexpr char kWrongSum[] = "its checksum is wrong";
 constexpr char kOtherName[] = "the record has another name than its key";
 
 class Loader {
@@ -57,7 +58,7 @@ class Loader {
     for (const StoredRecord& record : records_) {
       if (!record.key.starts_with(prefix) || bad_.contains(record.key)) continue;
       const std::string name = record.key.substr(prefix.size());
-      const std::string why = load(record, name);
+      const std::string why = record.isSound ? load(record, name) : kWrongSum;
       if (!why.empty()) Quarantine(record.key, why);
     }
   }
@@ -106,10 +107,10 @@ class Loader {
     std::string why = LoadNamed(record, name, DecodeFPCfg, model_.fps, cfg);
     if (!why.empty()) return why;
     auto* const dp = model_.dps.Find(std::string(cfg.dpName));
-    const bool refers = (cfg.flags & HQOS_FPI_DPREF) != 0;
-    if (refers && dp == nullptr) {
-      model_.fps.Remove(name);
-      return "DP " + std::string(cfg.dpName) + " does not exist";
+    const bool refers = (cfg.flags & HQOS_FPI_DPREF) != 0 && dp != nullptr;
+    if (!refers && (cfg.flags & HQOS_FPI_DPREF) != 0) {
+      cfg.flags &= ~uint32_t{HQOS_FPI_DPREF};
+      reduced_[record.key] = fmt::format("kept without DP {}, which does not exist", cfg.dpName);
     }
     HQOS_FPInfo& settings = model_.fps.Find(name)->value.settings;
     settings.flags = cfg.flags;
@@ -140,12 +141,17 @@ class Loader {
     const auto* const fg = isFC ? nullptr : model_.fgs.Find(child);
     if (fc == nullptr && fg == nullptr) return "the child does not exist";
     if ((fc != nullptr ? fc->id : fg->id) != son.value1) return "the child has another identifier";
+    std::string fp = son.name2;
+    if (!fp.empty() && model_.fps.Find(fp) == nullptr) {
+      reduced_[record.key] = fmt::format("kept without FP {}, which does not exist", fp);
+      fp.clear();
+    }
     return Try([&] {
       const Parent p = kind == 1 ? GetSPParent(model_, parent) : GetFGParent(model_, parent);
       if (isFC) {
-        NestFC(model_, p, child, son.name2);
+        NestFC(model_, p, child, fp);
       } else {
-        NestFG(model_, p, child, son.rule, son.name2);
+        NestFG(model_, p, child, son.rule, fp);
       }
     });
   }
@@ -180,11 +186,14 @@ class Loader {
     for (const StoredRecord& record : records_) {
       const auto row = rows.find(record.key);
       const bool wanted = row != rows.end();
-      if (wanted && row->second == record.value) {
+      if (wanted && record.isSound && row->second == record.value) {
         rows.erase(row);
       } else if (!bad_.contains(record.key)) {
-        Quarantine(record.key, wanted ? "the record is not that of the other records"
-                                      : "nothing is known of this key");
+        const auto reduced = reduced_.find(record.key);
+        Quarantine(record.key, !record.isSound             ? kWrongSum
+                               : reduced != reduced_.end() ? reduced->second
+                               : wanted ? "the record is not that of the other records"
+                                        : "nothing is known of this key");
       }
     }
     for (auto& [key, value] : rows) repairs_.push_back({key, std::move(value), {}});
@@ -194,6 +203,7 @@ class Loader {
   Model& model_;
   std::vector<Change> repairs_;
   std::set<std::string> bad_;
+  std::map<std::string, std::string> reduced_;  // records kept in part, and why
 };
 
 }  // namespace
@@ -206,27 +216,6 @@ std::string PrintableKey(std::string key) {
   std::replace_if(
       key.begin(), key.end(), [](unsigned char c) { return c < 0x20; }, '/');
   return key;
-}
-
-bool CheckStore(Store& store) {
-  std::vector<StoredRecord> records;
-  const std::string why = store.Read(records);
-  if (!why.empty()) {
-    std::printf("the store cannot be used: %s\n", why.c_str());
-    return false;
-  }
-  Model model;
-  const std::vector<Change> repairs = Load(records, model);
-  std::printf("%zu records: %zu SPs, %zu FGs, %zu FCs, %zu FPs, %zu DPs, %zu applications\n",
-              records.size(), model.sps.All().size(), model.fgs.All().size(),
-              model.fcs.All().size(), model.fps.All().size(), model.dps.All().size(),
-              model.applications.size());
-  for (const Change& change : repairs) {
-    const char* const what =
-        change.quarantine.empty() ? "not up to date" : change.quarantine.c_str();
-    std::printf("%s: %s\n", PrintableKey(change.key).c_str(), what);
-  }
-  return repairs.empty();
 }
 
 }  // namespace hqosd

@@ -7,14 +7,12 @@
 namespace hqosd {
 
 // Fills the empty model from the records. A record that does not decode, or does not fit the others
-// (references, cycles, ranges), is left out. Returns the repairs that the store needs: records to
+// (names, cycles, ranges), is left out; an FP whose DP is missing is kept without it, and a nesting
+// without its FP. Returns the repairs that the store needs: records to
 // quarantine, with the reason, and records that are not as the service writes them.
 std::vector<Change> Load(const std::vector<StoredRecord>& records, Model& model);
 
 // A key on one line.
 std::string PrintableKey(std::string key);
-
-// Reads the store and prints what is in it and what is wrong with it; true when nothing is.
-bool CheckStore(Store& store);
 
 }  // namespace hqosd

@@ -8,7 +8,7 @@
 
 namespace hqosd {
 
-constexpr char kStoreVersion[] = "1";
+constexpr char kStoreVersion[] = "2";
 
 #define HQOSD_KEY_VERSION "VERSION"  // a macro for the SQL statements that it is part of
 constexpr char kKeySP[] = "SP-cfg-";

@@ -21,20 +21,38 @@ struct Change {
 struct StoredRecord {
   std::string key;
   Bytes value;
+  bool isSound = true;  // its checksum is right
+};
+
+struct QuarantinedRecord {
+  std::string key;
+  Bytes value;
+  std::string reason, since;  // since: UTC
 };
 
 // All functions return "", or why they failed.
 class Store {
  public:
   virtual ~Store() = default;
-  // All records in the order of their keys.
-  virtual std::string Read(std::vector<StoredRecord>& records) = 0;
+  // All records in the order of their keys, and the quarantined ones in the order of their time,
+  // as of one moment.
+  virtual std::string Read(std::vector<StoredRecord>& records,
+                           std::vector<QuarantinedRecord>* quarantine = nullptr) = 0;
   // Makes the changes, all or none. They are on disk when it returns "".
   virtual std::string Write(const std::vector<Change>& changes) = 0;
+  // The quarantined values of the keys have been put back.
+  virtual std::string Restored(const std::vector<std::string>& keys) = 0;
 };
 
-// Opens the store in the file, which is created when there is none, unless it is opened to read.
-// Null when it cannot be opened, or another service has it; `why` then says so.
-std::unique_ptr<Store> OpenStore(const std::string& file, bool readOnly, std::string& why);
+enum class Purpose { Read, Check, Serve };
+
+// Opens the store in the file. To check, damage is looked for first. To serve, it is created when
+// there is none, upgraded, and salvaged when it is damaged; on a full disk it can be read and
+// refuses to write until there is room. Null when it cannot be opened, or another service has it;
+// `why` then says so.
+std::unique_ptr<Store> OpenStore(const std::string& file, Purpose purpose, std::string& why);
+
+// Copies the store to the new file, also while a service has it.
+std::string BackUpStore(const std::string& file, const std::string& copy);
 
 }  // namespace hqosd

@@ -1,0 +1,14 @@
+// What can still be read of a damaged store.
+#pragma once
+
+#include <string>
+
+namespace hqosd {
+
+// Puts a fresh store in the place of the damaged one, with every row that can be read: those that
+// SQLite finds from either end, and those on pages of the file or its log that it cannot reach
+// whose checksums are right. The damaged files are kept under a name with the time. Nobody else may
+// have the store open. Returns "", or why it could not; the damaged store is then as it was.
+std::string Salvage(const std::string& file, const std::string& damage);
+
+}  // namespace hqosd

@@ -1,0 +1,83 @@
+#include "service/store/store_files.h"
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+#include <unistd.h>
+
+#include <cctype>
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+
+namespace hqosd {
+
+namespace {
+
+constexpr off_t kReserve = 256 * 1024;    // bytes
+constexpr uint64_t kSpare = 1024 * 1024;  // bytes on the disk beyond which the reserve is made
+
+}  // namespace
+
+StoreLock::~StoreLock() {
+  if (fd_ >= 0) close(fd_);
+}
+
+std::string StoreLock::Take(const std::string& file) {
+  const int fd = open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
+  if (fd < 0) return std::strerror(errno);
+  if (flock(fd, LOCK_EX | LOCK_NB) != 0) {
+    const int error = errno;
+    close(fd);
+    return error == EWOULDBLOCK ? "another service has it" : std::strerror(error);
+  }
+  if (fd_ >= 0) close(fd_);
+  fd_ = fd;
+  file_ = file;
+  return "";
+}
+
+std::string StoreLock::Check() const {
+  struct stat mine {
+  }, there{};
+  if (fd_ < 0) return "";
+  if (stat(file_.c_str(), &there) != 0 || fstat(fd_, &mine) != 0 || there.st_ino != mine.st_ino ||
+      there.st_dev != mine.st_dev) {
+    return file_ + " has been removed or replaced; restart hqosd";
+  }
+  return mine.st_size == 0 ? file_ + " has been emptied; restart hqosd" : "";
+}
+
+bool Reserve::Exists() const { return access(file_.c_str(), F_OK) == 0; }
+
+bool Reserve::GiveUp() const { return unlink(file_.c_str()) == 0; }
+
+void Reserve::Make() const {
+  struct statvfs disk {};
+  const std::string dir = std::filesystem::path(file_).parent_path();
+  if (Exists() || statvfs(dir.empty() ? "." : dir.c_str(), &disk) != 0 ||
+      disk.f_bavail * disk.f_frsize < kSpare) {
+    return;
+  }
+  const int fd = open(file_.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
+  if (fd < 0) return;
+  const bool isMade = posix_fallocate(fd, 0, kReserve) == 0;
+  close(fd);
+  if (!isMade) GiveUp();
+}
+
+std::string ReadingUri(const std::string& file) {
+  std::string uri = "file:";
+  for (const char c : file) {
+    const auto byte = static_cast<unsigned char>(c);
+    const bool isPlain = std::isalnum(byte) != 0 || c == '/' || c == '.' || c == '-' || c == '_';
+    uri += isPlain ? std::string(1, c) : fmt::format("%{:02X}", byte);
+  }
+  const std::string dir = std::filesystem::path(file).parent_path();
+  const bool canLog = access(dir.empty() ? "." : dir.c_str(), W_OK) == 0;
+  return canLog || access((file + "-wal").c_str(), F_OK) == 0 ? uri : uri + "?immutable=1";
+}
+
+}  // namespace hqosd

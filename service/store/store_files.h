@@ -1,0 +1,43 @@
+// The files of a store: the lock on the database, the reserve beside it, and how it is read.
+#pragma once
+
+#include <string>
+
+namespace hqosd {
+
+// The one service that has a store: a lock on the file itself, whatever its path.
+class StoreLock {
+ public:
+  StoreLock() = default;
+  ~StoreLock();
+  StoreLock(const StoreLock&) = delete;
+  StoreLock& operator=(const StoreLock&) = delete;
+
+  // Makes the file when there is none, and locks it. Returns "", or why not.
+  std::string Take(const std::string& file);
+  // "" while the path leads to the file that is locked, and it has content if it ever had.
+  std::string Check() const;
+
+ private:
+  int fd_ = -1;
+  std::string file_;
+};
+
+// Bytes on the disk that are given up when it is full, so that deleting still works.
+class Reserve {
+ public:
+  explicit Reserve(const std::string& file) : file_(file + "-reserve") {}
+  bool Exists() const;
+  bool GiveUp() const;
+  // Does nothing while it exists, or the disk has little room.
+  void Make() const;
+
+ private:
+  std::string file_;
+};
+
+// The file as SQLite opens it to read. One that nobody has open, in a directory where no log can be
+// made beside it, is opened as one that does not change.
+std::string ReadingUri(const std::string& file);
+
+}  // namespace hqosd
