@@ -69,7 +69,7 @@
 //             plain datagrams it may not.
 // Ownership   Every record and buffer is the caller's; nothing is kept after the call. The library
 //             allocates no heap memory except in HQOS_util_StartServiceOnAllSlot. A round trip
-//             takes about 4 kB of stack, plus what the platform's operations take, and one
+//             takes about 5 kB of stack, plus what the platform's operations take, and one
 //             descriptor, which is closed before the call returns.
 // Pointers    Must not be null unless the text allows it; this is not checked.
 // Names       NUL-terminated. An object name longer than 31 characters is cut to 31. In a record
@@ -784,7 +784,8 @@ uint32_t HQOS_dbmtype_EncapSonCfg(const HQOS_SonCfg* rec, uint16_t bufLen, uint3
 // Reads a child. The fixed part empties the ranges: ranges before it are lost.
 uint32_t HQOS_dbmtype_DecapSonCfg(const uint8_t* buf, uint16_t len, HQOS_SonCfg* rec);
 
-// A layer-1 node. Its rule is stored like that of a child.
+// A layer-1 node. Its ranges are stored or left out as those of a child. All numbers are stored
+// big-endian, the rule's type too; hostData is stored unchanged.
 uint32_t HQOS_dbmtype_EncapLayer1Run(const HQOS_LayerRun* rec, uint16_t bufLen, uint32_t* outLen,
                                      uint8_t* buf);
 // Reads a layer-1 node. The path is read with fields 0 and 5 HQOS_PATH_UNSET; without a whole path
@@ -817,8 +818,8 @@ uint32_t HQOS_dbmtype_DecapFPRun(const uint8_t* buf, uint16_t len, HQOS_FPRun* r
 // time.
 
 // `capacity` is how many bytes of the area may be used, at most HQOS_MSGBUF_SIZE (more is taken as
-// that). `mode` is HQOS_MSGBUF_WITH_HEAD or any other value; `context` is copied. The area is not
-// cleared.
+// that). A head takes its 8 bytes even if that is smaller. `mode` is HQOS_MSGBUF_WITH_HEAD or any
+// other value; `context` is copied. The area is not cleared.
 void HQOS_msg_InitBuf(uint16_t capacity, const uint32_t context[4], uint16_t mode,
                       HQOS_MsgBufFlush flush, HQOS_MsgBuf* buf);
 
@@ -880,9 +881,11 @@ void HQOS_util_MatchRule2Bitmap(const HQOS_MatchRule* rule, Bitmap* bitmap);
 void HQOS_util_AppendMatchRule(const HQOS_MatchRule* rule, Bitmap* bitmap);
 
 // Makes a rule of the given type from the bits that are set, from the type's lowest value to the
-// end of the bitmap: ascending ranges that neither overlap nor touch, their ends cut to 16 bits.
-// Return: 0, or HQOS_ERR_FAILED with *rule untouched for a type without values, or if more than
-// eight ranges are needed.
+// end of the bitmap: ascending ranges that neither overlap nor touch. Their ends are cut to 16
+// bits, so that beyond 65534 they need not ascend: a run that begins at 65535, or a multiple of
+// 65536 above that, has low HQOS_RANGE_UNUSED, which readers take as the end of the list. Return:
+// 0, or HQOS_ERR_FAILED with *rule untouched for a type without values, or if more than eight
+// ranges are needed.
 uint32_t HQOS_util_Bitmap2MatchRule(const Bitmap* bitmap, uint32_t type, HQOS_MatchRule* rule);
 
 // How the first bitmap, of at most HQOS_RULE_BITMAP_BITS bits, relates to the second: an
@@ -890,8 +893,10 @@ uint32_t HQOS_util_Bitmap2MatchRule(const Bitmap* bitmap, uint32_t type, HQOS_Ma
 uint32_t HQOS_util_RuleBitmapCompare(const Bitmap* bitmapA, const Bitmap* bitmapB);
 
 // How the first rule relates to the second: an HQOS_RuleRelation. A group contains every rule of
-// another type. The ranges of each rule must be in ascending order. Values above 4095 are ignored
-// unless the spans of the rules are apart: {5000} and {5000-6000} compare as equal.
+// another type; two groups are equal whatever their ranges. The ranges of each rule must be in
+// ascending order. A rule without values must have HQOS_RANGE_UNUSED in all of its ranges: such
+// rules are equal to each other and disjoint from all others. Values above 4095 are ignored unless
+// the spans of the rules are apart: {5000} and {5000-6000} compare as equal.
 uint32_t HQOS_util_MatchRuleCompare(const HQOS_MatchRule* ruleA, const HQOS_MatchRule* ruleB);
 
 // The lowest and highest value of a match type. Return: 0, or HQOS_ERR_FAILED with both untouched
@@ -935,12 +940,14 @@ uint32_t HQOS_util_StartService(uint16_t slot);
 void HQOS_util_StartServiceOnAllSlot(void);
 
 // Prepares `select`, a selection record of the platform, so that it offers the kinds of interface
-// whose bits are set in `mask`. The bits stand for interface types of the platform, listed in
-// util/if_select.cc; their meaning is the platform's. Returns the sum of the platform's results,
-// except that of the property which bit 0x10 adds: 0 if all succeeded.
+// whose bits are set in `mask`. The bits stand for interface types of the platform, whose meaning
+// is the platform's: 0x01 for 18, 19, 21, 68, 69, 88; 0x02 for 22, 23, 25, 70, 71, 89; 0x04 for 31;
+// 0x08 for 4; 0x10 for 9; 0x20 for 35; 0x40 for 29; 0x80 for 27. Returns the sum of the platform's
+// results, except that of the property which bit 0x10 adds: 0 if all succeeded.
 int32_t HQOS_util_InitIfSelect(uint8_t mask, void* select);
 
-// A random number from 1 to 65535, from the libcrypto of the process.
+// A random number from 1 to 65535, from the libcrypto of the process; 1 if its generator fails,
+// which is not reported.
 uint32_t HQOS_util_GetRandom(void);
 
 #undef HQOS_ALIGNED_8

@@ -6,7 +6,7 @@
 log=$(mktemp)
 skips=$(mktemp)
 probe_dir=$(mktemp -d)
-trap 'rm -rf "$log" "$skips" "$probe_dir"' EXIT
+trap 'report_skips; rm -rf "$log" "$skips" "$probe_dir"' EXIT
 trap 'exit 1' INT TERM
 
 # Runs a command and shows what it prints only if it fails, which ends the script.
