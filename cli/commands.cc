@@ -23,6 +23,7 @@ void AddCommands(CLI::App& app, Output& output) {
   AddViewCommand(app, output);
   AddRandomCommand(app, output);
   AddDebugCommands(app);
+  AddConfigCommands(app, output);
 }
 
 CLI::App& AddKind(CLI::App& app, const Kind& kind, Output& output) {

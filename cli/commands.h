@@ -29,6 +29,7 @@ void AddServiceCommands(CLI::App& app, Output& output);
 void AddViewCommand(CLI::App& app, Output& output);
 void AddRandomCommand(CLI::App& app, Output& output);
 void AddDebugCommands(CLI::App& app);
+void AddConfigCommands(CLI::App& app, Output& output);
 
 // A kind of object. Those that are made by nesting have no `add` and `del`.
 struct Kind {

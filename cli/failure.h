@@ -9,7 +9,7 @@
 
 namespace hqosctl {
 
-enum ExitCode { kDone = 0, kRefused = 1, kUsage = 2, kNoService = 3 };
+enum ExitCode { kDone = 0, kRefused = 1, kUsage = 2, kNoService = 3, kDiffers = 4 };
 
 class Failure : public std::runtime_error {
  public:

@@ -4,7 +4,7 @@
 #include "cli/arguments.h"
 #include "cli/commands.h"
 #include "cli/failure.h"
-#include "cli/rule_text.h"
+#include "cli/rule_argument.h"
 
 namespace hqosctl {
 

@@ -3,7 +3,7 @@
 #include <map>
 
 #include "cli/failure.h"
-#include "cli/rule_text.h"
+#include "cli/rule_argument.h"
 #include "hqosd.h"
 
 namespace hqosctl {

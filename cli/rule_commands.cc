@@ -5,7 +5,7 @@
 #include "cli/commands.h"
 #include "cli/failure.h"
 #include "cli/output.h"
-#include "cli/rule_text.h"
+#include "cli/rule_argument.h"
 #include "platform/bitmap.h"
 
 namespace hqosctl {

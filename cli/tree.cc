@@ -5,7 +5,7 @@
 #include "cli/arguments.h"
 #include "cli/commands.h"
 #include "cli/read.h"
-#include "cli/rule_text.h"
+#include "cli/rule_argument.h"
 
 namespace hqosctl {
 

@@ -1,12 +1,11 @@
 // Match rules as texts, the library's form and the command line's. The input is two texts, a line
 // each.
-#include "cli/rule_text.h"
-
 #include <algorithm>
 #include <cstring>
 #include <optional>
 
 #include "cli/failure.h"
+#include "cli/rule_argument.h"
 #include "fuzz/guard.h"
 #include "util/match_rule.h"
 

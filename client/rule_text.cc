@@ -1,10 +1,11 @@
-#include "cli/rule_text.h"
+#include "client/rule_text.h"
 
 #include <algorithm>
 
-#include "cli/failure.h"
+#include "platform/bitmap.h"
+#include "util/match_rule.h"
 
-namespace hqosctl {
+namespace client {
 
 namespace {
 
@@ -45,7 +46,7 @@ class Reader {
   }
 
   [[noreturn]] void Fail(size_t place, const std::string& why) const {
-    throw Failure(kUsage, "rule: " + why + "\n  " + text_ + "\n  " + std::string(place, ' ') + "^");
+    throw RuleFault(why, place);
   }
 
  private:
@@ -74,9 +75,7 @@ std::string TypeNames() {
 
 HQOS_MatchRule ParseRule(const std::string& text) {
   Reader reader(text);
-  HQOS_MatchRule rule{TypeOf(reader.TakeUntil(':')), {}};
-  std::fill(std::begin(rule.ranges), std::end(rule.ranges),
-            HQOS_ValueRange{HQOS_RANGE_UNUSED, HQOS_RANGE_UNUSED});
+  HQOS_MatchRule rule = hqos::EmptyRule(TypeOf(reader.TakeUntil(':')));
   if (rule.type == kTypes) reader.Fail(0, "a match type is expected here: " + TypeNames());
   uint16_t min, max;
   if (HQOS_util_GetValueRangeByType(rule.type, &min, &max) != 0) {
@@ -98,6 +97,13 @@ HQOS_MatchRule ParseRule(const std::string& text) {
   return rule;
 }
 
+void Normalise(HQOS_MatchRule& rule) {
+  alignas(8) uint8_t buffer[1024];
+  Bitmap* const bitmap = Bitmap_CreateFromBuffer(buffer, sizeof buffer, HQOS_RULE_BITMAP_BITS);
+  HQOS_util_MatchRule2Bitmap(&rule, bitmap);
+  HQOS_util_Bitmap2MatchRule(bitmap, rule.type, &rule);
+}
+
 std::string RuleText(const HQOS_MatchRule& rule) {
   const char* const type = HQOS_util_GetMatchTypeStr(rule.type);
   if (type == nullptr) return rule.type == HQOS_MATCH_NONE ? "" : std::to_string(rule.type);
@@ -112,4 +118,4 @@ std::string RuleText(const HQOS_MatchRule& rule) {
   return text;
 }
 
-}  // namespace hqosctl
+}  // namespace client
