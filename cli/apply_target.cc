@@ -40,12 +40,12 @@ std::string Joined(const Names& names) {
   return text;
 }
 
-// The name itself, or the only one that begins with it.
-std::string Complete(const std::string& name, const std::set<std::string>& all) {
+// The name itself, or where prefixes are allowed the only one that begins with it.
+std::string Find(const std::string& name, const std::set<std::string>& all, bool byPrefix) {
+  if (all.contains(name)) return name;
   std::vector<std::string> matches;
   for (const std::string& one : all) {
-    if (one == name) return one;
-    if (one.starts_with(name)) matches.push_back(one);
+    if (byPrefix && one.starts_with(name)) matches.push_back(one);
   }
   if (matches.size() == 1) return matches[0];
   throw Failure(kUsage, matches.empty()
@@ -75,7 +75,9 @@ std::vector<HQOS_ApplyInfo> ReadInterfaces(bool forDiagnosis) {
 void ApplyTarget::AddOptions(CLI::App& command, bool required) {
   auto* const object = command.add_option_group("Object", "what the SP is applied to");
   object
-      ->add_option("--interface", interface_, "an interface; a unique prefix of its name is enough")
+      ->add_option(
+          "--interface", interface_,
+          required ? "an interface" : "an interface; a unique prefix of its name is enough")
       ->type_name("NAME")
       ->check(CLI::Validator(
           [](const std::string& name) {
@@ -93,7 +95,7 @@ void ApplyTarget::AddOptions(CLI::App& command, bool required) {
       ->check(CLI::IsMember(Directions()).description(""));
 }
 
-HQOS_AppObj ApplyTarget::Object(bool mustExist) const {
+HQOS_AppObj ApplyTarget::Object(bool mustExist, bool byPrefix) const {
   HQOS_AppObj obj{};
   const std::vector<std::string> directions = Directions();
   const auto dir = std::find(directions.begin(), directions.end(), direction_) - directions.begin();
@@ -103,7 +105,7 @@ HQOS_AppObj ApplyTarget::Object(bool mustExist) const {
     if (!mustExist) {
       for (const HQOS_ApplyInfo& info : ReadInterfaces(false)) names.insert(info.obj.name);
     }
-    const std::string name = Complete(interface_, names);
+    const std::string name = Find(interface_, names, byPrefix);
     obj.type = HQOS_APPOBJ_IFINDEX;
     obj.value = if_nametoindex(name.c_str());
     name.copy(obj.name, sizeof obj.name - 1);
@@ -119,11 +121,11 @@ HQOS_AppObj ApplyTarget::Object(bool mustExist) const {
   return obj;
 }
 
-HQOS_AppObj ApplyTarget::Existing() const { return Object(true); }
-HQOS_AppObj ApplyTarget::Any() const { return Object(false); }
+HQOS_AppObj ApplyTarget::Existing() const { return Object(true, false); }
+HQOS_AppObj ApplyTarget::Any() const { return Object(false, false); }
 
 std::vector<HQOS_ApplyInfo> ApplyTarget::ReadApplied(bool forDiagnosis) const {
-  HQOS_AppObj obj = Any();
+  HQOS_AppObj obj = Object(false, true);
   std::vector<HQOS_ApplyInfo> all;
   if (obj.type == 0) {
     for (const HQOS_ApplyInfo& info : ReadInterfaces(forDiagnosis)) {

@@ -15,17 +15,17 @@ class ApplyTarget {
   // Adds them to the command; `required` or not.
   void AddOptions(CLI::App& command, bool required);
 
-  // The object with its direction, both given. An interface is completed and must exist.
+  // The object with its direction, both given. An interface must exist, by its exact name.
   HQOS_AppObj Existing() const;
   // The same for one that may have gone: it exists, or something is applied to it.
   HQOS_AppObj Any() const;
 
   // The SPs applied to the object in the direction, each in any when it is not given; without an
-  // object, those applied to interfaces.
+  // object, those applied to interfaces. An interface may be given by a prefix.
   std::vector<HQOS_ApplyInfo> ReadApplied(bool forDiagnosis) const;
 
  private:
-  HQOS_AppObj Object(bool mustExist) const;
+  HQOS_AppObj Object(bool mustExist, bool byPrefix) const;
 
   std::string interface_, direction_;
   std::optional<uint16_t> slot_, id_;

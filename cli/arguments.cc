@@ -24,7 +24,7 @@ CLI::Option* Named(CLI::Option* option) {
   return option->required()->check(CLI::Validator(
       [](const std::string& name) {
         const bool fits = !name.empty() && name.size() < HQOS_NAME_SIZE;
-        return fits ? "" : "a name has 1 to " + std::to_string(HQOS_NAME_SIZE - 1) + " characters";
+        return fits ? "" : "a name has 1 to " + std::to_string(HQOS_NAME_SIZE - 1) + " bytes";
       },
       ""));
 }
@@ -36,6 +36,9 @@ CLI::Option* Numeric(CLI::Option* option, uint32_t max) {
         const bool isNumber = std::all_of(text.begin(), text.end(), isDigit) && !text.empty() &&
                               text.size() <= 10 && (text[0] != '0' || text.size() == 1);
         if (isNumber && std::stoull(text) <= max) return std::string();
+        if (text.size() > 1 && text[0] == '0' && std::all_of(text.begin(), text.end(), isDigit)) {
+          return "\"" + text + "\": a decimal number has no leading zeros";
+        }
         return "\"" + text + "\" is not a decimal number from 0 to " + std::to_string(max);
       },
       ""));
@@ -51,6 +54,15 @@ CLI::Option* Seconds(CLI::Option* option) {
         return fits ? "" : "SECONDS is a decimal number from 0.01 to 86400";
       },
       ""));
+}
+
+std::string UsageText(const CLI::Error& error, const CLI::App& app) {
+  const bool isExtra = error.get_exit_code() == static_cast<int>(CLI::ExitCodes::ExtrasError);
+  std::string unexpected;
+  for (const std::string& one : isExtra ? app.remaining(true) : std::vector<std::string>()) {
+    unexpected += (unexpected.empty() ? "" : " ") + one;
+  }
+  return unexpected.empty() ? error.what() : "not expected here: " + unexpected;
 }
 
 }  // namespace hqosctl

@@ -20,4 +20,7 @@ CLI::Option* Numeric(CLI::Option* option, uint32_t max = UINT32_MAX);
 // Lets the option take a time from 0.01 seconds to a day only.
 CLI::Option* Seconds(CLI::Option* option);
 
+// What is wrong with the arguments that the app has parsed.
+std::string UsageText(const CLI::Error& error, const CLI::App& app);
+
 }  // namespace hqosctl

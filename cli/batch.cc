@@ -1,7 +1,11 @@
 #include "cli/batch.h"
 
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
 #include <iostream>
 
+#include "cli/arguments.h"
 #include "cli/commands.h"
 #include "cli/deadline.h"
 #include "cli/failure.h"
@@ -11,20 +15,28 @@ namespace hqosctl {
 
 namespace {
 
-// The line without its comment: from a # at its beginning or after a blank, outside quotes.
-std::string WithoutComment(const std::string& line) {
-  char quote = '\0';
-  for (size_t i = 0; i < line.size(); ++i) {
-    const char c = line[i];
-    if (quote != '\0') {
-      if (c == quote) quote = '\0';
-    } else if (c == '"' || c == '\'') {
-      quote = c;
-    } else if (c == '#' && (i == 0 || std::isspace(static_cast<unsigned char>(line[i - 1])))) {
-      return line.substr(0, i);
+// The words of a line. Quotes, of either kind, keep blanks in a word and are removed; a # at the
+// beginning of a word begins a comment.
+std::vector<std::string> Words(const std::string& line) {
+  if (line.find('\0') != std::string::npos) throw Failure(kUsage, "the line has a NUL byte");
+  constexpr char kBlanks[] = " \t\r\v\f";
+  std::vector<std::string> words;
+  for (size_t at = 0; (at = line.find_first_not_of(kBlanks, at)) != std::string::npos;) {
+    if (line[at] == '#') break;
+    std::string& word = words.emplace_back();
+    while (at < line.size() && std::strchr(kBlanks, line[at]) == nullptr) {
+      const char c = line[at++];
+      if (c != '"' && c != '\'') {
+        word += c;
+        continue;
+      }
+      const size_t end = line.find(c, at);
+      if (end == std::string::npos) throw Failure(kUsage, "a quote is not closed");
+      word.append(line, at, end - at);
+      at = end + 1;
     }
   }
-  return line;
+  return words;
 }
 
 // Runs one line. Returns its exit code; `error` says why it failed.
@@ -34,11 +46,14 @@ ExitCode RunLine(const std::string& line, Output& output, std::string& error) {
   AddCommands(app, output);
   RestartTimeout();
   try {
-    app.parse(line);
+    std::vector<std::string> words = Words(line);
+    if (words.empty()) return kDone;
+    std::reverse(words.begin(), words.end());  // as parse() takes them
+    app.parse(std::move(words));
     if (app.get_subcommands().empty()) throw CLI::RequiredError("A command");
     return kDone;
   } catch (const CLI::ParseError& e) {
-    error = e.what();
+    error = UsageText(e, app);
     return kUsage;
   } catch (const Failure& failure) {
     error = failure.what();
@@ -52,18 +67,20 @@ int RunBatch(std::istream& in, const std::string& file, bool force, Output& outp
   output.Begin({});  // without any listing, an empty array
   int result = kDone;
   std::string line;
-  for (int number = 1; std::getline(in, line); ++number) {
-    const std::string command = WithoutComment(line);
-    if (command.find_first_not_of(" \t\r") == std::string::npos) continue;
+  int number = 1;
+  for (; std::getline(in, line); ++number) {
     std::string error;
-    const ExitCode code = RunLine(command, output, error);
+    const ExitCode code = RunLine(line, output, error);
     if (code == kDone) continue;
     std::cout.flush();
     std::cerr << "hqosctl: " << file << ':' << number << ": " << error << '\n';
     if (result == kDone) result = code;
     if (!force || code == kNoService) break;
   }
-  if (in.bad()) throw Failure(kUsage, "cannot read " + file);
+  // Standard input reports its errors to the C library only.
+  if (in.bad() || (&in == &std::cin && std::ferror(stdin) != 0)) {
+    throw Failure(kUsage, file + ':' + std::to_string(number) + ": cannot be read");
+  }
   return result;
 }
 

@@ -1,6 +1,8 @@
 // hqosctl: command line of the hqos service.
 #include <dlfcn.h>
+#include <fcntl.h>
 #include <sys/socket.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <fstream>
@@ -19,6 +21,9 @@ namespace {
 using hqosctl::Failure;
 
 int RunBatchFile(const std::string& file, bool force, hqosctl::Output& output) {
+  // A closed descriptor would be that of the next socket.
+  const bool isOpen = fcntl(STDIN_FILENO, F_GETFD) >= 0;
+  if (file == "-" && !isOpen) throw Failure(hqosctl::kUsage, "standard input is closed");
   if (file == "-") return hqosctl::RunBatch(std::cin, "standard input", force, output);
   std::ifstream in(file);
   if (!in) throw Failure(hqosctl::kUsage, "cannot read " + file);
@@ -46,6 +51,9 @@ int Run(int argc, char** argv, hqosctl::Output& output) {
       "give up, with status 3, when a command (each of a batch, each round of a watch) takes "
       "longer; the default is to wait for the service"));
   app.require_subcommand(0, 1);
+  app.failure_message([](const CLI::App* a, const CLI::Error& error) {
+    return hqosctl::UsageText(error, *a) + "\nRun with --help for more information.\n";
+  });
   hqosctl::AddCommands(app, output);
   for (CLI::App* const command : app.get_subcommands({})) command->excludes(batchOption);
   try {

@@ -1,11 +1,70 @@
 #include "cli/output.h"
 
 #include <algorithm>
+#include <cstdio>
 #include <iostream>
+#include <string_view>
 
 namespace hqosctl {
 
 namespace {
+
+using nlohmann::json;
+
+bool IsUtf8(const std::string& text) {
+  try {
+    return !json(text).dump().empty();  // which checks it
+  } catch (const json::type_error&) {
+    return false;
+  }
+}
+
+// The bytes of a control character or one that changes the direction of writing, at the beginning
+// of the text; 0 when there is none.
+size_t Unshowable(std::string_view text) {
+  constexpr struct {
+    std::string_view lead;
+    unsigned char low, high;
+  } kRanges[] = {{"", 0, 0x1F},           {"", 0x7F, 0x7F},         {"\xC2", 0x80, 0x9F},
+                 {"\xD8", 0x9C, 0x9C},    {"\xE2\x80", 0x8E, 0x8F}, {"\xE2\x80", 0xA8, 0xAE},
+                 {"\xE2\x81", 0xA6, 0xA9}};
+  for (const auto& [lead, low, high] : kRanges) {
+    if (!text.starts_with(lead) || text.size() == lead.size()) continue;
+    const auto last = static_cast<unsigned char>(text[lead.size()]);
+    if (last >= low && last <= high) return lead.size() + 1;
+  }
+  return 0;
+}
+
+// The text as a terminal shows it faithfully: other bytes become \xNN.
+std::string Shown(const std::string& text) {
+  const bool isUtf8 = IsUtf8(text);
+  std::string shown;
+  for (size_t i = 0; i < text.size();) {
+    const bool isBare = !isUtf8 && (text[i] & 0x80) != 0;
+    const size_t end = i + (isBare ? 1 : Unshowable(std::string_view(text).substr(i)));
+    if (end == i) {
+      shown += text[i++];
+      continue;
+    }
+    for (; i < end; ++i) {
+      char escape[8];
+      std::snprintf(escape, sizeof escape, "\\x%02x", static_cast<unsigned char>(text[i]));
+      shown += escape;
+    }
+  }
+  return shown;
+}
+
+// JSON has no other bytes than UTF-8.
+void MakeUtf8(Output::Record& record) {
+  if (record.is_string()) {
+    const std::string text = record;
+    if (!IsUtf8(text)) record = Shown(text);
+  }
+  if (!record.is_structured()) return;
+  for (Output::Record& one : record) MakeUtf8(one);
+}
 
 // Characters of a UTF-8 text.
 size_t Width(const std::string& text) {
@@ -22,10 +81,8 @@ void Output::Begin(std::vector<std::string> headers) {
 }
 
 void Output::Add(std::vector<std::string> cells, Record record) {
-  for (std::string& cell : cells) {
-    const auto isControl = [](unsigned char c) { return c < 0x20 || c == 0x7F; };
-    std::replace_if(cell.begin(), cell.end(), isControl, '?');
-  }
+  for (std::string& cell : cells) cell = Shown(cell);
+  MakeUtf8(record);
   lines_.push_back(std::move(cells));
   if (!record.is_null()) records_.push_back(std::move(record));
 }
@@ -54,8 +111,7 @@ void Output::End() {
 
 void Output::Finish() {
   if (!json || records_.is_null()) return;
-  using nlohmann::json;
-  std::cout << records_.dump(2, ' ', false, json::error_handler_t::replace) << '\n';
+  std::cout << records_.dump(2) << '\n';
 }
 
 }  // namespace hqosctl

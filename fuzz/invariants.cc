@@ -21,7 +21,7 @@ void CheckTable(const Table& table) {
   for (const auto& [id, object] : table.All()) {
     Require(id != HQOS_ID_NONE && id == object.id, "an object stands at its identifier",
             object.name);
-    Require(hqosd::IsUsableName(object.name) && object.name.size() < HQOS_NAME_SIZE,
+    Require(hqosd::IsStoredName(object.name) && object.name.size() < HQOS_NAME_SIZE,
             "a name is 1 to 31 characters without control characters", object.name);
     Require(table.Find(object.name) == &object, "an object is found by its name", object.name);
     if (id == free) ++free;

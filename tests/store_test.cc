@@ -211,6 +211,18 @@ TEST_F(Kept, QuarantinesDamagedRecords) {
   }
 }
 
+// Older services took names that are refused now.
+TEST_F(Kept, KeepsAnOlderName) {
+  Do(HQOS_lib_AddDP, "x", HQOS_ID_NONE);
+  Close();
+  Sql("UPDATE record SET key = 'DP-cfg-' || CAST(x'FF' AS TEXT), value = CAST(x'FF' || "
+      "substr(value, 2) AS BLOB) WHERE key = 'DP-cfg-x'");
+  EXPECT_EQ(Open(), "");
+  EXPECT_EQ(Do(HQOS_lib_AddDP, "\xFF", HQOS_ID_NONE), uint32_t{HQOSD_BAD_NAME});
+  EXPECT_EQ(Do(HQOS_lib_DelDP, "\xFF"), 0u);
+  EXPECT_EQ(Do(HQOS_lib_DelDP, "\xFF"), uint32_t{HQOSD_NOT_FOUND});
+}
+
 TEST_F(Kept, IsRefusedWhenItIsAnothersOrNewer) {
   std::string why;
   EXPECT_EQ(hqosd::OpenStore(file(), hqosd::Purpose::Serve, why), nullptr);

@@ -123,8 +123,8 @@ void NestFG(Model& model, const Parent& parent, const std::string& child, HQOS_M
 }
 
 void NestFC(Model& model, const Parent& parent, const std::string& child, const std::string& fp) {
-  CheckName(Kind::FC, child);
   const auto* const existing = model.fcs.Find(child);
+  if (existing == nullptr) CheckName(Kind::FC, child);
   const uint16_t id = existing != nullptr ? existing->id : FreeFCId(model);
   if (id == HQOS_ID_NONE) {
     Refuse(HQOSD_ID_TAKEN, "{}: no identifier is free", Label(Kind::FC, child));

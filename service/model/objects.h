@@ -5,16 +5,14 @@
 #include <algorithm>
 
 #include "service/model/model.h"
+#include "service/model/names.h"
 #include "service/model/refusal.h"
 
 namespace hqosd {
 
-inline bool IsControl(char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7F; }
-
-// "SP gold", for texts; control characters in a name do not get into them.
-inline std::string Label(const char* kind, std::string name) {
-  std::replace_if(name.begin(), name.end(), IsControl, '?');
-  return fmt::format("{} {}", kind, name);
+// "SP gold", for texts.
+inline std::string Label(const char* kind, const std::string& name) {
+  return fmt::format("{} {}", kind, Shown(name));
 }
 inline std::string Label(Kind kind, const std::string& name) { return Label(Name(kind), name); }
 
@@ -22,13 +20,10 @@ inline void CopyName(const std::string& name, char (&field)[HQOS_NAME_SIZE]) {
   name.copy(field, sizeof field - 1);
 }
 
-inline bool IsUsableName(const std::string& name) {
-  return !name.empty() && std::none_of(name.begin(), name.end(), IsControl);
-}
-
 inline void CheckName(Kind kind, const std::string& name) {
   if (IsUsableName(name)) return;
-  Refuse(HQOSD_BAD_NAME, "{}: a name has 1 to 31 characters, none of them a control character",
+  Refuse(HQOSD_BAD_NAME,
+         "{}: a name has 1 to 31 bytes of UTF-8, without control and bidirectional characters",
          Label(kind, "\"" + name + "\""));
 }
 
@@ -74,10 +69,9 @@ std::string OwnerOf(const Model& model, const Table& table, uint16_t id) {
   return text;
 }
 
-// Creates an object; HQOS_ID_NONE gives it the lowest free identifier.
+// Creates an object, whose name has been checked; HQOS_ID_NONE gives it the lowest free identifier.
 template <class Table>
 void Create(const Model& model, Table& table, const std::string& name, uint16_t id) {
-  CheckName(Table::kKind, name);
   const std::string label = Label(Table::kKind, name);
   if (table.Find(name) != nullptr) Refuse(HQOSD_EXISTS, "{} already exists", label);
   if (id == HQOS_ID_NONE) {

@@ -10,13 +10,15 @@ namespace {
 
 template <auto table>
 void Add(Model& model, const HQOS_ObjPayload& key) {
-  Create(model, model.*table, key.name, key.id);
+  auto& objects = model.*table;
+  CheckName(objects.kKind, key.name);
+  Create(model, objects, key.name, key.id);
 }
 
 void RefuseChildren(const Model& model, const std::string& label, const Children& children) {
   if (children.empty()) return;
   const Child first = ChildOf(model, children.begin()->first);
-  Refuse(HQOSD_IN_USE, "{} still has {} {} below it", label, Name(first.kind), *first.name);
+  Refuse(HQOSD_IN_USE, "{} still has {} below it", label, Label(first.kind, *first.name));
 }
 
 void DelSP(Model& model, const HQOS_ObjPayload& key) {
@@ -32,12 +34,12 @@ void DelFG(Model& model, const HQOS_ObjPayload& key) {
   const std::string label = Label(Kind::FG, fg.name);
   const Parents& parents = fg.value.parents;
   if (!parents.sps.empty()) {
-    Refuse(HQOSD_IN_USE, "{} is nested below SP {}", label,
-           model.sps.At(*parents.sps.begin()).name);
+    Refuse(HQOSD_IN_USE, "{} is nested below {}", label,
+           Label(Kind::SP, model.sps.At(*parents.sps.begin()).name));
   }
   if (!parents.fgs.empty()) {
-    Refuse(HQOSD_IN_USE, "{} is nested below FG {}", label,
-           model.fgs.At(*parents.fgs.begin()).name);
+    Refuse(HQOSD_IN_USE, "{} is nested below {}", label,
+           Label(Kind::FG, model.fgs.At(*parents.fgs.begin()).name));
   }
   RefuseChildren(model, label, fg.value.children);
   model.fcIdHint = std::max(model.fcIdHint, fg.id);
@@ -62,7 +64,8 @@ void DelDP(Model& model, const HQOS_ObjPayload& key) {
       const HQOS_FPInfo& settings = entry.second.value.settings;
       return (settings.flags & HQOS_FPI_DPREF) != 0 && settings.dpId == dp.id;
     });
-    Refuse(HQOSD_IN_USE, "{} is used by FP {}", Label(Kind::DP, dp.name), user->second.name);
+    Refuse(HQOSD_IN_USE, "{} is used by {}", Label(Kind::DP, dp.name),
+           Label(Kind::FP, user->second.name));
   }
   model.dps.Remove(std::string(dp.name));
 }

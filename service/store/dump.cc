@@ -7,6 +7,7 @@
 #include <nlohmann/json.hpp>
 #include <vector>
 
+#include "service/model/names.h"
 #include "service/model/tlvs.h"
 #include "service/store/records.h"
 #include "service/store/store.h"
@@ -181,8 +182,16 @@ constexpr struct {
 
 std::string Hex(const Bytes& value) { return fmt::format("{:02x}", fmt::join(value, "")); }
 
-std::string Text(const Json& record, int indent) {
-  return record.dump(indent, ' ', false, Json::error_handler_t::replace);
+// JSON has no other bytes than UTF-8: names that are none are shown with escapes.
+void MakeUtf8(Json& json) {
+  if (json.is_string() && !IsUtf8(json.get_ref<const std::string&>())) json = Shown(json);
+  if (!json.is_structured()) return;
+  for (Json& one : json) MakeUtf8(one);
+}
+
+std::string Text(Json json, int indent) {
+  MakeUtf8(json);
+  return json.dump(indent);
 }
 
 Json Decoded(const std::string& key, const Bytes& value) {
@@ -196,11 +205,11 @@ Json Decoded(const std::string& key, const Bytes& value) {
   return nullptr;
 }
 
-// A key on one line of a terminal.
+// On one line of a terminal.
 std::string Printable(std::string text) {
   const auto isControl = [](unsigned char c) { return c < 0x20 || c == 0x7F; };
   std::replace_if(text.begin(), text.end(), isControl, '?');
-  return text;
+  return Shown(text);
 }
 
 void PrintColumns(const Json& entries) {

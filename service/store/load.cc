@@ -74,6 +74,7 @@ class Loader {
                         bool (*decode)(const uint8_t*, size_t, Info&), Table& table, Info& info) {
     if (!decode(record.value.data(), record.value.size(), info)) return kDoesNotDecode;
     if (info.name != name) return kOtherName;
+    if (!IsStoredName(name)) return "a name has no control characters";
     if (info.id == HQOS_ID_NONE) return "the identifier is out of its range";
     return Try([&] { Create(model_, table, name, info.id); });
   }
@@ -110,7 +111,8 @@ class Loader {
     const bool refers = (cfg.flags & HQOS_FPI_DPREF) != 0 && dp != nullptr;
     if (!refers && (cfg.flags & HQOS_FPI_DPREF) != 0) {
       cfg.flags &= ~uint32_t{HQOS_FPI_DPREF};
-      reduced_[record.key] = fmt::format("kept without DP {}, which does not exist", cfg.dpName);
+      reduced_[record.key] =
+          fmt::format("kept without {}, which does not exist", Label(Kind::DP, cfg.dpName));
     }
     HQOS_FPInfo& settings = model_.fps.Find(name)->value.settings;
     settings.flags = cfg.flags;
@@ -171,7 +173,7 @@ class Loader {
                        info.obj.param};
     if (ApplicationKey(key) != record.key) return kOtherName;
     const auto* const sp = model_.sps.Find(std::string(info.sp.name));
-    if (sp == nullptr) return "SP " + std::string(info.sp.name) + " does not exist";
+    if (sp == nullptr) return Label(Kind::SP, info.sp.name) + " does not exist";
     return Try([&] { Enter(model_, *sp, key, isInterface ? info.obj.value : 0); });
   }
 
@@ -215,7 +217,7 @@ std::vector<Change> Load(const std::vector<StoredRecord>& records, Model& model)
 std::string PrintableKey(std::string key) {
   std::replace_if(
       key.begin(), key.end(), [](unsigned char c) { return c < 0x20; }, '/');
-  return key;
+  return Shown(key);
 }
 
 }  // namespace hqosd
