@@ -216,7 +216,8 @@ TEST_F(Kept, KeepsAnOlderName) {
   Do(HQOS_lib_AddDP, "x", HQOS_ID_NONE);
   Close();
   Sql("UPDATE record SET key = 'DP-cfg-' || CAST(x'FF' AS TEXT), value = CAST(x'FF' || "
-      "substr(value, 2) AS BLOB) WHERE key = 'DP-cfg-x'");
+      "substr(value, 2) AS BLOB) WHERE key = 'DP-cfg-x';"
+      "UPDATE record SET sum = row_sum(key, value)");
   EXPECT_EQ(Open(), "");
   EXPECT_EQ(Do(HQOS_lib_AddDP, "\xFF", HQOS_ID_NONE), uint32_t{HQOSD_BAD_NAME});
   EXPECT_EQ(Do(HQOS_lib_DelDP, "\xFF"), 0u);
