@@ -133,6 +133,7 @@ void Live::Finish() {
   CheckInvariants(model);
   std::map<std::string, hqosd::Bytes> all{{HQOSD_KEY_VERSION, hqosd::VersionValue()}};
   MarkEverythingDirty(model);
+  model.storedRuns.clear();
   Apply(hqosd::TakeChanges(model), all);
   for (const auto& [key, value] : rows_) {
     Require(all.contains(key), "a record that has gone is deleted:", key);

@@ -173,6 +173,8 @@ struct Model {
   std::set<NestingKey> dirtyNestings;
   std::set<ApplyKey> dirtyApplications;
   std::set<std::pair<ApplyKey, uint32_t>> dirtyRuns;
+  std::map<std::string, int64_t>
+      storedRuns;  // rows of run-time state as last taken: their checksums
 
   void ClearDirty() {
     sps.Dirty().clear();

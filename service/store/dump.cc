@@ -177,8 +177,7 @@ constexpr struct {
                  {kKeyIfCfg, "", ApplyToJson},
                  {kKeyApply, "", ApplyToJson},
                  {kKeyIfRun, "-SP", SPToJson},
-                 {kKeyIfRun, "-L1", LayersToJson},
-                 {kKeyIfRun, "-L2", LayersToJson}};
+                 {kKeyIfRun, "", LayersToJson}};
 
 std::string Hex(const Bytes& value) { return fmt::format("{:02x}", fmt::join(value, "")); }
 

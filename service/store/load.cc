@@ -190,6 +190,8 @@ class Loader {
       const bool wanted = row != rows.end();
       if (wanted && record.isSound && row->second == record.value) {
         rows.erase(row);
+      } else if (!wanted && record.key.starts_with(kKeyIfRun)) {
+        repairs_.push_back({record.key, {}, {}});  // it follows from other records
       } else if (!bad_.contains(record.key)) {
         const auto reduced = reduced_.find(record.key);
         Quarantine(record.key, !record.isSound             ? kWrongSum

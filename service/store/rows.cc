@@ -1,9 +1,9 @@
 #include "service/store/rows.h"
 
 #include "msg/records.h"
-#include "service/model/hierarchy.h"
 #include "service/model/tlvs.h"
 #include "service/store/records.h"
+#include "service/store/run_rows.h"
 
 namespace hqosd {
 
@@ -107,75 +107,6 @@ Change ApplicationChange(const Model& model, const ApplyKey& key) {
   return change;
 }
 
-// The run-time state of a node: its identifier, its kind, and the identifier of its FP.
-HQOS_LayerRun NodeOf(const Model& model, const HQOS_SPSonPath& path, const PathNode& at,
-                     uint16_t id) {
-  HQOS_LayerRun run{path, id, at.child.kindNumber(), {}, at.nesting->rule};
-  const auto* const fp = model.fps.Find(at.nesting->fp);
-  const uint16_t fpId = fp == nullptr ? uint16_t{HQOS_ID_NONE} : fp->id;
-  std::memcpy(run.hostData, &fpId, sizeof fpId);
-  return run;
-}
-
-// A layer-2 record holds that many entries.
-constexpr size_t kMaxEntries = 47;
-
-void AppendLayer2(Bytes& to, const HQOS_LayerRun& parent,
-                  const std::vector<HQOS_LayerRun>& entries) {
-  for (size_t i = 0; i < entries.size(); i += kMaxEntries) {
-    const size_t count = std::min(kMaxEntries, entries.size() - i);
-    Bytes value(2048);
-    uint32_t headers = 0;
-    value.resize(HQOS_dbmtype_EncapLayer2Run(&parent, &entries[i], static_cast<uint32_t>(count),
-                                             2048, &headers, value.data()));
-    to.insert(to.end(), value.begin(), value.end());
-  }
-}
-
-// The nodes of levels 1 to 4, and those of level 4 that have children with these.
-void AppendLayers(const Model& model, const SP& sp, Bytes& layer1, Bytes& layer2) {
-  HQOS_SPSonPath path;
-  std::fill(std::begin(path.field), std::end(path.field), uint16_t{HQOS_PATH_UNSET});
-  HQOS_LayerRun parent{};
-  std::vector<HQOS_LayerRun> entries;
-  while (NextSon(model, sp, path) != nullptr) {
-    const std::vector<PathNode> nodes = PathTo(model, sp, path);
-    const HQOS_LayerRun node = NodeOf(model, path, nodes.back(), path.field[nodes.size()]);
-    if (nodes.size() == kLevels) {
-      entries.push_back(node);
-      continue;
-    }
-    AppendLayer2(layer2, parent, entries);
-    entries.clear();
-    parent = node;
-    uint32_t headers = 0;
-    Bytes value(512);
-    value.resize(HQOS_dbmtype_EncapLayer1Run(&node, 512, &headers, value.data()));
-    layer1.insert(layer1.end(), value.begin(), value.end());
-  }
-  AppendLayer2(layer2, parent, entries);
-}
-
-// The three records of the run-time state of an interface: layers SP, L1 and L2.
-std::vector<Change> RunRows(const Model& model, const ApplyKey& key, uint32_t ifIndex) {
-  std::vector<Change> rows;
-  for (const uint32_t layer : {1u, 2u, 3u}) {
-    char text[HQOS_DBKEY_SIZE];
-    HQOS_dbmtype_EncapIfRunKey(layer, key.param, ifIndex, text);
-    rows.push_back({text, {}, {}});
-  }
-  const auto application = model.applications.find(key);
-  if (application == model.applications.end() || application->second.ifIndex != ifIndex) {
-    return rows;
-  }
-  const auto& sp = model.sps.All().at(application->second.sp);
-  rows[0].value = Encoded(hqos::kSPBase, SPRecord(sp));
-  rows[1].value.emplace();
-  rows[2].value.emplace();
-  AppendLayers(model, sp.value, *rows[1].value, *rows[2].value);
-  return rows;
-}
-
 }  // namespace
 
 // One record for each child: the parent's key, and on a second line the child.
@@ -222,17 +153,7 @@ std::vector<Change> TakeChanges(Model& model) {
   for (const ApplyKey& key : model.dirtyApplications) {
     changes.push_back(ApplicationChange(model, key));
   }
-  std::map<std::string, std::optional<Bytes>> runs;
-  for (const auto& [key, ifIndex] : model.dirtyRuns) {
-    if (key.type != HQOS_APPOBJ_IFINDEX) continue;
-    // An index may have moved from one interface to another: what is deleted for the one must not
-    // be what is written for the other.
-    for (Change& row : RunRows(model, key, ifIndex)) {
-      auto& slot = runs[row.key];
-      if (row.value) slot = std::move(row.value);
-    }
-  }
-  for (auto& [key, value] : runs) changes.push_back({key, std::move(value), {}});
+  TakeRunChanges(model, changes);
   model.ClearDirty();
   return changes;
 }
