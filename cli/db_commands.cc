@@ -29,8 +29,8 @@ std::string FindService() {
   return access(beside.c_str(), X_OK) == 0 ? beside.string() : "hqosd";
 }
 
-// Runs the program. Returns what it prints; throws a Failure unless it succeeds.
-std::string Run(const std::vector<std::string>& arguments) {
+// Runs the program. Returns what it prints, and its exit status; throws a Failure if it cannot run.
+std::pair<std::string, int> Run(const std::vector<std::string>& arguments) {
   std::vector<char*> argv;
   for (const std::string& argument : arguments) argv.push_back(const_cast<char*>(argument.c_str()));
   argv.push_back(nullptr);
@@ -54,10 +54,8 @@ std::string Run(const std::vector<std::string>& arguments) {
                               std::strerror(error) + "; set HQOSD to its path");
   }
   int status = 0;
-  if (waitpid(pid, &status, 0) != pid || status != 0) {
-    throw Failure(kUsage, arguments[0] + " cannot read the store");
-  }
-  return text;
+  waitpid(pid, &status, 0);
+  return {text, status};
 }
 
 void Dump(const std::string& file, bool withBytes, Output& output) {
@@ -65,7 +63,8 @@ void Dump(const std::string& file, bool withBytes, Output& output) {
   if (output.json) arguments.emplace_back("--json");
   if (withBytes) arguments.emplace_back("--bytes");
   if (!file.empty()) arguments.push_back(file);
-  const std::string text = Run(arguments);
+  const auto [text, status] = Run(arguments);
+  if (status != 0) throw Failure(kUsage, arguments[0] + " cannot read the store");
   if (output.json) {
     const auto records = Output::Record::parse(text, nullptr, false);
     if (!records.is_array()) throw Failure(kUsage, arguments[0] + " prints no JSON array");
@@ -77,6 +76,17 @@ void Dump(const std::string& file, bool withBytes, Output& output) {
     for (std::string line; std::getline(lines, line);) output.Line(line);
   }
   output.End();
+}
+
+void Restore(const std::vector<std::string>& keys, Output& output) {
+  std::vector<std::string> arguments{FindService()};
+  for (const std::string& key : keys) arguments.insert(arguments.end(), {"--restore", key});
+  const auto [text, status] = Run(arguments);
+  output.Begin({});
+  std::istringstream lines(text);
+  for (std::string line; std::getline(lines, line);) output.Line(line, {{"restored", line}});
+  output.End();
+  if (status != 0) throw Failure(kRefused, "not all records are restored");
 }
 
 }  // namespace
@@ -96,6 +106,11 @@ void AddDbCommands(CLI::App& app, Output& output) {
     output.json = true;
     Dump(*file, true, output);
   });
+  const auto keys = std::make_shared<std::vector<std::string>>();
+  CLI::App* const restore = db->add_subcommand(
+      "restore", "Restore quarantined records that fit again, while hqosd does not run");
+  restore->add_option("KEY", *keys, "as hqosd --check prints it")->required();
+  restore->callback([keys, &output] { Restore(*keys, output); });
 }
 
 }  // namespace hqosctl

@@ -1,6 +1,7 @@
 // What the service keeps: written, read back, damaged, and when the disk fails.
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -222,6 +223,19 @@ TEST_F(Kept, KeepsAnOlderName) {
   EXPECT_EQ(Do(HQOS_lib_AddDP, "\xFF", HQOS_ID_NONE), uint32_t{HQOSD_BAD_NAME});
   EXPECT_EQ(Do(HQOS_lib_DelDP, "\xFF"), 0u);
   EXPECT_EQ(Do(HQOS_lib_DelDP, "\xFF"), uint32_t{HQOSD_NOT_FOUND});
+}
+
+// A lock that somebody else holds costs one short wait.
+TEST_F(Kept, IsNotWaitedForLong) {
+  sqlite3* db = nullptr;
+  sqlite3_open(file().c_str(), &db);
+  sqlite3_exec(db, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr);
+  const auto begin = std::chrono::steady_clock::now();
+  EXPECT_EQ(Do(HQOS_lib_AddSP, "sp", HQOS_ID_NONE), uint32_t{HQOSD_NOT_STORED});
+  EXPECT_EQ(text, "nothing is changed, the store fails: another process has locked it");
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(400));
+  sqlite3_close(db);
+  EXPECT_EQ(Do(HQOS_lib_AddSP, "sp", HQOS_ID_NONE), 0u);
 }
 
 TEST_F(Kept, IsRefusedWhenItIsAnothersOrNewer) {

@@ -141,7 +141,7 @@ void AddOptions(CLI::App& app, Options& o) {
   app.add_option("--backup", o.backup, "copy the store to a new file, also while a service has it")
       ->type_name("FILE");
   app.add_option("--restore", o.restore,
-                 "put quarantined records back that fit again, while no service has the store")
+                 "restore quarantined records that fit again, while no service has the store")
       ->type_name("KEY");
   app.add_flag("--open", o.open,
                "any user may configure, not only root, the service's user and group hqos");

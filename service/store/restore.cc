@@ -72,7 +72,7 @@ bool RestoreRecords(Store& store, const std::vector<std::string>& keys) {
       restored.push_back(record.key);
       break;
     }
-    std::printf("%s: %s\n", wanted.c_str(), unfit.empty() ? "put back" : unfit.c_str());
+    std::printf("%s: %s\n", wanted.c_str(), unfit.empty() ? "restored" : unfit.c_str());
     all = all && unfit.empty();
   }
   if (!changes.empty()) {

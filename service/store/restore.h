@@ -9,8 +9,8 @@ namespace hqosd {
 // when nothing is wrong.
 bool CheckStore(Store& store);
 
-// Puts the last quarantined values of the keys back, as far as they fit the other records, and
-// prints what becomes of each; true when all were put back. Keys are as they are printed.
+// Restores the first quarantined value of each key that fits, and
+// prints what becomes of each; true when all are restored. Keys are as they are printed.
 bool RestoreRecords(Store& store, const std::vector<std::string>& keys);
 
 }  // namespace hqosd

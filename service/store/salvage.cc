@@ -157,7 +157,9 @@ std::string Replace(const std::string& fresh, const std::string& file) {
 }  // namespace
 
 std::string Salvage(const std::string& file, const std::string& damage) {
-  const std::string kept = file + ".damaged-" + Now(), fresh = file + ".salvaged";
+  const std::string fresh = file + ".salvaged";
+  std::string kept = file + ".damaged-" + Now();
+  while (fs::exists(kept)) kept += '+';
   std::string why = Keep(file, kept);
   if (!why.empty()) return why;
   Rows rows;

@@ -1,0 +1,40 @@
+#!/bin/sh
+# A service whose disk fills up: it goes on answering, deletes, and starts again with a full disk.
+# Usage: full_disk.sh BIN_DIR
+set -eu
+if [ "${2-}" != inside ]; then
+  why=$(unshare -rm sh -c 'mount -t tmpfs none /tmp' 2>&1) ||
+    { echo "full_disk: Skipped"; echo "no mount namespaces here: $why"; exit 77; }
+  exec unshare -rm "$0" "$1" inside
+fi
+mount -t tmpfs -o size=3m none /mnt
+export HQOS_STATE_DIR=/mnt/state HQOS_RUNTIME_DIR=/mnt/run PATH="$1:$PATH"
+mkdir /mnt/state /mnt/run
+start() {
+  hqosd 2>>/mnt/run/log &
+  pid=$!
+  until hqosctl sp show >/dev/null 2>&1; do kill -0 "$pid" || { cat /mnt/run/log; exit 1; }; done
+}
+fail() { echo "full_disk: $*"; cat /mnt/run/log; kill "$pid"; exit 1; }
+start
+for i in $(seq 40); do hqosctl fp add "fp$i"; done
+dd if=/dev/zero of=/mnt/fill bs=4096 2>/dev/null || true
+text=
+for i in $(seq 2000); do text=$(hqosctl fp add "more$i" 2>&1) || break; done
+case $text in *"its disk is full"*) ;; *) fail "no refusal names the disk: $text" ;; esac
+hqosctl fp show fp1 >/dev/null || fail "queries are not answered"
+hqosctl fp del fp40 || fail "nothing can be deleted"
+hqosctl fp del fp39 || fail "nothing more can be deleted"
+kill "$pid"
+wait "$pid" || true
+dd if=/dev/zero of=/mnt/fill2 bs=4096 2>/dev/null || true
+start
+hqosctl fp show fp38 >/dev/null || fail "it does not start with what it had"
+if hqosctl fp show fp40 >/dev/null 2>&1; then fail "what was deleted is there again"; fi
+rm -f /mnt/fill /mnt/fill2
+hqosctl fp add again || fail "it does not write when there is room again"
+kill "$pid"
+wait "$pid" || true
+start
+hqosctl fp show again >/dev/null || fail "what was written then is lost"
+kill "$pid"
