@@ -1,5 +1,6 @@
 #include "cli/failure.h"
 
+#include <cerrno>
 #include <cstdio>
 
 #include "cli/deadline.h"
@@ -10,12 +11,19 @@ namespace hqosctl {
 
 namespace {
 
+int g_connectReason = 0;
+
 std::string NoServiceText() {
   std::string tried;
   char path[4096];
   for (uint32_t i = 0;
        LIP_GetEndpoint(HQOS_SERVICE_NODE, HQOS_SERVICE_PORT, i, path, sizeof path) != 0; ++i) {
     tried += (i == 0 ? "" : " or ") + std::string(path);
+  }
+  if (g_connectReason == EPERM) {
+    return "no hqos service that is to be believed at " + tried +
+           ": another user serves there, or could replace what is there; set HQOS_RUNTIME_DIR to "
+           "the directory of your service";
   }
   return "no answer from an hqos service at " + tried + "; start one with: hqosd";
 }
@@ -47,6 +55,8 @@ std::string CodeText(uint32_t code) {
 }
 
 }  // namespace
+
+void NoteConnection(int reason) { g_connectReason = reason; }
 
 void CheckCommand(uint32_t status, const HQOS_Result& result) {
   CheckRoundTrip(status);

@@ -20,6 +20,9 @@ class Failure : public std::runtime_error {
   ExitCode code_;
 };
 
+// Why the last connection to the service failed (errno); 0 when it did not.
+void NoteConnection(int reason);
+
 // Throw a Failure unless the command, or the query for `object`, succeeded.
 void CheckCommand(uint32_t status, const HQOS_Result& result);
 void CheckQuery(uint32_t status, const std::string& object);

@@ -86,6 +86,15 @@ extern "C" int LIP_Socket(int family, int type, int protocol) {
   return fd;
 }
 
+// Notes why there is no connection.
+extern "C" int LIP_Connect(int fd, const sockaddr_lip* address, socklen_t length) {
+  static const auto connect =
+      reinterpret_cast<decltype(&LIP_Connect)>(dlsym(RTLD_NEXT, "LIP_Connect"));
+  const int result = connect(fd, address, length);
+  hqosctl::NoteConnection(result == 0 ? 0 : errno);
+  return result;
+}
+
 int main(int argc, char** argv) {
   hqosctl::Output output;
   int result = hqosctl::kDone;

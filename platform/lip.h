@@ -44,6 +44,7 @@ int LIP_Socket(int family, int type, int protocol);
 // Connects to whoever listens at the address (EINVAL unless it is a sockaddr_lip of 16 bytes). The
 // endpoints of LIP_GetEndpoint are tried in their order; one that is missing or not accessible,
 // where nobody listens any more, or that another user could have put there (EPERM) is passed over.
+// Who listens must be root, this user or the owner of the directory; else it fails with EPERM.
 int LIP_Connect(int fd, const struct sockaddr_lip* address, socklen_t length);
 
 // For a service: binds fd to the address and listens there, in the first endpoint directory that
@@ -53,8 +54,9 @@ int LIP_Connect(int fd, const struct sockaddr_lip* address, socklen_t length);
 // -1 with errno: EADDRINUSE when a live service listens there already, or something else than a
 // socket stands there; EPERM when the directory, or a link that leads to it, belongs to another
 // user than this one and root, or its group or everybody may replace what is in it (the directories
-// above it are not looked at). *rank is then the rank of the endpoint where it listens, or which
-// failed.
+// above it are not looked at), or its file lip.lock is another user's; EWOULDBLOCK when another
+// process holds the lock of that file for 2 seconds. *rank is then the rank of the endpoint where
+// it listens, or which failed.
 int LIP_Listen(int fd, const struct sockaddr_lip* address, int backlog, uint32_t* rank);
 
 // The path of a port's endpoint, a socket named lip-<node, 8 hex digits>-<port>. The ranks count

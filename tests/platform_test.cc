@@ -236,6 +236,41 @@ TEST_F(Endpoints, AreNotPutWhereOthersCouldReplaceThem) {
   EXPECT_EQ(listenAt(dir), EPERM);
 }
 
+// In a directory that all may write to, another user can be first: with a lock, or with a socket.
+TEST_F(Endpoints, AreNotBelievedFromOthersInASharedDirectory) {
+  if (geteuid() != 0) GTEST_SKIP() << "only root can act as another user";
+  constexpr uid_t kNobody = 65534, kOwner = 65533;
+  fs::permissions(dir_, fs::perms(01777));
+  const fs::path file = dir_ / "lip.lock";
+  const int lock = open(file.c_str(), O_RDWR | O_CREAT, 0600);
+  ASSERT_EQ(flock(lock, LOCK_EX), 0);
+  EXPECT_EQ(Listen(Address(1)).reason, EWOULDBLOCK);
+  ASSERT_EQ(chown(file.c_str(), kNobody, kNobody), 0);
+  EXPECT_EQ(Listen(Address(1)).reason, EPERM);
+  close(lock);
+  fs::remove(file);
+
+  const struct {
+    uid_t listener, client, owner;
+    int reason;
+  } cases[] = {{0, kNobody, 0, 0},          {kNobody, kNobody, 0, 0}, {kNobody, 0, 0, EPERM},
+               {kNobody, kOwner, 0, EPERM}, {kOwner, 0, kOwner, 0},   {kOwner, kNobody, kOwner, 0},
+               {kNobody, 0, kOwner, EPERM}};
+  uint16_t port = 1;
+  for (const auto& c : cases) {
+    ASSERT_EQ(chown(dir_.c_str(), 0, 0), 0);
+    fs::remove(file);
+    ASSERT_EQ(seteuid(c.listener), 0);
+    const Socket listener = Listen(Address(++port));
+    ASSERT_EQ(seteuid(0), 0);
+    ASSERT_EQ(listener.reason, 0);
+    ASSERT_EQ(chown(dir_.c_str(), c.owner, c.owner), 0);
+    ASSERT_EQ(seteuid(c.client), 0);
+    EXPECT_EQ(Connect(Address(port)).reason, c.reason) << port;
+    ASSERT_EQ(seteuid(0), 0);
+  }
+}
+
 // Without HQOS_RUNTIME_DIR a directory that is another user's, or that others can write to, is
 // passed over; HOME is the next.
 TEST_F(Endpoints, AreNotTakenFromOthers) {

@@ -95,4 +95,17 @@ bool IsTrusted(const sockaddr_un& endpoint, uint32_t rank) {
          (info.st_mode & (S_IWGRP | S_IWOTH)) == 0;
 }
 
+bool IsPeerTrusted(int connected, const sockaddr_un& endpoint) {
+  ucred peer;
+  socklen_t size = sizeof peer;
+  if (getsockopt(connected, SOL_SOCKET, SO_PEERCRED, &peer, &size) != 0) return false;
+  if (peer.uid == 0 || peer.uid == geteuid()) return true;
+  char dir[sizeof endpoint.sun_path];
+  CopyDirectory(endpoint, dir);
+  struct stat info;
+  if (stat(dir, &info) != 0) return false;
+  errno = EPERM;
+  return peer.uid == info.st_uid;
+}
+
 }  // namespace hqos::host

@@ -19,6 +19,10 @@ bool EndpointAddress(const sockaddr_lip& address, uint32_t rank, sockaddr_un* ou
 // safe).
 bool IsTrusted(const sockaddr_un& endpoint, uint32_t rank);
 
+// Whether who listens there is root, this user or the owner of the directory: in one that all may
+// write to, anybody can put a socket first. When false, errno says why (EPERM: somebody else).
+bool IsPeerTrusted(int connected, const sockaddr_un& endpoint);
+
 // Whether a failure at one endpoint (errno) leaves the next one to be tried.
 inline bool IsPassedOver(int reason) {
   return reason == ENOENT || reason == ECONNREFUSED || reason == EACCES || reason == EPERM ||

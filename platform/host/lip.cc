@@ -7,6 +7,7 @@
 
 using hqos::host::EndpointAddress;
 using hqos::host::IsPassedOver;
+using hqos::host::IsPeerTrusted;
 using hqos::host::IsTrusted;
 
 int LIP_Socket(int family, int type, int protocol) {
@@ -29,7 +30,7 @@ int LIP_Connect(int fd, const sockaddr_lip* address, socklen_t length) {
   for (uint32_t rank = 0; EndpointAddress(*address, rank, &endpoint, &endpointLength); ++rank) {
     if (IsTrusted(endpoint, rank) &&
         connect(fd, reinterpret_cast<const sockaddr*>(&endpoint), endpointLength) == 0) {
-      return 0;
+      return IsPeerTrusted(fd, endpoint) ? 0 : -1;  // connected, it cannot try the next
     }
     reason = errno;
     if (!IsPassedOver(reason)) break;

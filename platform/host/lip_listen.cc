@@ -4,6 +4,7 @@
 #include <string.h>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <time.h>
 #include <unistd.h>
 
 #include "platform/host/endpoint.h"
@@ -65,11 +66,30 @@ bool IsOurs(int directory, char* path) {
   return !isForeign(link) && !isForeign(target) && (!isShared || (target.st_mode & S_ISVTX) != 0);
 }
 
+// Takes the lock of an open file, for which it waits a moment: nobody holds it for long. Another
+// user's file is none to wait for (EPERM).
+bool TakeLock(int lock) {
+  constexpr int kTries = 100;
+  constexpr timespec kPause{0, 20'000'000};
+  struct stat info;
+  if (fstat(lock, &info) != 0) return false;
+  errno = EPERM;
+  if (!S_ISREG(info.st_mode) || info.st_uid != geteuid() || info.st_nlink != 1) return false;
+  for (int i = 0; i < kTries; ++i) {
+    if (flock(lock, LOCK_EX | LOCK_NB) == 0) return true;
+    if (errno != EWOULDBLOCK && errno != EINTR) return false;
+    nanosleep(&kPause, nullptr);
+  }
+  errno = EWOULDBLOCK;
+  return false;
+}
+
 // A lock that only this user can hold keeps a second service from taking a socket for stale that is
 // not listened on yet. Its descriptor; -1 with errno.
 int Lock(int directory) {
-  const int lock = openat(directory, "lip.lock", O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600);
-  if (lock >= 0 && flock(lock, LOCK_EX) == 0) return lock;
+  const int lock =
+      openat(directory, "lip.lock", O_RDWR | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC, 0600);
+  if (lock >= 0 && TakeLock(lock)) return lock;
   const int reason = errno;
   if (lock >= 0) close(lock);
   errno = reason;

@@ -1,8 +1,11 @@
 #include "service/model/counters.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
-#include <fstream>
+#include <cerrno>
+#include <cstring>
 #include <map>
 #include <nlohmann/json.hpp>
 #include <optional>
@@ -37,13 +40,19 @@ class File final : public CounterSource {
   explicit File(std::string file) : file_(std::move(file)) {}
 
   bool Refresh() override {
-    struct stat now;
-    if (stat(file_.c_str(), &now) != 0) now = {};
+    // Something else than a file, such as a pipe, must not hold the service up.
+    const int fd = open(file_.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+    struct stat now {};
+    std::string why = fd < 0 || fstat(fd, &now) != 0 ? std::strerror(errno)
+                      : S_ISREG(now.st_mode)         ? ""
+                                                     : "it is not a regular file";
     const Version version{now.st_ino, now.st_size, now.st_mtim.tv_sec, now.st_mtim.tv_nsec};
-    if (version == version_) return true;
-    const bool loaded = Load();
-    version_ = loaded ? std::optional(version) : std::nullopt;
-    return loaded;
+    const bool isKnown = why.empty() && version == version_;
+    if (why.empty() && !isKnown) why = Load(fd);
+    if (fd >= 0) close(fd);
+    version_ = why.empty() ? std::optional(version) : std::nullopt;
+    if (!why.empty()) LogBounded("cannot read counters from %s: %s", file_.c_str(), why.c_str());
+    return why.empty();
   }
 
   HQOS_SPSonCounters Read(const std::string& place, const std::vector<std::string>& path) override {
@@ -54,11 +63,16 @@ class File final : public CounterSource {
  private:
   using Version = std::tuple<ino_t, off_t, time_t, long>;
 
-  bool Load() {
+  // Returns "", or why it cannot.
+  std::string Load(int fd) {
     counters_.clear();
     try {
-      std::ifstream in(file_);
-      const json all = json::parse(in);
+      std::string text;
+      char block[65536];
+      ssize_t size;
+      while ((size = read(fd, block, sizeof block)) > 0) text.append(block, size_t(size));
+      if (size < 0) return std::strerror(errno);
+      const json all = json::parse(text);
       if (!all.is_array()) throw std::runtime_error("it is not an array");
       for (const json& entry : all) {
         for (const auto& [key, value] : entry.items()) {
@@ -71,10 +85,9 @@ class File final : public CounterSource {
         Fill(entry, "stat64", counters.stat64);
         counters_[{entry.at("place"), entry.at("path")}] = counters;
       }
-      return true;
+      return "";
     } catch (const std::exception& e) {
-      Log("cannot read counters from %s: %s", file_.c_str(), e.what());
-      return false;
+      return e.what();
     }
   }
 

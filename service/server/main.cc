@@ -61,13 +61,24 @@ class Endpoint {
   struct stat file_ {};
 };
 
+// Why a service cannot listen, by the errno of LIP_Listen.
+const char* WhyNot(int reason) {
+  switch (reason) {
+    case EADDRINUSE:
+      return "it is taken, by a service or a file";
+    case EPERM:
+      return "others could change what is there, or lip.lock beside it is another user's";
+    case EWOULDBLOCK:
+      return "another process holds lip.lock beside it; find it with fuser, and end it";
+    default:
+      return std::strerror(reason);
+  }
+}
+
 int Serve(uint32_t node, hqosd::Transactor& transactor, hqosd::Access access) {
   const Endpoint endpoint(node);
   if (endpoint.reason() != 0) {
-    const char* const why = endpoint.reason() == EADDRINUSE ? "it is taken, by a service or a file"
-                            : endpoint.reason() == EPERM    ? "others could change what is there"
-                                                            : std::strerror(endpoint.reason());
-    hqosd::Log("cannot listen at %s: %s", endpoint.path(), why);
+    hqosd::Log("cannot listen at %s: %s", endpoint.path(), WhyNot(endpoint.reason()));
     return 1;
   }
   hqosd::Log("listening at %s", endpoint.path());
@@ -190,7 +201,10 @@ int main(int argc, char** argv) {
     return store != nullptr && hqosd::CheckStore(*store) ? 0 : 1;
   }
   hqosd::Model model;
-  if (!o.counters.empty()) model.counters = hqosd::FileCounters(o.counters);
+  if (!o.counters.empty()) {
+    model.counters = hqosd::FileCounters(o.counters);
+    model.counters->Refresh();  // logs now what is wrong with it
+  }
   hqosd::Transactor transactor(std::move(model));
   if (!o.ephemeral) {
     auto store = Open(o.file, Purpose::Serve);
