@@ -56,8 +56,8 @@ std::string MakeStore(std::map<std::string, Bytes>& rows) {
 
 void Damage(std::string& bytes, const uint8_t* data, size_t size) {
   for (; size >= 5; data += 5, size -= 5) {
-    const size_t page = (data[0] << 8 | data[1]) % (bytes.size() / kPage) * kPage;
-    const size_t at = data[2] << 8 | data[3];
+    const size_t page = (data[0] * 256u + data[1]) % (bytes.size() / kPage) * kPage;
+    const size_t at = data[2] * 256u + data[3];
     if (at == 0xFFFF) {
       std::fill_n(bytes.begin() + static_cast<ptrdiff_t>(page), kPage, data[4]);
     } else {
