@@ -1,4 +1,7 @@
 // Slots and their services.
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <memory>
 
@@ -7,6 +10,7 @@
 #include "cli/failure.h"
 #include "cli/output.h"
 #include "hqos.h"
+#include "platform/service_manager.h"
 #include "platform/slot.h"
 
 namespace hqosctl {
@@ -26,37 +30,99 @@ std::vector<uint16_t> Slots() {
   return slots;
 }
 
+uint16_t NodeOf(uint16_t slot) { return static_cast<uint16_t>(HQOS_util_GetLipBySlotId(slot)); }
+
+std::string SlotsText(const std::vector<uint16_t>& slots) {
+  std::string text;
+  for (const uint16_t slot : slots) text += (text.empty() ? "" : ", ") + std::to_string(slot);
+  return text;
+}
+
+// A chassis that cannot be read must not pass for one slot.
+void CheckChassis() {
+  char why[4096];
+  if (DEV_GetChassisFault(why, sizeof why) == 0) return;
+  throw Failure(kUsage, "cannot use the chassis that HQOS_CHASSIS names: " + std::string(why));
+}
+
 void ShowSlots(Output& output) {
+  CheckChassis();
+  constexpr struct {
+    const char *text, *json;
+  } kStates[] = {{"-", "stopped"}, {"runs", "runs"}, {"no answer", "no answer"}};
+  std::vector<uint16_t> hung;
   output.Begin({"SLOT", "NODE", "UP", "SERVICE"});
   for (const uint16_t slot : Slots()) {
-    const uint32_t node = HQOS_util_GetLipBySlotId(slot) & 0xFFFF;
-    const bool isSelf = slot == DEV_GetSelfSlot();
-    const bool isUp = IF_IsSlotUp(slot) == 1, runs = HQOS_util_IsServiceStarted(slot) == 1;
+    const uint16_t node = NodeOf(slot);
+    const bool isSelf = slot == DEV_GetSelfSlot(), isUp = IF_IsSlotUp(slot) == 1;
+    const uint32_t state = SERVICE_GetState(node);
+    if (state == SERVICE_NO_ANSWER) hung.push_back(slot);
     output.Add({std::to_string(slot) + (isSelf ? " (self)" : ""), std::to_string(node),
-                isUp ? "yes" : "no", runs ? "runs" : "-"},
-               {{"slot", slot}, {"self", isSelf}, {"node", node}, {"up", isUp}, {"running", runs}});
+                isUp ? "yes" : "no", kStates[state].text},
+               {{"slot", slot},
+                {"self", isSelf},
+                {"node", node},
+                {"up", isUp},
+                {"running", state == SERVICE_ANSWERS},
+                {"state", kStates[state].json}});
   }
   output.End();
+  if (!hung.empty())
+    throw Failure(kNoService, "no answer from the service of slot " + SlotsText(hung));
+}
+
+// Why the service did not start, by the code of the service manager.
+std::string StartText(uint16_t slot, uint32_t code) {
+  const std::string service = "the service of slot " + std::to_string(slot);
+  const std::string command = "hqosd --node " + std::to_string(NodeOf(slot));
+  const char* const program = std::getenv("HQOSD");
+  const std::string name = program != nullptr && *program != '\0' ? program : "hqosd";
+  switch (code) {
+    case ECHILD:
+      return service + " ended before it answered; run " + command + " to see why";
+    case ETIMEDOUT:
+      return service + " has not answered within 10 seconds of its start; end it, and run " +
+             command + " to see why";
+    default:
+      return service + " cannot be started: " + name + ": " +
+             std::strerror(static_cast<int>(code)) + "; set HQOSD to the program's path";
+  }
 }
 
 void Start(uint16_t slot) {
-  if (HQOS_util_IsServiceStarted(slot) == 1) return;
-  const uint32_t status = HQOS_util_StartService(slot);
-  if (status == 0) return;
-  throw Failure(kNoService, "the service of slot " + std::to_string(slot) +
-                                " did not start: " + std::strerror(static_cast<int>(status)));
+  CheckChassis();
+  const std::vector<uint16_t> slots = Slots();
+  const std::string number = std::to_string(slot);
+  if (std::find(slots.begin(), slots.end(), slot) == slots.end()) {
+    throw Failure(kUsage, "there is no slot " + number + "; the chassis has " + SlotsText(slots));
+  }
+  if (IF_IsSlotUp(slot) != 1) {
+    throw Failure(kUsage, "slot " + number + " is down; set up = true in the file of HQOS_CHASSIS");
+  }
+  const uint32_t state = SERVICE_GetState(NodeOf(slot));
+  if (state == SERVICE_ANSWERS) return;
+  if (state == SERVICE_NO_ANSWER) {
+    throw Failure(kNoService, "the service of slot " + number +
+                                  " is there but does not answer; end it before you start another");
+  }
+  const uint32_t code = SERVICE_Start(NodeOf(slot), "hqos", 0, 0);
+  if (code != 0) throw Failure(kNoService, StartText(slot, code));
 }
 
-// The other slots in one batch, then the own.
+// The other slots in one batch, then all that does not run yet, for the reasons.
 void StartAll() {
+  CheckChassis();
   HQOS_util_StartServiceOnAllSlot();
-  if (IF_IsSlotUp(DEV_GetSelfSlot()) == 1) Start(DEV_GetSelfSlot());
-  std::string missing;
+  std::string faults;
   for (const uint16_t slot : Slots()) {
-    if (IF_IsSlotUp(slot) != 1 || HQOS_util_IsServiceStarted(slot) == 1) continue;
-    missing += (missing.empty() ? "" : ", ") + std::to_string(slot);
+    if (IF_IsSlotUp(slot) != 1) continue;
+    try {
+      Start(slot);
+    } catch (const Failure& failure) {
+      faults += (faults.empty() ? "" : "\nhqosctl: ") + std::string(failure.what());
+    }
   }
-  if (!missing.empty()) throw Failure(kNoService, "the service did not start on slot " + missing);
+  if (!faults.empty()) throw Failure(kNoService, faults);
 }
 
 }  // namespace

@@ -16,6 +16,10 @@ extern "C" {
 // Returns 0, or EINVAL with *status untouched for another service.
 uint32_t SERVICE_GetStatus(uint16_t node, const char* name, uint32_t, uint32_t* status);
 
+// The state of the service at the node's endpoint, waiting a second at most. Only a host has it.
+enum { SERVICE_ABSENT = 0, SERVICE_ANSWERS = 1, SERVICE_NO_ANSWER = 2 };
+uint32_t SERVICE_GetState(uint16_t node);
+
 // Starts the service on the node, or on each of `count` nodes, and returns when it answers or has
 // failed, for each node at the latest after about 10 seconds; the nodes take their turns. Returns
 // 0, or a code: EINVAL for another service or a node that no slot has, ENOENT when there is no

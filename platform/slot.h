@@ -20,6 +20,10 @@ extern "C" {
 // Without the variable, or a file that can be read so, there is one slot, number 0: up, node 1,
 // self.
 
+// Writes FILE:LINE: and the reason when the file that the variable names cannot be used, and
+// returns 1; else 0. Only a host has it.
+uint32_t DEV_GetChassisFault(char* text, uint32_t room);
+
 // The slot on which the caller runs.
 uint16_t DEV_GetSelfSlot(void);
 

@@ -1,6 +1,8 @@
 // A chassis of several slots, each a service process of its own.
+#include <arpa/inet.h>
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
@@ -9,6 +11,7 @@
 
 #include "hqos.h"
 #include "platform/interface.h"
+#include "platform/lip.h"
 #include "platform/service_manager.h"
 #include "platform/slot.h"
 #include "tests/process.h"
@@ -99,8 +102,31 @@ TEST_F(Chassis, TellsWhyAServiceDoesNotStart) {
   uint32_t status = 9;
   EXPECT_EQ(SERVICE_GetStatus(1, "other", 0, &status), uint32_t{EINVAL});
   EXPECT_EQ(status, 9u);
-  EXPECT_EQ(process::Run({HQOSCTL, "service", "start", "9"}).err,
-            "hqosctl: the service of slot 9 did not start: Invalid argument\n");
+  const auto start = [](const std::string& slot) {
+    return process::Run({HQOSCTL, "service", "start", slot});
+  };
+  EXPECT_EQ(start("0").err,
+            "hqosctl: the service of slot 0 ended before it answered; run hqosd --node 1 to see "
+            "why\n");
+  setenv("HQOSD", "/none", 1);
+  EXPECT_EQ(start("0").err,
+            "hqosctl: the service of slot 0 cannot be started: /none: No such file or directory; "
+            "set HQOSD to the program's path\n");
+  EXPECT_EQ(start("9").err, "hqosctl: there is no slot 9; the chassis has 0, 1, 2, 4\n");
+  EXPECT_EQ(start("4").err, "hqosctl: slot 4 is down; set up = true in the file of HQOS_CHASSIS\n");
+  // It listens, and nobody accepts.
+  const int hung = LIP_Socket(LIP_FAMILY, SOCK_DGRAM, LIP_PROTOCOL);
+  const sockaddr_lip address{sizeof address, LIP_FAMILY, htons(HQOS_SERVICE_PORT), htonl(300), {}};
+  uint32_t rank;
+  ASSERT_EQ(LIP_Listen(hung, &address, 5, &rank), 0);
+  EXPECT_EQ(start("2").err,
+            "hqosctl: the service of slot 2 is there but does not answer; end it before you start "
+            "another\n");
+  const Outcome shown = process::Run({HQOSCTL, "--json", "service", "status"});
+  EXPECT_EQ(shown.status, 3);
+  EXPECT_EQ(shown.err, "hqosctl: no answer from the service of slot 2\n");
+  EXPECT_EQ(json::parse(shown.out)[2]["state"], "no answer");
+  close(hung);
 }
 
 TEST_F(Chassis, IsReadFromItsFile) {
@@ -118,17 +144,34 @@ TEST_F(Chassis, IsReadFromItsFile) {
   EXPECT_EQ(IF_GetDataByIfIndex(1, IF_DATA_SLOT, &slot), 0u);  // lo
   EXPECT_EQ(slot, 2);
   // What cannot be used is no chassis: one slot.
-  for (const char* text : {"", "self = 0", "self = [", "self = 7\n[[slot]]\nnumber = 1",
-                           "self = 0\n[[slot]]\nnumber = 65535", "[`", "\xEF\xBB\xBBself = 0",
-                           "slot = 5\nself = 5", "self = 0\n[[slot]]\nnumber = 0\nnode = 0",
-                           "self = 0\n[[slot]]\nnumber = 0\n[[slot]]\nnumber = 65534",
-                           "self = 0\n[[slot]]\nnumber = 0\n[[slot]]\nnumber = 0\nnode = 9",
-                           "self = 0\n[[slot]]\nnumber = 0\nnode = 2\n[[slot]]\nnumber = 1"}) {
+  const std::pair<const char*, const char*> faults[] = {
+      {"", "1: there is no [[slot]]"},
+      {"self = 0", "1: there is no [[slot]]"},
+      {"self = [", "1: "},
+      {"[`", "1: "},
+      {"\xEF\xBB\xBFself = 0", "1: there is no [[slot]]"},
+      {"slot = 5\nself = 5", "1: there is no [[slot]]"},
+      {"self = 7\n[[slot]]\nnumber = 1", "1: self is none of the slots"},
+      {"self = 0\n[[slot]]\nnumber = 65535", "2: the slot has no number from 0 to 65534"},
+      {"self = 0\n[[slot]]\nnumber = 0\nup = 1", "4: up is neither true nor false"},
+      {"self = 0\n[[slot]]\nnumber = 0\ninterfaces = [5]",
+       "4: interfaces is not an array of names"},
+      {"self = 0\n[[slot]]\nnumber = 0\nnode = 0", "4: node is not a number from 1 to 65534"},
+      {"self = 0\n[[slot]]\nnumber = 0\n[[slot]]\nnumber = 65534",
+       "4: slot 65534 needs a node of its own"},
+      {"self = 0\n[[slot]]\nnumber = 0\n[[slot]]\nnumber = 0\nnode = 9",
+       "4: another slot has this number"},
+      {"self = 0\n[[slot]]\nnumber = 0\nnode = 2\n[[slot]]\nnumber = 1",
+       "5: another slot has this node"}};
+  for (const auto& [text, why] : faults) {
     Write(text);
     DEV_GetSlotRange(&lowest, &highest);
     EXPECT_EQ(highest, 0) << text;
     EXPECT_EQ(DEV_GetSelfSlot(), 0) << text;
     EXPECT_EQ(HQOS_util_GetLipBySlotId(0), 1u) << text;
+    const Outcome shown = process::Run({HQOSCTL, "service", "status"});
+    EXPECT_EQ(shown.status, 2);
+    EXPECT_NE(shown.err.find(dir_ + "/chassis:" + why), std::string::npos) << shown.err;
   }
 }
 

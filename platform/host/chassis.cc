@@ -4,10 +4,12 @@
 #include <stdlib.h>
 
 #include <algorithm>
+#include <string>
 #include <vector>
 
 #include "platform/host/toml.h"
 #include "platform/slot.h"
+#include "platform/text.h"
 
 namespace hqos::host {
 
@@ -17,7 +19,15 @@ struct Chassis {
   uint16_t self = 0;
   std::vector<Slot> slots;
   toml::table file;
+  uint32_t line = 0;            // of the fault
+  const char* fault = nullptr;  // why the file cannot be used
 };
+
+bool Fail(Chassis& chassis, const toml::node& at, const char* fault) {
+  chassis.line = at.source().begin.line;
+  chassis.fault = fault;
+  return false;
+}
 
 // A number from the file that is below 65535; false when there is none.
 bool ReadNumber(const toml::node_view<toml::node>& from, uint16_t& number) {
@@ -27,36 +37,72 @@ bool ReadNumber(const toml::node_view<toml::node>& from, uint16_t& number) {
   return true;
 }
 
+bool AreStrings(const toml::node_view<toml::node>& view) {
+  if (!view) return true;
+  const auto* const all = view.as_array();
+  return all != nullptr && std::all_of(all->begin(), all->end(),
+                                       [](const toml::node& one) { return one.is_string(); });
+}
+
+bool ReadSlot(Chassis& chassis, toml::node& entry) {
+  const toml::node_view<toml::node> slot(entry);
+  if (slot["up"] && !slot["up"].is_boolean()) {
+    return Fail(chassis, *slot["up"].node(), "up is neither true nor false");
+  }
+  Slot one{0, 0, slot["up"].value_or(true)};
+  if (!ReadNumber(slot["number"], one.number)) {
+    return Fail(chassis, entry, "the slot has no number from 0 to 65534");
+  }
+  one.node = static_cast<uint16_t>(one.number + 1);
+  if (slot["node"] && (!ReadNumber(slot["node"], one.node) || one.node == 0)) {
+    return Fail(chassis, *slot["node"].node(), "node is not a number from 1 to 65534");
+  }
+  if (one.node == kNoNode) return Fail(chassis, entry, "slot 65534 needs a node of its own");
+  if (!AreStrings(slot["interfaces"])) {
+    return Fail(chassis, *slot["interfaces"].node(), "interfaces is not an array of names");
+  }
+  for (const Slot& other : chassis.slots) {
+    if (other.number == one.number) return Fail(chassis, entry, "another slot has this number");
+    if (other.node == one.node) return Fail(chassis, entry, "another slot has this node");
+  }
+  chassis.slots.push_back(one);
+  return true;
+}
+
 bool ReadSlots(Chassis& chassis) {
   auto* const slots = chassis.file["slot"].as_array();
-  if (slots == nullptr || !ReadNumber(chassis.file["self"], chassis.self)) return false;
+  if (slots == nullptr) return Fail(chassis, chassis.file, "there is no [[slot]]");
+  if (!ReadNumber(chassis.file["self"], chassis.self)) {
+    return Fail(chassis, chassis.file, "self is not a slot's number");
+  }
   for (auto& entry : *slots) {
-    const toml::node_view<toml::node> slot(entry);
-    Slot one{0, 0, slot["up"].value_or(true)};
-    if (!ReadNumber(slot["number"], one.number)) return false;
-    one.node = static_cast<uint16_t>(one.number + 1);
-    if (one.node == kNoNode) return false;
-    if (slot["node"] && (!ReadNumber(slot["node"], one.node) || one.node == 0)) return false;
-    const bool isTaken = std::any_of(
-        chassis.slots.begin(), chassis.slots.end(),
-        [&](const Slot& other) { return other.number == one.number || other.node == one.node; });
-    if (isTaken) return false;
-    chassis.slots.push_back(one);
+    if (!ReadSlot(chassis, entry)) return false;
   }
   std::sort(chassis.slots.begin(), chassis.slots.end(),
             [](const Slot& a, const Slot& b) { return a.number < b.number; });
-  return std::any_of(chassis.slots.begin(), chassis.slots.end(),
-                     [&](const Slot& slot) { return slot.number == chassis.self; });
+  const bool isThere = std::any_of(chassis.slots.begin(), chassis.slots.end(),
+                                   [&](const Slot& slot) { return slot.number == chassis.self; });
+  return isThere || Fail(chassis, *chassis.file["self"].node(), "self is none of the slots");
 }
 
-Chassis Read() {
-  Chassis chassis;
+const char* FileName() {
   const char* const file = secure_getenv("HQOS_CHASSIS");
-  if (file != nullptr && *file != '\0') {
-    toml::parse_result parsed = toml::parse_file(file);
+  return file != nullptr && *file != '\0' ? file : nullptr;
+}
+
+// `why` gets the reason and its line when the file that there is cannot be used.
+Chassis Read(std::string* why = nullptr) {
+  Chassis chassis;
+  if (FileName() != nullptr) {
+    toml::parse_result parsed = toml::parse_file(FileName());
     if (parsed) {
       chassis.file = std::move(parsed).table();
       if (ReadSlots(chassis)) return chassis;
+    }
+    if (why != nullptr) {
+      const std::string_view reason = parsed ? chassis.fault : parsed.error().description();
+      const uint32_t line = parsed ? chassis.line : parsed.error().source().begin.line;
+      *why = (line != 0 ? std::to_string(line) + ": " : " ") + std::string(reason);
     }
   }
   Chassis alone;
@@ -104,3 +150,11 @@ uint16_t SelfNode() {
 }
 
 }  // namespace hqos::host
+
+uint32_t DEV_GetChassisFault(char* text, uint32_t room) {
+  std::string why;
+  hqos::host::Read(&why);
+  if (why.empty()) return 0;
+  scnprintf(text, room, "%s:%s", hqos::host::FileName(), why.c_str());
+  return 1;
+}

@@ -37,20 +37,14 @@ bool WaitFor(int fd, int milliseconds) {
   return ready > 0;
 }
 
-// Whether a service answers at the node's endpoint.
-bool Answers(uint16_t node) {
-  const uint32_t endpoint = node == hqos::host::SelfNode() ? kSelfEndpoint : node;
-  const sockaddr_lip address{sizeof address, LIP_FAMILY, htons(kPort), htonl(endpoint), {}};
-  const int fd = LIP_Socket(LIP_FAMILY, SOCK_DGRAM, LIP_PROTOCOL);
-  if (fd < 0) return false;
-  fcntl(fd, F_SETFL, O_NONBLOCK);  // a service that does not accept must not hold anybody up
+// Whether the connected service answers.
+bool Answers(int fd) {
   char reply;
-  const bool answers = LIP_Connect(fd, &address, sizeof address) == 0 &&
-                       send(fd, kQuestion, sizeof kQuestion, 0) == sizeof kQuestion &&
-                       WaitFor(fd, kAnswerTime) && recv(fd, &reply, 1, 0) > 0;
-  close(fd);
-  return answers;
+  return send(fd, kQuestion, sizeof kQuestion, MSG_NOSIGNAL) == sizeof kQuestion &&
+         WaitFor(fd, kAnswerTime) && recv(fd, &reply, 1, 0) > 0;
 }
+
+bool Answers(uint16_t node) { return SERVICE_GetState(node) == SERVICE_ANSWERS; }
 
 // Becomes hqosd for the node, detached, with no descriptors but `alive`, which stays open until it
 // ends; `failed` is told when there is no program.
@@ -131,6 +125,22 @@ bool HasSlot(uint16_t node) {
 }
 
 }  // namespace
+
+uint32_t SERVICE_GetState(uint16_t node) {
+  const uint32_t endpoint = node == hqos::host::SelfNode() ? kSelfEndpoint : node;
+  const sockaddr_lip address{sizeof address, LIP_FAMILY, htons(kPort), htonl(endpoint), {}};
+  const int fd = LIP_Socket(LIP_FAMILY, SOCK_DGRAM, LIP_PROTOCOL);
+  if (fd < 0) return SERVICE_ABSENT;
+  fcntl(fd, F_SETFL, O_NONBLOCK);  // a service that does not accept must not hold anybody up
+  const bool isConnected = LIP_Connect(fd, &address, sizeof address) == 0;
+  // One whose backlog is full does not accept.
+  const bool isThere = isConnected || errno == EAGAIN;
+  const uint32_t state = isConnected && Answers(fd) ? SERVICE_ANSWERS
+                         : isThere                  ? SERVICE_NO_ANSWER
+                                                    : SERVICE_ABSENT;
+  close(fd);
+  return state;
+}
 
 uint32_t SERVICE_GetStatus(uint16_t node, const char* name, uint32_t, uint32_t* status) {
   if (!IsKnown(name)) return EINVAL;

@@ -178,6 +178,11 @@ int main(int argc, char** argv) {
   signal(SIGPIPE, SIG_IGN);  // the reader of the log may disappear
   umask(077);                // nobody else may read or lock the store
   RaiseDescriptorLimit();
+  char fault[4096];
+  if (o.node != 0 && DEV_GetChassisFault(fault, sizeof fault) != 0) {
+    hqosd::Log("cannot use the chassis that HQOS_CHASSIS names: %s", fault);
+    return 1;
+  }
   // The own slot's service listens where its programs look for it.
   const bool isOwn = o.node == 0 || o.node == HQOS_util_GetLipBySlotId(DEV_GetSelfSlot());
   const uint32_t endpoint = isOwn ? HQOS_SERVICE_NODE : o.node;
