@@ -49,7 +49,7 @@ std::string Find(const std::string& name, const std::set<std::string>& all, bool
   }
   if (matches.size() == 1) return matches[0];
   throw Failure(kUsage, matches.empty()
-                            ? "there is no interface " + name + "; there are " + Joined(all)
+                            ? "there is no interface " + Shown(name) + "; there are " + Joined(all)
                             : "interface " + name + " may be " + Joined(matches));
 }
 

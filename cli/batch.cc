@@ -73,7 +73,7 @@ int RunBatch(std::istream& in, const std::string& file, bool force, Output& outp
     const ExitCode code = RunLine(line, output, error);
     if (code == kDone) continue;
     std::cout.flush();
-    std::cerr << "hqosctl: " << file << ':' << number << ": " << error << '\n';
+    std::cerr << "hqosctl: " << file << ':' << number << ": " << ShownLines(error) << '\n';
     if (result == kDone) result = code;
     if (!force || code == kNoService) break;
   }

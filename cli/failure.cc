@@ -4,6 +4,7 @@
 #include <cstdio>
 
 #include "cli/deadline.h"
+#include "cli/output.h"
 #include "hqosd.h"
 #include "platform/lip.h"
 
@@ -66,7 +67,7 @@ void CheckCommand(uint32_t status, const HQOS_Result& result) {
 
 void CheckQuery(uint32_t status, const std::string& object) {
   CheckRoundTrip(status);
-  if (status != 0) throw Failure(kRefused, object + ": " + CodeText(status));
+  if (status != 0) throw Failure(kRefused, Shown(object) + ": " + CodeText(status));
 }
 
 }  // namespace hqosctl

@@ -52,7 +52,8 @@ int Run(int argc, char** argv, hqosctl::Output& output) {
       "longer; the default is to wait for the service"));
   app.require_subcommand(0, 1);
   app.failure_message([](const CLI::App* a, const CLI::Error& error) {
-    return hqosctl::UsageText(error, *a) + "\nRun with --help for more information.\n";
+    return hqosctl::ShownLines(hqosctl::UsageText(error, *a)) +
+           "\nRun with --help for more information.\n";
   });
   hqosctl::AddCommands(app, output);
   for (CLI::App* const command : app.get_subcommands({})) command->excludes(batchOption);
@@ -101,7 +102,7 @@ int main(int argc, char** argv) {
   try {
     result = Run(argc, argv, output);
   } catch (const Failure& failure) {
-    std::cerr << "hqosctl: " << failure.what() << '\n';
+    std::cerr << "hqosctl: " << hqosctl::ShownLines(failure.what()) << '\n';
     result = failure.code();
   } catch (const std::bad_alloc&) {
     std::cerr << "hqosctl: out of memory\n";

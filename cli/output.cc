@@ -36,7 +36,24 @@ size_t Unshowable(std::string_view text) {
   return 0;
 }
 
-// The text as a terminal shows it faithfully: other bytes become \xNN.
+// JSON has no other bytes than UTF-8.
+void MakeUtf8(Output::Record& record) {
+  if (record.is_string()) {
+    const std::string text = record;
+    if (!IsUtf8(text)) record = Shown(text);
+  }
+  if (!record.is_structured()) return;
+  for (Output::Record& one : record) MakeUtf8(one);
+}
+
+// Characters of a UTF-8 text.
+size_t Width(const std::string& text) {
+  return static_cast<size_t>(
+      std::count_if(text.begin(), text.end(), [](char c) { return (c & 0xC0) != 0x80; }));
+}
+
+}  // namespace
+
 std::string Shown(const std::string& text) {
   const bool isUtf8 = IsUtf8(text);
   std::string shown;
@@ -56,23 +73,11 @@ std::string Shown(const std::string& text) {
   return shown;
 }
 
-// JSON has no other bytes than UTF-8.
-void MakeUtf8(Output::Record& record) {
-  if (record.is_string()) {
-    const std::string text = record;
-    if (!IsUtf8(text)) record = Shown(text);
-  }
-  if (!record.is_structured()) return;
-  for (Output::Record& one : record) MakeUtf8(one);
+std::string ShownLines(const std::string& text) {
+  const size_t end = text.find('\n');
+  if (end == std::string::npos) return Shown(text);
+  return Shown(text.substr(0, end)) + '\n' + ShownLines(text.substr(end + 1));
 }
-
-// Characters of a UTF-8 text.
-size_t Width(const std::string& text) {
-  return static_cast<size_t>(
-      std::count_if(text.begin(), text.end(), [](char c) { return (c & 0xC0) != 0x80; }));
-}
-
-}  // namespace
 
 void Output::Begin(std::vector<std::string> headers) {
   if (records_.is_null()) records_ = nlohmann::ordered_json::array();

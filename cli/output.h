@@ -7,6 +7,13 @@
 
 namespace hqosctl {
 
+// The text as a terminal shows it faithfully: control characters, those that change the direction
+// of writing, and bytes that are not UTF-8 become \xNN.
+std::string Shown(const std::string& text);
+
+// The same for each line of a text.
+std::string ShownLines(const std::string& text);
+
 class Output {
  public:
   using Record = nlohmann::ordered_json;

@@ -119,7 +119,7 @@ void StartAll() {
     try {
       Start(slot);
     } catch (const Failure& failure) {
-      faults += (faults.empty() ? "" : "\nhqosctl: ") + std::string(failure.what());
+      faults += (faults.empty() ? "" : "; ") + std::string(failure.what());
     }
   }
   if (!faults.empty()) throw Failure(kNoService, faults);

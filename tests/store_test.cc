@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "hqosd.h"
+#include "service/store/dump.h"
 #include "tests/kept.h"
 
 namespace {
@@ -220,6 +221,10 @@ TEST_F(Kept, KeepsAnOlderName) {
       "substr(value, 2) AS BLOB) WHERE key = 'DP-cfg-x';"
       "UPDATE record SET sum = row_sum(key, value)");
   EXPECT_EQ(Open(), "");
+  testing::internal::CaptureStdout();
+  EXPECT_EQ(hqosd::DumpStore(file(), {}), "");
+  EXPECT_NE(testing::internal::GetCapturedStdout().find("\nDP-cfg-\\xff  {\"name\":\"\\\\xff\""),
+            std::string::npos);
   EXPECT_EQ(Do(HQOS_lib_AddDP, "\xFF", HQOS_ID_NONE), uint32_t{HQOSD_BAD_NAME});
   EXPECT_EQ(Do(HQOS_lib_DelDP, "\xFF"), 0u);
   EXPECT_EQ(Do(HQOS_lib_DelDP, "\xFF"), uint32_t{HQOSD_NOT_FOUND});

@@ -213,9 +213,7 @@ std::string Printable(std::string text) {
 
 void PrintColumns(const Json& entries) {
   size_t width = 3;
-  for (const Json& entry : entries) {
-    width = std::max(width, entry["key"].get_ref<const std::string&>().size());
-  }
+  for (const Json& entry : entries) width = std::max(width, Printable(entry["key"]).size());
   std::cout << "KEY" << std::string(width - 1, ' ') << "RECORD\n";
   for (const Json& entry : entries) {
     const std::string key = Printable(entry["key"]);
