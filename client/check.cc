@@ -179,7 +179,7 @@ class Levels {
 
   void VisitChild(const std::string& name, const Children::value_type& child, State& state) {
     const auto& [key, nesting] = child;
-    const auto fail = [&](const std::string& why) {
+    const auto fail = [&, &nesting = nesting](const std::string& why) {
       faults_.push_back({ChildPath("fg", name, nesting), why});
     };
     int levels = 2;
