@@ -2,6 +2,7 @@
 #include "platform/host/chassis.h"
 
 #include <stdlib.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <string>
@@ -93,7 +94,11 @@ const char* FileName() {
 // `why` gets the reason and its line when the file that there is cannot be used.
 Chassis Read(std::string* why = nullptr) {
   Chassis chassis;
-  if (FileName() != nullptr) {
+  struct stat info {};
+  if (FileName() != nullptr && stat(FileName(), &info) == 0 && !S_ISREG(info.st_mode)) {
+    // A pipe would hold the caller up.
+    if (why != nullptr) *why = " it is not a regular file";
+  } else if (FileName() != nullptr) {
     toml::parse_result parsed = toml::parse_file(FileName());
     if (parsed) {
       chassis.file = std::move(parsed).table();

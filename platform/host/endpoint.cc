@@ -4,32 +4,38 @@
 #include <errno.h>
 #include <pwd.h>
 #include <stddef.h>
+#include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "include/hqos.h"
+
 namespace {
+
+// The name of the own slot's hqos service, which nearly all calls ask for, ready made.
+constexpr uint32_t kServiceNode = HQOS_SERVICE_NODE;
+constexpr uint16_t kServicePort = HQOS_SERVICE_PORT;
+constexpr char kServiceName[] = "/lip-80000000-1174";
+static_assert(kServiceNode == 0x80000000 && kServicePort == 1174);
 
 // Writes <dir><subdir>/lip-<node>-<port>; what LIP_GetEndpoint returns.
 template <size_t N>
 uint32_t Compose(const char* dir, const char (&subdir)[N], uint32_t node, uint16_t port, char* path,
                  uint32_t room) {
-  uint32_t digits = 1;
-  for (uint32_t rest = port; rest >= 10; rest /= 10) ++digits;
-  const size_t dirLength = strlen(dir);
-  const size_t length = dirLength + strlen(subdir) + strlen("/lip-01234567-") + digits;
+  char other[sizeof "/lip-01234567-65535"];
+  const char* name = kServiceName;
+  size_t nameLength = sizeof kServiceName - 1;
+  if (node != kServiceNode || port != kServicePort) {
+    nameLength = static_cast<size_t>(snprintf(other, sizeof other, "/lip-%08x-%u", node, port));
+    name = other;
+  }
+  const size_t dirLength = strlen(dir), length = dirLength + N - 1 + nameLength;
   if (length >= room) return 0;
-
   char* at = static_cast<char*>(mempcpy(path, dir, dirLength));
   at = static_cast<char*>(mempcpy(at, subdir, N - 1));
-  at = static_cast<char*>(mempcpy(at, "/lip-", 5));
-#pragma GCC unroll 8
-  for (int shift = 28; shift >= 0; shift -= 4) *at++ = "0123456789abcdef"[node >> shift & 15];
-  *at = '-';
-  uint32_t rest = port;
-  for (uint32_t i = digits; i > 0; --i, rest /= 10) at[i] = static_cast<char>('0' + rest % 10);
-  at[digits + 1] = '\0';
+  memcpy(at, name, nameLength + 1);
   return static_cast<uint32_t>(length);
 }
 

@@ -11,21 +11,20 @@
 #include <time.h>
 #include <unistd.h>
 
+#include "include/hqos.h"
 #include "platform/host/chassis.h"
 #include "platform/lip.h"
 #include "platform/text.h"
 
 namespace {
 
-constexpr uint16_t kPort = 1174;
-constexpr uint32_t kSelfEndpoint = 0x80000000;
-constexpr int kPatience = 10'000;  // milliseconds
+constexpr int kStartTime = 10'000;  // milliseconds
 constexpr int kPause = 20;
 
 bool IsKnown(const char* name) { return strcmp(name, "hqos") == 0; }
 
 // The first SP is asked for; any reply will do.
-constexpr uint8_t kQuestion[] = {8, 1, 1, 3, 1, 0, 0, 0, 0, 2, 0, 4, 0, 0, 0xFF, 0xFF};
+constexpr uint8_t kProbe[] = {8, 1, 1, 3, 1, 0, 0, 0, 0, 2, 0, 4, 0, 0, 0xFF, 0xFF};
 constexpr int kAnswerTime = 1000;  // milliseconds
 
 bool WaitFor(int fd, int milliseconds) {
@@ -40,7 +39,7 @@ bool WaitFor(int fd, int milliseconds) {
 // Whether the connected service answers.
 bool Answers(int fd) {
   char reply;
-  return send(fd, kQuestion, sizeof kQuestion, MSG_NOSIGNAL) == sizeof kQuestion &&
+  return send(fd, kProbe, sizeof kProbe, MSG_NOSIGNAL) == sizeof kProbe &&
          WaitFor(fd, kAnswerTime) && recv(fd, &reply, 1, 0) > 0;
 }
 
@@ -101,7 +100,7 @@ int Spawn(uint16_t node, uint32_t& why) {
 
 // Waits until it answers or has ended.
 uint32_t Await(uint16_t node, int alive) {
-  for (int waited = 0; waited < kPatience; waited += kPause) {
+  for (int waited = 0; waited < kStartTime; waited += kPause) {
     if (Answers(node)) return 0;
     if (WaitFor(alive, kPause)) return Answers(node) ? 0 : ECHILD;
   }
@@ -127,8 +126,9 @@ bool HasSlot(uint16_t node) {
 }  // namespace
 
 uint32_t SERVICE_GetState(uint16_t node) {
-  const uint32_t endpoint = node == hqos::host::SelfNode() ? kSelfEndpoint : node;
-  const sockaddr_lip address{sizeof address, LIP_FAMILY, htons(kPort), htonl(endpoint), {}};
+  const uint32_t endpoint = node == hqos::host::SelfNode() ? HQOS_SERVICE_NODE : node;
+  const sockaddr_lip address{
+      sizeof address, LIP_FAMILY, htons(HQOS_SERVICE_PORT), htonl(endpoint), {}};
   const int fd = LIP_Socket(LIP_FAMILY, SOCK_DGRAM, LIP_PROTOCOL);
   if (fd < 0) return SERVICE_ABSENT;
   fcntl(fd, F_SETFL, O_NONBLOCK);  // a service that does not accept must not hold anybody up
