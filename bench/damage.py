@@ -11,6 +11,7 @@ import json
 import os
 import random
 import shutil
+import statistics
 import subprocess
 import sys
 import tempfile
@@ -103,7 +104,8 @@ def main():
     original = os.path.join(root, "original")
     os.mkdir(original)
     records = {k: v for k, v in build(original).items() if not k.startswith(("FP-run", "IFRUN"))}
-    not_started = silent = lost = intact = 0
+    not_started = silent = intact = 0
+    lost = {}
     for number in range(ROUNDS):
         directory = os.path.join(root, "damaged")
         shutil.rmtree(directory, ignore_errors=True)
@@ -120,15 +122,16 @@ def main():
         with open(service.log, encoding="utf-8", errors="replace") as log:
             told = "damaged" in log.read() or "quarantined" in open(service.log, errors="replace").read()
         missing = sum(found.get(key) != value for key, value in records.items())
-        lost += missing
+        lost.setdefault(kind, []).append(missing)
         intact += missing == 0
         if missing and not told:
             silent += 1
             print(f"round {number}, {kind}: {missing} records lost or changed without a word")
     shutil.rmtree(root)
     print(f"{ROUNDS} stores of {len(records)} records: not started {not_started}, lost without a word "
-          f"{silent}, nothing lost {intact}, records lost in the others "
-          f"{lost / max(1, (ROUNDS - intact)):.1f} on average")
+          f"{silent}, nothing lost {intact}; records lost or reduced, median and worst by damage:")
+    for kind, counts in sorted(lost.items()):
+        print(f"{kind:6} {len(counts):4} stores {statistics.median(counts):6} {max(counts):6}")
 
 
 main()

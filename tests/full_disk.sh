@@ -31,7 +31,24 @@ dd if=/dev/zero of=/mnt/fill2 bs=4096 2>/dev/null || true
 start
 hqosctl fp show fp38 >/dev/null || fail "it does not start with what it had"
 if hqosctl fp show fp40 >/dev/null 2>&1; then fail "what was deleted is there again"; fi
+kill "$pid"
+wait "$pid" || true
 rm -f /mnt/fill /mnt/fill2
+# After a clean end there is no log, and no room to make one: all that was there is kept.
+start
+hqosctl fp add room
+kill "$pid"
+wait "$pid" || true
+test ! -e /mnt/state/hqosd.db-wal || fail "the log is not folded in"
+dd if=/dev/zero of=/mnt/fill bs=4096 2>/dev/null || true
+hqosd --check >/dev/null || fail "it cannot be checked"
+start
+grep -q "can only be read until there is room" /mnt/run/log || fail "the log does not say so"
+hqosd --check >/dev/null || fail "it cannot be checked while it is served"
+if hqosctl fp add none 2>/dev/null; then fail "it adds without room"; fi
+hqosctl fp del fp37 || fail "it deletes nothing when it starts with a full disk"
+if hqosctl fp show fp37 >/dev/null 2>&1; then fail "what was deleted is still there"; fi
+rm -f /mnt/fill
 hqosctl fp add again || fail "it does not write when there is room again"
 kill "$pid"
 wait "$pid" || true

@@ -17,7 +17,7 @@ std::string BackUpStore(const std::string& file, const std::string& copy) {
   if (fd < 0) return copy + ": " + std::strerror(errno);
   close(fd);
   sqlite3 *from = nullptr, *to = nullptr;
-  int result = sqlite3_open_v2(ReadingUri(file).c_str(), &from,
+  int result = sqlite3_open_v2(ReadingUri(file, false).c_str(), &from,
                                SQLITE_OPEN_READONLY | SQLITE_OPEN_URI, nullptr);
   const Database source(from);
   if (result == SQLITE_OK)

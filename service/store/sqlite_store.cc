@@ -122,6 +122,8 @@ class SqliteStore final : public Store {
   std::string Transact(const std::vector<What>& what, const Carry& make);
   template <class What, class Carry>
   std::string TransactOnce(const std::vector<What>& what, const Carry& make);
+  template <class What, class Carry>
+  std::string OpenAgainAndTransact(const std::vector<What>& what, const Carry& make);
 
   bool Make(const std::vector<Change>& changes) {
     const Statement put = Prepare(kPut), del = Prepare(kDelete), quarantine = Prepare(kQuarantine);
@@ -230,9 +232,13 @@ std::string SqliteStore::OpenToServe() {
 }
 
 std::string SqliteStore::OpenToRead() {
-  if (!Open(ReadingUri(file_), SQLITE_OPEN_READONLY | SQLITE_OPEN_URI)) return Why();
-  std::string why = CheckVersion();
-  return why;
+  constexpr int kFlags = SQLITE_OPEN_READONLY | SQLITE_OPEN_URI;
+  if (!Open(ReadingUri(file_, false), kFlags)) return Why();
+  // On a full disk SQLite cannot have its index of the log, and a service there has none either.
+  const bool isRead = !FirstText(db_.get(), "SELECT count(*) FROM sqlite_master").empty();
+  const bool hasNoRoom = IsOutOfRoom(db_.get()) || sqlite3_errcode(db_.get()) == SQLITE_BUSY;
+  if (!isRead && hasNoRoom && !Open(ReadingUri(file_, true), kFlags)) return Why();
+  return CheckVersion();
 }
 
 template <class What, class Carry>
@@ -250,22 +256,29 @@ std::string SqliteStore::TransactOnce(const std::vector<What>& what, const Carry
   return why.empty() ? "unknown" : why;
 }
 
+// For a store that was opened on a full disk.
+template <class What, class Carry>
+std::string SqliteStore::OpenAgainAndTransact(const std::vector<What>& what, const Carry& make) {
+  db_.reset();
+  hasRoom_ = true;
+  const std::string why = Open(file_, SQLITE_OPEN_READWRITE) ? SetUp() : Why();
+  if (!why.empty()) return OpenWithoutRoom().empty() ? kNoRoom : why;
+  Log("there is room for the store again");
+  return TransactOnce(what, make);
+}
+
 template <class What, class Carry>
 std::string SqliteStore::Transact(const std::vector<What>& what, const Carry& make) {
   std::string why = lock_.Check();
   if (!why.empty()) return why;
-  if (!hasRoom_) {
-    db_.reset();
-    hasRoom_ = true;
-    why = Open(file_, SQLITE_OPEN_READWRITE) ? SetUp() : Why();
-    if (!why.empty()) return OpenWithoutRoom().empty() ? kNoRoom : why;
-    Log("there is room for the store again");
-  }
-  why = TransactOnce(what, make);
+  why = hasRoom_ ? TransactOnce(what, make) : OpenAgainAndTransact(what, make);
   if constexpr (std::is_same_v<What, Change>) {
+    // What deletes may use the reserve, even if it rewrites rows too.
     const bool deletes =
-        std::all_of(what.begin(), what.end(), [](const Change& change) { return !change.value; });
-    if (why == kNoRoom && deletes && reserve_.GiveUp()) why = TransactOnce(what, make);
+        std::any_of(what.begin(), what.end(), [](const Change& change) { return !change.value; });
+    if (why == kNoRoom && deletes && reserve_.GiveUp()) {
+      why = hasRoom_ ? TransactOnce(what, make) : OpenAgainAndTransact(what, make);
+    }
   }
   if (why.empty()) reserve_.Make();
   return why;

@@ -36,10 +36,11 @@ std::string StoreLock::Take(const std::string& file) {
   if (fd_ >= 0) close(fd_);
   fd_ = fd;
   file_ = file;
+  size_ = 0;
   return "";
 }
 
-std::string StoreLock::Check() const {
+std::string StoreLock::Check() {
   struct stat mine {
   }, there{};
   if (fd_ < 0) return "";
@@ -47,7 +48,12 @@ std::string StoreLock::Check() const {
       there.st_dev != mine.st_dev) {
     return file_ + " has been removed or replaced; restart hqosd";
   }
-  return mine.st_size == 0 ? file_ + " has been emptied; restart hqosd" : "";
+  // SQLite never makes it smaller.
+  if (mine.st_size == 0 || mine.st_size < size_) {
+    return file_ + " has been truncated; restart hqosd";
+  }
+  size_ = mine.st_size;
+  return "";
 }
 
 bool Reserve::Exists() const { return access(file_.c_str(), F_OK) == 0; }
@@ -68,7 +74,7 @@ void Reserve::Make() const {
   if (!isMade) GiveUp();
 }
 
-std::string ReadingUri(const std::string& file) {
+std::string ReadingUri(const std::string& file, bool isFull) {
   std::string uri = "file:";
   for (const char c : file) {
     const auto byte = static_cast<unsigned char>(c);
@@ -76,8 +82,11 @@ std::string ReadingUri(const std::string& file) {
     uri += isPlain ? std::string(1, c) : fmt::format("%{:02X}", byte);
   }
   const std::string dir = std::filesystem::path(file).parent_path();
-  const bool canLog = access(dir.empty() ? "." : dir.c_str(), W_OK) == 0;
-  return canLog || access((file + "-wal").c_str(), F_OK) == 0 ? uri : uri + "?immutable=1";
+  const bool canLog = !isFull && access(dir.empty() ? "." : dir.c_str(), W_OK) == 0;
+  std::error_code noLog;
+  const auto logSize = std::filesystem::file_size(file + "-wal", noLog);
+  const bool hasLog = !noLog && (logSize > 0 || !isFull);
+  return canLog || hasLog ? uri : uri + "?immutable=1";
 }
 
 }  // namespace hqosd

@@ -1,6 +1,7 @@
 // The files of a store: the lock on the database, the reserve beside it, and how it is read.
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 namespace hqosd {
@@ -15,12 +16,13 @@ class StoreLock {
 
   // Makes the file when there is none, and locks it. Returns "", or why not.
   std::string Take(const std::string& file);
-  // "" while the path leads to the file that is locked, and it has content if it ever had.
-  std::string Check() const;
+  // "" while the path leads to the file that is locked, and that has become no smaller.
+  std::string Check();
 
  private:
   int fd_ = -1;
   std::string file_;
+  int64_t size_ = 0;  // bytes at the last check
 };
 
 // Bytes on the disk that are given up when it is full, so that deleting still works.
@@ -37,7 +39,8 @@ class Reserve {
 };
 
 // The file as SQLite opens it to read. One that nobody has open, in a directory where no log can be
-// made beside it, is opened as one that does not change.
-std::string ReadingUri(const std::string& file);
+// made beside it (the directory is read-only, or the disk is full), is opened as one that does not
+// change.
+std::string ReadingUri(const std::string& file, bool isFull);
 
 }  // namespace hqosd
