@@ -8,6 +8,12 @@
 
 namespace hqosd {
 
+namespace {
+
+constexpr char kNotStored[] = "nothing is changed, the store fails: {}";
+
+}  // namespace
+
 bool Transactor::AttachStore(std::unique_ptr<Store> store) {
   store_ = std::move(store);
   const std::string why = Reload();
@@ -49,6 +55,11 @@ Response Transactor::Respond(const Bytes& request) {
       return RefuseRequest(request, {HQOSD_NOT_STORED, fmt::format("the store fails: {}", why)});
     }
   }
+  // Known before the model changes, it need not be read back.
+  const std::string why = store_ != nullptr && IsCommand(request) ? store_->WhyLocked() : "";
+  if (!why.empty()) {
+    return RefuseRequest(request, {HQOSD_NOT_STORED, fmt::format(kNotStored, why)});
+  }
   return hqosd::Respond(model_, request.data(), request.size());
 }
 
@@ -72,9 +83,8 @@ void Transactor::Commit(std::vector<Exchange>& exchanges) {
   if (!unread.empty()) Log("cannot read the store: %s", unread.c_str());
   for (Exchange& exchange : exchanges) {
     if (exchange.response.isAcceptedChange) {
-      exchange.response = RefuseRequest(
-          exchange.request,
-          {HQOSD_NOT_STORED, fmt::format("nothing is changed, the store fails: {}", why)});
+      exchange.response =
+          RefuseRequest(exchange.request, {HQOSD_NOT_STORED, fmt::format(kNotStored, why)});
     } else if (!exchange.response.isCommand) {
       exchange.response = Respond(exchange.request);
     }

@@ -17,6 +17,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr int kBusyTime = 250;  // ms for a lock that somebody else holds by accident
+constexpr char kLocked[] = "another process has locked it";
 constexpr char kNoRoom[] = "its disk is full";
 
 // Commits are on disk when they return: synchronous=FULL syncs the log at each.
@@ -53,6 +54,14 @@ class SqliteStore final : public Store {
 
   std::string Write(const std::vector<Change>& changes) override {
     return Transact(changes, [this](const std::vector<Change>& all) { return Make(all); });
+  }
+
+  std::string WhyLocked() override {
+    sqlite3_busy_timeout(db_.get(), wasLocked_ ? 0 : kBusyTime);
+    const bool isFree = Execute("BEGIN IMMEDIATE");
+    wasLocked_ = !isFree && sqlite3_errcode(db_.get()) == SQLITE_BUSY;
+    if (isFree) Execute("ROLLBACK");
+    return wasLocked_ ? kLocked : "";
   }
 
   std::string Restored(const std::vector<std::string>& keys) override {
@@ -159,7 +168,8 @@ class SqliteStore final : public Store {
   std::string file_;
   Reserve reserve_;
   StoreLock lock_;
-  Database db_;          // closed before the lock is given up
+  Database db_;  // closed before the lock is given up
+  bool wasLocked_ = false;
   bool hasRoom_ = true;  // false: opened on a full disk, to read
 };
 
@@ -244,7 +254,7 @@ std::string SqliteStore::OpenToRead() {
 template <class What, class Carry>
 std::string SqliteStore::TransactOnce(const std::vector<What>& what, const Carry& make) {
   if (!Execute("BEGIN IMMEDIATE")) {
-    return sqlite3_errcode(db_.get()) == SQLITE_BUSY ? "another process has locked it" : Why();
+    return sqlite3_errcode(db_.get()) == SQLITE_BUSY ? kLocked : Why();
   }
   if (make(what) && Execute("COMMIT")) return "";
   std::string why = IsOutOfRoom(db_.get()) ? kNoRoom : Why();

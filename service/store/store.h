@@ -40,6 +40,9 @@ class Store {
                            std::vector<QuarantinedRecord>* quarantine = nullptr) = 0;
   // Makes the changes, all or none. They are on disk when it returns "".
   virtual std::string Write(const std::vector<Change>& changes) = 0;
+  // Why nothing can be written when another process has locked it, else "". Waits a moment, but not
+  // again while the lock is held.
+  virtual std::string WhyLocked() = 0;
   // The quarantined values of the keys have been put back.
   virtual std::string Restored(const std::vector<std::string>& keys) = 0;
 };
