@@ -102,7 +102,9 @@ int main(int argc, char** argv) {
   try {
     result = Run(argc, argv, output);
   } catch (const Failure& failure) {
-    std::cerr << "hqosctl: " << hqosctl::ShownLines(failure.what()) << '\n';
+    if (failure.code() != hqosctl::kDiffers) {
+      std::cerr << "hqosctl: " << hqosctl::ShownLines(failure.what()) << '\n';
+    }
     result = failure.code();
   } catch (const std::bad_alloc&) {
     std::cerr << "hqosctl: out of memory\n";

@@ -21,8 +21,38 @@ typedef enum HQOSD_Status {
   HQOSD_NOT_STORED = 0x4002000F,   // the store cannot be written; nothing has changed
   HQOSD_TOO_MANY = 0x40020010,     // more descendants than an SP or FG can have
   HQOSD_NOT_ALLOWED = 0x40020011,  // the caller may query, not configure
-  HQOSD_NO_MEMORY = 0x40020012     // the service is short of memory; nothing has changed
+  HQOSD_NO_MEMORY = 0x40020012,    // the service is short of memory; nothing has changed
+  HQOSD_STALE = 0x40020013,        // the state has another revision than the one expected
+  HQOSD_UNCONFIRMED = 0x40020014   // a transaction waits for its confirmation
 } HQOSD_Status;
+
+// The service's own requests, about its state as a whole: operation class and types. Their layouts
+// are in docs/service.md.
+enum { HQOSD_OP_STATE = 0x40 };
+typedef enum HQOSD_StateType {
+  HQOSD_STATE_TRANSACT = 1,  // change the state as a file of commands says
+  HQOSD_STATE_EXPORT = 2     // reply with such a file
+} HQOSD_StateType;
+
+typedef enum HQOSD_Mode {  // what a transaction does
+  HQOSD_MODE_CHANGE = 0,   // carries the commands out
+  HQOSD_MODE_REPLACE = 1,  // the commands build the whole state
+  HQOSD_MODE_RESTORE = 2,  // the same, for a state that was exported: FCs get their identifiers
+                           // again, and an interface may be absent
+  HQOSD_MODE_CONFIRM = 3,  // no commands: keep what waits for a confirmation
+  HQOSD_MODE_REVERT = 4    // no commands: revert it at once
+} HQOSD_Mode;
+
+typedef enum HQOSD_Export {  // what is exported
+  HQOSD_EXPORT_RUNNING = 0,  // the present state
+  HQOSD_EXPORT_KEPT = 1,     // the state of the history with a revision
+  HQOSD_EXPORT_HISTORY = 2   // which states the history has
+} HQOSD_Export;
+
+typedef enum HQOSD_StateTlv {  // TLVs of replies
+  HQOSD_TLV_REVISION = 1,      // revision of the state, 8 bytes
+  HQOSD_TLV_REFUSAL = 2        // position of a command from 0, code (4 bytes each), text with NUL
+} HQOSD_StateTlv;
 
 typedef enum HQOSD_Debug {     // bits of the selector of HQOS_lib_SetDebug
   HQOSD_DEBUG_REQUESTS = 0x1,  // log every request with its verdict

@@ -187,6 +187,23 @@ struct Model {
     dirtyRuns.clear();
   }
 
+  bool IsDirty() {
+    return !sps.Dirty().empty() || !fgs.Dirty().empty() || !fcs.Dirty().empty() ||
+           !fps.Dirty().empty() || !dps.Dirty().empty() || !dirtyNestings.empty() ||
+           !dirtyApplications.empty() || !dirtyRuns.empty();
+  }
+
+  // A copy without counters.
+  Model Copy() const {
+    Model copy;
+    std::tie(copy.sps, copy.fgs, copy.fcs, copy.fps, copy.dps) = std::tie(sps, fgs, fcs, fps, dps);
+    copy.applications = applications;
+    copy.debug = debug;
+    copy.fcIdHint = fcIdHint;
+    copy.interfaces = interfaces;
+    return copy;
+  }
+
   uint32_t debug = 0;                    // bits of HQOSD_Debug
   uint16_t fcIdHint = HQOS_ID_NONE - 1;  // no identifier above it is free for an FC
 

@@ -7,20 +7,6 @@ namespace hqosd {
 
 namespace {
 
-// Finds the request's head and its one TLV.
-void Parse(const uint8_t* request, size_t length, HQOS_MsgHead& head, hqos::Tlv& tlv) {
-  if (length > HQOS_MSG_MAX) Refuse(HQOSD_MALFORMED, "the request is too long");
-  const auto size = static_cast<uint16_t>(length);
-  if (!Decode(hqos::kMsgHead, request, size, head) || head.headLen < HQOS_MSGHEAD_LEN ||
-      head.headLen > size || head.format != 1) {
-    Refuse(HQOSD_MALFORMED, "the request's head cannot be read");
-  }
-  hqos::TlvWalk walk = hqos::WalkMessage(request, size);
-  if (!walk.Next(tlv) || tlv.value + tlv.length != request + length) {
-    Refuse(HQOSD_MALFORMED, "the request is not made of one TLV");
-  }
-}
-
 const Request& FindRequest(uint8_t opClass, uint16_t type) {
   for (const auto* rows : {&kObjectRequests, &kFPRequests, &kDPRequests, &kNestRequests,
                            &kApplyRequests, &kSonRequests}) {
@@ -45,15 +31,6 @@ Bytes NewReply(uint8_t opClass) {
   return reply;
 }
 
-Bytes StatusReply(uint8_t opClass, uint32_t code, const std::string& text) {
-  Bytes reply = NewReply(opClass);
-  Bytes value = Encoded(hqos::kResultCode, HQOS_Result{code, {}});
-  value.insert(value.end(), text.begin(), text.end());
-  value.push_back(0);
-  AppendTlv(reply, HQOS_TLV_RESULT, value.data(), value.size());
-  return reply;
-}
-
 // Carries the request out and logs its verdict if wanted.
 Response Handle(Model& model, const Request& request, const Payload& payload) {
   const bool isLogged = (model.debug & HQOSD_DEBUG_REQUESTS) != 0;
@@ -75,6 +52,38 @@ Response Handle(Model& model, const Request& request, const Payload& payload) {
 }
 
 }  // namespace
+
+void Parse(const uint8_t* request, size_t length, HQOS_MsgHead& head, hqos::Tlv& tlv) {
+  if (length > HQOS_MSG_MAX) Refuse(HQOSD_MALFORMED, "the request is too long");
+  const auto size = static_cast<uint16_t>(length);
+  if (!Decode(hqos::kMsgHead, request, size, head) || head.headLen < HQOS_MSGHEAD_LEN ||
+      head.headLen > size || head.format != 1) {
+    Refuse(HQOSD_MALFORMED, "the request's head cannot be read");
+  }
+  hqos::TlvWalk walk = hqos::WalkMessage(request, size);
+  if (!walk.Next(tlv) || tlv.value + tlv.length != request + length) {
+    Refuse(HQOSD_MALFORMED, "the request is not made of one TLV");
+  }
+}
+
+Bytes StatusReply(uint8_t opClass, uint32_t code, const std::string& text) {
+  Bytes reply = NewReply(opClass);
+  Bytes value = Encoded(hqos::kResultCode, HQOS_Result{code, {}});
+  value.insert(value.end(), text.begin(), text.end());
+  value.push_back(0);
+  AppendTlv(reply, HQOS_TLV_RESULT, value.data(), value.size());
+  return reply;
+}
+
+void CarryOut(Model& model, std::span<const uint8_t> message, const hqos::Tlv& tlv) {
+  HQOS_MsgHead head{};
+  Decode(hqos::kMsgHead, message.data(), message.size(), head);
+  const bool isDebug = tlv.type == HQOS_CMD_SET_DEBUG || tlv.type == HQOS_CMD_RESET_DEBUG;
+  if (head.format != 1 || head.opClass != HQOS_OP_CONFIG || isDebug) {
+    Refuse(HQOSD_MALFORMED, "a transaction has commands that configure");
+  }
+  FindRequest(head.opClass, tlv.type).handle(model, {tlv.value, tlv.length});
+}
 
 Response Respond(Model& model, const uint8_t* request, size_t length) {
   const bool logBytes = (model.debug & HQOSD_DEBUG_BYTES) != 0;

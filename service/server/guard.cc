@@ -1,5 +1,7 @@
 #include "service/server/guard.h"
 
+#include <pwd.h>
+
 #include <cstdlib>
 #include <new>
 
@@ -8,9 +10,21 @@
 
 namespace hqosd {
 
-Response RespondGuarded(Transactor& transactor, const Bytes& request, bool mayConfigure) {
+namespace {
+
+bool IsState(const Bytes& request) { return request.size() > 3 && request[3] == HQOSD_OP_STATE; }
+
+std::string NameOf(uid_t user) {
+  const passwd* const entry = getpwuid(user);
+  return entry != nullptr ? entry->pw_name : std::to_string(user);
+}
+
+}  // namespace
+
+Response RespondGuarded(Transactor& transactor, const Bytes& request, const Bytes& file,
+                        const Sender& sender, Bytes& out) {
   const bool isCommand = IsCommand(request);
-  if (isCommand && !mayConfigure) {
+  if (isCommand && !sender.mayConfigure) {
     return RefuseRequest(request,
                          {HQOSD_NOT_ALLOWED,
                           "only root, the service's user and members of group hqos may configure"});
@@ -18,6 +32,9 @@ Response RespondGuarded(Transactor& transactor, const Bytes& request, bool mayCo
   constexpr char kShort[] = "nothing is changed, the service is short of memory";
   if (!KeepReserve() && isCommand) return RefuseRequest(request, {HQOSD_NO_MEMORY, kShort});
   try {
+    if (IsState(request)) {
+      return transactor.RespondState(request, file, NameOf(sender.user), sender.mayConfigure, out);
+    }
     return transactor.Respond(request);
   } catch (const std::bad_alloc&) {
     if (isCommand) {

@@ -13,6 +13,7 @@
 #include "hqos.h"
 #include "service/model/log.h"
 #include "service/server/guard.h"
+#include "service/server/message.h"
 
 namespace hqosd {
 
@@ -44,6 +45,8 @@ Server::Server(int listener, Transactor& transactor, Access access)
   acceptAgain_ = NewEvent(-1, 0, listenAgain, this);
   terminate_ = NewEvent(SIGTERM, EV_SIGNAL | EV_PERSIST, stop, this);
   interrupt_ = NewEvent(SIGINT, EV_SIGNAL | EV_PERSIST, stop, this);
+  deadline_ = NewEvent(
+      -1, 0, [](evutil_socket_t, short, void*) {}, this);  // ends a turn
 }
 
 Server::~Server() {
@@ -59,10 +62,22 @@ bool Server::Run() {
     if (*e == nullptr || event_add(e->get(), nullptr) != 0) return false;
   }
   while (!stop_) {
+    WatchDeadline();
     if (event_base_loop(base_.get(), EVLOOP_ONCE) != 0) return false;
     Finish();
   }
   return true;
+}
+
+// Reverts a transaction that was not confirmed in time; before that, wakes the loop then.
+void Server::WatchDeadline() {
+  transactor_.RevertIfDue();
+  constexpr timeval kPause{1, 0};
+  if (!transactor_.Deadline()) {
+    event_del(deadline_.get());
+  } else if (event_pending(deadline_.get(), EV_TIMEOUT, nullptr) == 0) {
+    event_add(deadline_.get(), &kPause);
+  }
 }
 
 // Commits what came together in one turn of the loop, then replies.
@@ -78,8 +93,7 @@ void Server::Finish() {
     const auto client = clients_.find(exchange.client);
     if (client == clients_.end() || client->second.order != exchange.order) continue;
     const Bytes& reply = exchange.response.reply;
-    const bool isSent = !reply.empty() && send(client->second.fd, reply.data(), reply.size(),
-                                               MSG_DONTWAIT | MSG_NOSIGNAL) >= 0;
+    const bool isSent = !reply.empty() && SendReply(client->second.fd, reply, exchange.file);
     if (!isSent) Drop(client->second);
   }
   exchanges_.clear();
@@ -154,14 +168,14 @@ void Server::Serve(Client& client, short what) {
 // Takes the client's request and has it answered. False when it has closed, let its time run out,
 // or sent a second one.
 bool Server::Take(Client& client, short what) {
-  uint8_t request[HQOS_MSG_MAX + 1];
-  const ssize_t length =
-      (what & EV_READ) != 0 ? recv(client.fd, request, sizeof request, MSG_DONTWAIT) : 0;
+  Bytes bytes, file;
+  const ssize_t length = (what & EV_READ) != 0 ? ReceiveRequest(client.fd, bytes, file) : 0;
   if (length < 0 && (errno == EAGAIN || errno == EINTR)) return true;
   if (length <= 0 || client.answered) return false;
-  Bytes bytes(request, request + length);
-  Response response = RespondGuarded(transactor_, bytes, access_.MayConfigure(client.fd));
-  exchanges_.push_back({std::move(bytes), std::move(response), client.fd, client.order});
+  Exchange exchange{std::move(bytes), {}, {}, client.fd, client.order};
+  const Sender sender{client.user, access_.MayConfigure(client.fd)};
+  exchange.response = RespondGuarded(transactor_, exchange.request, file, sender, exchange.file);
+  exchanges_.push_back(std::move(exchange));
   client.answered = true;
   return true;
 }

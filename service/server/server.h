@@ -45,6 +45,7 @@ class Server {
   bool Take(Client& client, short what);
   void Drop(Client& client);
   void Finish();
+  void WatchDeadline();
   void DropOne();
   void MakeRoom(int reason);
   EventPtr NewEvent(int fd, short what, event_callback_fn callback, void* argument);
@@ -53,7 +54,7 @@ class Server {
   int listener_;
   Transactor& transactor_;
   Access access_;
-  EventPtr accept_, acceptAgain_, terminate_, interrupt_;
+  EventPtr accept_, acceptAgain_, terminate_, interrupt_, deadline_;
   std::unordered_map<int, Client> clients_;
   std::vector<Exchange> exchanges_;  // carried out, not answered yet
   bool stop_ = false;

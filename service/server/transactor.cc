@@ -1,6 +1,7 @@
 #include "service/server/transactor.h"
 
 #include <new>
+#include <utility>
 
 #include "service/model/log.h"
 #include "service/store/load.h"
@@ -18,7 +19,11 @@ bool Transactor::AttachStore(std::unique_ptr<Store> store) {
   store_ = std::move(store);
   const std::string why = Reload();
   if (!why.empty()) Log("cannot use the store: %s", why.c_str());
-  return why.empty();
+  if (!why.empty() || !history_.pending) return why.empty();
+  Log("a transaction was not confirmed before this start");
+  history_.pending->time = 0;
+  RevertIfDue();
+  return true;
 }
 
 // Replaces the model by what the store holds, and repairs the store.
@@ -42,6 +47,7 @@ std::string Transactor::Reload() try {
   }
   fresh.counters = std::move(model_.counters);
   model_ = std::move(fresh);
+  history_.Load(records);
   needsReload_ = false;
   return "";
 } catch (const std::bad_alloc&) {
@@ -55,6 +61,9 @@ Response Transactor::Respond(const Bytes& request) {
       return RefuseRequest(request, {HQOSD_NOT_STORED, fmt::format("the store fails: {}", why)});
     }
   }
+  if (history_.pending && IsCommand(request)) {
+    return RefuseRequest(request, {HQOSD_UNCONFIRMED, UnconfirmedText(*history_.pending)});
+  }
   // Known before the model changes, it need not be read back.
   const std::string why = store_ != nullptr && IsCommand(request) ? store_->WhyLocked() : "";
   if (!why.empty()) {
@@ -67,6 +76,8 @@ std::string Transactor::Save() try {
   std::vector<Change> changes = TakeChanges(model_);
   if (changes.empty()) return "";
   changes.insert(changes.begin(), repairs_.begin(), repairs_.end());
+  ++history_.revision;
+  for (Change& row : history_.Rows()) changes.push_back(std::move(row));
   std::string why = store_->Write(changes);
   if (why.empty()) repairs_.clear();
   return why;
@@ -75,8 +86,11 @@ std::string Transactor::Save() try {
 }
 
 void Transactor::Commit(std::vector<Exchange>& exchanges) {
-  if (store_ == nullptr) return model_.ClearDirty();
-  const std::string why = Save();
+  if (store_ == nullptr) {
+    if (model_.IsDirty()) ++history_.revision;
+    return model_.ClearDirty();
+  }
+  const std::string why = failure_.empty() ? Save() : std::exchange(failure_, "");
   if (why.empty()) return;
   Log("cannot write to the store: %s", why.c_str());
   const std::string unread = Reload();

@@ -4,6 +4,8 @@
 #include <memory>
 
 #include "service/requests/dispatch.h"
+#include "service/requests/state.h"
+#include "service/server/history.h"
 #include "service/store/store.h"
 
 namespace hqosd {
@@ -12,6 +14,7 @@ namespace hqosd {
 struct Exchange {
   Bytes request;
   Response response;
+  Bytes file;          // sent with the reply; empty: none
   int client = -1;     // its descriptor
   uint64_t order = 0;  // and the number of its connection
 };
@@ -32,11 +35,31 @@ class Transactor {
   // replaced.
   void Commit(std::vector<Exchange>& exchanges);
 
+  // Carries out a request about the state as a whole, which came with `file`; a transaction is
+  // stored when this returns. The file of an export goes to `out`.
+  Response RespondState(const Bytes& request, const Bytes& file, const std::string& user,
+                        bool mayConfigure, Bytes& out);
+
+  // When the transaction that waits for its confirmation is to be reverted, in seconds since 1970.
+  std::optional<uint64_t> Deadline() const;
+
+  // Reverts it if that time has come.
+  void RevertIfDue();
+
  private:
   std::string Reload();
   std::string Save();
+  void Flush();
+  Bytes Export(const hqos::Tlv& request, Bytes& out);
+  Bytes Transact(const Bytes& file, const std::string& user, bool mayConfigure);
+  Bytes RunFile(const StateFile& file, const std::string& user);
+  void Install(Model fresh, const StateFile& file, const std::string& user);
+  void Confirm();
+  void Revert(const std::string& user);
 
   Model model_;
+  History history_;
+  std::string failure_;           // of the store in the middle of a turn: for Commit
   std::unique_ptr<Store> store_;  // null: nothing is stored
   std::vector<Change> repairs_;   // of the store, not written yet
   bool needsReload_ = false;      // the model is not what the store holds

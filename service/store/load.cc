@@ -24,6 +24,11 @@ constexpr char kDoesNotDecode[] = "the record does not decode";
 constexpr char kWrongSum[] = "its checksum is wrong";
 constexpr char kOtherName[] = "the record has another name than its key";
 
+// Records that the server reads itself.
+bool IsOfWholeState(const std::string& key) {
+  return key == kKeyRevision || key == kKeyPending || key.starts_with(kKeyHistory);
+}
+
 class Loader {
  public:
   Loader(const std::vector<StoredRecord>& records, Model& model)
@@ -186,6 +191,7 @@ class Loader {
       if (change.value) rows[change.key] = std::move(*change.value);
     }
     for (const StoredRecord& record : records_) {
+      if (record.isSound && IsOfWholeState(record.key)) continue;
       const auto row = rows.find(record.key);
       const bool wanted = row != rows.end();
       if (wanted && record.isSound && row->second == record.value) {

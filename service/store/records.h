@@ -22,6 +22,10 @@ constexpr char kKeyFGNest[] = "FG-nest-";
 constexpr char kKeyIfCfg[] = "IFCFG-";
 constexpr char kKeyIfRun[] = "IFRUN-";
 constexpr char kKeyApply[] = "APPLY-";
+// Of the state as a whole, not of the model: see server/history.h.
+constexpr char kKeyRevision[] = "REVISION";
+constexpr char kKeyPending[] = "PENDING";
+constexpr char kKeyHistory[] = "HISTORY-";
 
 // The file of the default store: hqosd.db in $HQOS_STATE_DIR if set, else for root in
 // /var/lib/hqos, for others in $XDG_STATE_HOME/hqos or $HOME/.local/state/hqos. "" when there is no

@@ -158,4 +158,58 @@ std::vector<Change> TakeChanges(Model& model) {
   return changes;
 }
 
+namespace {
+
+template <class Table>
+void MarkAll(Table& table) {
+  for (const auto& [id, object] : table.All()) table.MarkDirty(object.name);
+}
+
+template <class Table>
+void MarkNestings(Model& model, const Table& parents) {
+  for (const auto& [id, parent] : parents.All()) {
+    for (const auto& [childId, nesting] : parent.value.children) {
+      const Child child = ChildOf(model, childId);
+      model.dirtyNestings.insert({Table::kKind, parent.name, child.kind, *child.name});
+    }
+  }
+}
+
+// All records of the model, by their keys.
+std::vector<Change> AllRows(Model& model) {
+  model.ClearDirty();
+  MarkAll(model.sps);
+  MarkAll(model.fgs);
+  MarkAll(model.fcs);
+  MarkAll(model.fps);
+  MarkAll(model.dps);
+  MarkNestings(model, model.sps);
+  MarkNestings(model, model.fgs);
+  for (const auto& [key, application] : model.applications) {
+    model.dirtyApplications.insert(key);
+    model.dirtyRuns.emplace(key, application.ifIndex);
+  }
+  std::vector<Change> rows = TakeChanges(model);
+  std::sort(rows.begin(), rows.end(),
+            [](const Change& a, const Change& b) { return a.key < b.key; });
+  return rows;
+}
+
+}  // namespace
+
+std::vector<Change> Differences(Model& from, Model& to) {
+  std::vector<Change> before = AllRows(from), after = AllRows(to), changes;
+  auto old = before.begin();
+  for (Change& row : after) {
+    for (; old != before.end() && old->key < row.key; ++old) {
+      changes.push_back({old->key, std::nullopt, {}});
+    }
+    const bool isOld = old != before.end() && old->key == row.key;
+    if (!isOld || old->value != row.value) changes.push_back(std::move(row));
+    if (isOld) ++old;
+  }
+  for (; old != before.end(); ++old) changes.push_back({old->key, std::nullopt, {}});
+  return changes;
+}
+
 }  // namespace hqosd

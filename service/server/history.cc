@@ -1,0 +1,107 @@
+#include "service/server/history.h"
+
+#include <zlib.h>
+
+#include "service/store/records.h"
+
+namespace hqosd {
+
+namespace {
+
+constexpr size_t kMaxStates = 50;
+constexpr size_t kMaxBytes = 16 << 20;  // of all states, compressed
+constexpr int kLevel = 1;               // the fastest
+
+// The layouts of the records: a state's is followed by its compressed export.
+struct Length {
+  uint64_t value;
+};
+constexpr auto kLength = hqos::Table<8>(hqos::Field{0, 8, hqos::kBigEndian, &Length::value});
+constexpr auto kPending =
+    hqos::Table<16>(hqos::Field{0, 8, hqos::kBigEndian, &History::Pending::time},
+                    hqos::Field{8, 8, hqos::kBigEndian, &History::Pending::revision});
+
+std::string KeyOf(uint64_t revision) { return fmt::format("{}{:020}", kKeyHistory, revision); }
+
+Bytes Compressed(const Bytes& bytes) {
+  uLongf size = compressBound(bytes.size());
+  Bytes compressed(size);
+  if (compress2(compressed.data(), &size, bytes.data(), bytes.size(), kLevel) != Z_OK) return {};
+  compressed.resize(size);
+  compressed.shrink_to_fit();
+  return compressed;
+}
+
+}  // namespace
+
+void History::Load(const std::vector<StoredRecord>& records) {
+  *this = {};
+  for (const StoredRecord& record : records) {
+    if (!record.isSound) continue;
+    const uint8_t* const value = record.value.data();
+    const size_t size = record.value.size();
+    hqos::Revision stored{};
+    Pending waiting{};
+    Kept kept{};
+    Length length{};
+    if (record.key == kKeyRevision && Decode(hqos::kRevision, value, size, stored)) {
+      revision = stored.value;
+    } else if (record.key == kKeyPending && Decode(kPending, value, size, waiting)) {
+      pending = waiting;
+    } else if (record.key.starts_with(kKeyHistory) &&
+               Decode(hqos::kKeptState, value, size, kept.what) &&
+               Decode(kLength, value + hqos::kKeptState.size, size - hqos::kKeptState.size,
+                      length) &&
+               length.value <= hqos::kMaxStateFile) {
+      kept.length = length.value;
+      kept.file.assign(value + hqos::kKeptState.size + kLength.size, value + size);
+      kept_[kept.what.revision] = std::move(kept);
+    }
+  }
+}
+
+Bytes History::Export(uint64_t wanted) const {
+  const auto found = kept_.find(wanted);
+  if (found == kept_.end()) Refuse(HQOSD_NOT_FOUND, "the history has no revision {}", wanted);
+  Bytes file(found->second.length);
+  uLongf size = file.size();
+  const Bytes& from = found->second.file;
+  if (uncompress(file.data(), &size, from.data(), from.size()) != Z_OK || size != file.size()) {
+    Refuse(HQOSD_NOT_FOUND, "revision {} of the history cannot be read", wanted);
+  }
+  return file;
+}
+
+Bytes History::List() const {
+  Bytes list;
+  for (const auto& [number, kept] : kept_) {
+    const Bytes entry = Encoded(hqos::kKeptState, kept.what);
+    list.insert(list.end(), entry.begin(), entry.end());
+  }
+  return list;
+}
+
+void History::Keep(const Bytes& file, const hqos::KeptState& what, std::vector<Change>& changes) {
+  Kept& kept = kept_[what.revision] = {what, file.size(), Compressed(file)};
+  Bytes value = Encoded(hqos::kKeptState, what);
+  const Bytes length = Encoded(kLength, Length{file.size()});
+  value.insert(value.end(), length.begin(), length.end());
+  value.insert(value.end(), kept.file.begin(), kept.file.end());
+  changes.push_back({KeyOf(what.revision), std::move(value), {}});
+  size_t total = 0;
+  for (const auto& [number, state] : kept_) total += state.file.size();
+  while (kept_.size() > 1 && (kept_.size() > kMaxStates || total > kMaxBytes)) {
+    total -= kept_.begin()->second.file.size();
+    changes.push_back({KeyOf(kept_.begin()->first), std::nullopt, {}});
+    kept_.erase(kept_.begin());
+  }
+}
+
+std::vector<Change> History::Rows() const {
+  std::vector<Change> rows{{kKeyRevision, Encoded(hqos::kRevision, hqos::Revision{revision}), {}}};
+  rows.push_back({kKeyPending, std::nullopt, {}});
+  if (pending) rows.back().value = Encoded(kPending, *pending);
+  return rows;
+}
+
+}  // namespace hqosd

@@ -1,0 +1,104 @@
+// Whole hierarchies applied from files: random transitions, refusals, and a service that is killed.
+#include <gtest/gtest.h>
+#include <signal.h>
+
+#include <chrono>
+#include <fstream>
+#include <thread>
+
+#include "client/write_model.h"
+#include "tests/process.h"
+#include "tests/random_model.h"
+
+namespace {
+
+using process::Outcome;
+using process::Service;
+
+Outcome Config(std::vector<std::string> arguments) {
+  arguments.insert(arguments.begin(), {HQOSCTL, "config"});
+  return process::Run(arguments);
+}
+
+std::string Export() { return Config({"show"}).out; }
+
+std::string WriteFile(const Service& service, const client::Model& model) {
+  const std::string file = service.dir() + "/model";
+  std::ofstream out(file);
+  client::WriteToml(model, 0, out);
+  return file;
+}
+
+// No transition is refused, nothing is left to do, and what is exported changes nothing.
+TEST(Config, GoesFromAnyHierarchyToAnyOther) {
+  Service service({"--store", "@/store"});
+  std::mt19937 random(5);
+  for (int round = 0; round < 60 && !HasFailure(); ++round) {
+    const std::string file = WriteFile(service, RandomModel(random).Draw());
+    const Outcome applied = Config({"apply", file});
+    ASSERT_EQ(applied.status, 0) << applied.err;
+    const Outcome diff = Config({"diff", file});
+    EXPECT_EQ(diff.status, 0) << diff.out;
+    EXPECT_EQ(Config({"apply", file}).out.find("nothing to do"), 0u);
+    const std::string exported = Export();
+    std::ofstream(file) << exported;
+    EXPECT_EQ(Config({"apply", file}).out.find("nothing to do"), 0u);
+    if (round % 10 != 0) continue;
+    service.Signal(SIGTERM);
+    EXPECT_EQ(service.Wait(), 0);
+    service.Start();
+    EXPECT_EQ(Export(), exported);
+  }
+  EXPECT_EQ(service.Log().find("quarantined"), std::string::npos) << service.Log();
+}
+
+TEST(Config, RefusedChangesNothing) {
+  Service service;
+  std::mt19937 random(6);
+  const client::Model model = RandomModel(random).Draw();
+  ASSERT_EQ(Config({"apply", WriteFile(service, model)}).status, 0);
+  const std::string before = Export();
+  client::Model wrong = RandomModel(random).Draw();
+  wrong.sp["extra"];
+  wrong.apply[{HQOS_APPOBJ_IFINDEX, "missing", 0, HQOS_DIR_INBOUND}] = {"extra"};
+  const Outcome refused = Config({"apply", WriteFile(service, wrong)});
+  EXPECT_EQ(refused.status, 1);
+  EXPECT_EQ(refused.err, "hqosctl: interface missing does not exist\n");
+  EXPECT_EQ(Export(), before);
+}
+
+// Whenever the service is killed, it has the one state or the other, and what was acknowledged.
+TEST(Config, IsWholeAfterAKill) {
+  Service service({"--store", "@/store"});
+  std::mt19937 random(7);
+  std::string states[2];
+  std::vector<std::string> files;
+  for (int i = 0; i < 2; ++i) {
+    client::Model model;
+    for (int fp = 0; fp < 2000; ++fp) model.fp["fp" + std::to_string(fp)].bandwidth = i;
+    files.push_back(WriteFile(service, model) + std::to_string(i));
+    std::rename((service.dir() + "/model").c_str(), files.back().c_str());
+    ASSERT_EQ(Config({"apply", files.back()}).status, 0);
+    states[i] = Config({"show", "--json"}).out;
+  }
+  const auto withoutRevision = [](const std::string& text) {
+    return text.substr(text.find("\"sp\""));
+  };
+  size_t known = 1;
+  for (int round = 0; round < 12 && !HasFailure(); ++round) {
+    const size_t next = 1 - known;
+    Outcome applied;
+    std::thread thread([&] { applied = Config({"apply", files[next]}); });
+    std::this_thread::sleep_for(std::chrono::microseconds(random() % 120'000));
+    service.Signal(SIGKILL);
+    thread.join();
+    EXPECT_EQ(service.Wait(), 128 + SIGKILL);
+    service.Start();
+    const std::string now = withoutRevision(Config({"show", "--json"}).out);
+    const bool isNew = now == withoutRevision(states[next]);
+    EXPECT_TRUE(isNew || (applied.status != 0 && now == withoutRevision(states[known])));
+    if (isNew) known = next;
+  }
+}
+
+}  // namespace
