@@ -138,7 +138,7 @@ TEST(Crash, CheckTellsWhatIsThere) {
   const std::string store = service.dir() + "/store";
   const process::Outcome check = process::Run({HQOSD, "--check", "--store", store});
   EXPECT_EQ(check.status, 0);
-  EXPECT_EQ(check.out, "2 records: 1 SPs, 0 FGs, 0 FCs, 0 FPs, 0 DPs, 0 applications\n");
+  EXPECT_EQ(check.out, "3 records: 1 SPs, 0 FGs, 0 FCs, 0 FPs, 0 DPs, 0 applications\n");
   EXPECT_EQ(process::Run({HQOSD, "--check", "--store", store + "-none"}).status, 1);
   const process::Outcome dump = process::Run({HQOSCTL, "db", "dump", store});
   EXPECT_EQ(dump.out,

@@ -172,7 +172,7 @@ bool Server::Take(Client& client, short what) {
   const ssize_t length = (what & EV_READ) != 0 ? ReceiveRequest(client.fd, bytes, file) : 0;
   if (length < 0 && (errno == EAGAIN || errno == EINTR)) return true;
   if (length <= 0 || client.answered) return false;
-  Exchange exchange{std::move(bytes), {}, {}, client.fd, client.order};
+  Exchange exchange{std::move(bytes), {}, client.fd, client.order};
   const Sender sender{client.user, access_.MayConfigure(client.fd)};
   exchange.response = RespondGuarded(transactor_, exchange.request, file, sender, exchange.file);
   exchanges_.push_back(std::move(exchange));

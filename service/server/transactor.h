@@ -14,9 +14,9 @@ namespace hqosd {
 struct Exchange {
   Bytes request;
   Response response;
-  Bytes file;          // sent with the reply; empty: none
   int client = -1;     // its descriptor
   uint64_t order = 0;  // and the number of its connection
+  Bytes file = {};     // sent with the reply; empty: none
 };
 
 class Transactor {

@@ -1,6 +1,7 @@
 #include "service/store/rows.h"
 
 #include "msg/records.h"
+#include "service/model/hierarchy.h"
 #include "service/model/tlvs.h"
 #include "service/store/records.h"
 #include "service/store/run_rows.h"
@@ -178,6 +179,7 @@ void MarkNestings(Model& model, const Table& parents) {
 // All records of the model, by their keys.
 std::vector<Change> AllRows(Model& model) {
   model.ClearDirty();
+  model.storedRuns.clear();  // filled again by those that are taken
   MarkAll(model.sps);
   MarkAll(model.fgs);
   MarkAll(model.fcs);
