@@ -143,6 +143,7 @@ TEST(Crash, CheckTellsWhatIsThere) {
   const process::Outcome dump = process::Run({HQOSCTL, "db", "dump", store});
   EXPECT_EQ(dump.out,
             "KEY          RECORD\n"
+            "REVISION     {\"revision\":1}\n"
             "SP-cfg-gold  {\"name\":\"gold\",\"id\":1,\"unit\":0}\n"
             "VERSION      {\"version\":\"2\"}\n");
   EXPECT_NE(process::Run({HQOSD, "--store", "/proc/none/store"}).err.find("cannot open the store"),

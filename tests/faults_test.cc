@@ -75,9 +75,9 @@ size_t DescriptorsOf(const std::string& process) {
 }
 
 // A step of a round trip on the service's side; "" in `fault` is the caller's future.
-constexpr const char* kSteps[] = {"accept4 after",    "recv before",     "recv after",
-                                  "fdatasync before", "fdatasync after", "send before",
-                                  "send after"};
+constexpr const char* kSteps[] = {"accept4 after",    "recvmsg before",  "recvmsg after",
+                                  "fdatasync before", "fdatasync after", "sendmsg before",
+                                  "sendmsg after"};
 
 TEST(Faults, KilledAtAnyStepTheServiceLosesNothing) {
   const size_t before = DescriptorsOf("self");
@@ -89,10 +89,10 @@ TEST(Faults, KilledAtAnyStepTheServiceLosesNothing) {
     const uint32_t verdict = AddFP(name);
     EXPECT_TRUE(injection.HasHappened()) << step;
     EXPECT_EQ(service.Wait(), 128 + SIGKILL) << step;
-    EXPECT_TRUE(verdict == HQOS_ERR_FAILED || (verdict == 0 && step == "send after")) << step;
+    EXPECT_TRUE(verdict == HQOS_ERR_FAILED || (verdict == 0 && step == "sendmsg after")) << step;
     EXPECT_EQ(AddFP(name), uint32_t{HQOS_ERR_FAILED});  // nobody there: no waiting
     service.Start();
-    const bool isStored = step == "fdatasync after" || step.starts_with("send");
+    const bool isStored = step == "fdatasync after" || step.starts_with("sendmsg");
     EXPECT_TRUE(!isStored || HasFP(name)) << step;
     const uint32_t again = HasFP(name) ? uint32_t{HQOSD_EXISTS} : 0;
     EXPECT_EQ(AddFP(name), again) << step;
@@ -114,7 +114,7 @@ TEST(Faults, StoppedAtAnyStepTheServiceKeepsTheCallerWaiting) {
   for (const std::string step : kSteps) {
     injection.Set(step + " stop");
     auto call = std::async(std::launch::async, [&] { return AddFP("fp " + step); });
-    const bool isAnswered = step == "send after";
+    const bool isAnswered = step == "sendmsg after";
     for (int i = 0; i < 1000 && !IsStopped(service.pid()); ++i) std::this_thread::sleep_for(10ms);
     const auto state = call.wait_for(isAnswered ? 10s : 100ms);
     EXPECT_EQ(state == std::future_status::ready, isAnswered) << step;
@@ -149,12 +149,12 @@ TEST(Faults, FailedCallsCostOneAnswerAtMost) {
     int reason;
     bool isAnswered;
   } faults[] = {
-      {"accept4 before", EINTR, true},    {"accept4 before", ECONNABORTED, true},
-      {"accept4 before", EMFILE, true},   {"accept4 before", ENFILE, true},
-      {"accept4 before", ENOMEM, true},   {"recv before", EINTR, true},
-      {"recv before", ECONNRESET, false}, {"recv before", ENOMEM, false},
-      {"send before", EPIPE, false},      {"send before", ENOBUFS, false},
-      {"fdatasync before", EIO, true},    {"fdatasync before", ENOSPC, true},
+      {"accept4 before", EINTR, true},       {"accept4 before", ECONNABORTED, true},
+      {"accept4 before", EMFILE, true},      {"accept4 before", ENFILE, true},
+      {"accept4 before", ENOMEM, true},      {"recvmsg before", EINTR, true},
+      {"recvmsg before", ECONNRESET, false}, {"recvmsg before", ENOMEM, false},
+      {"sendmsg before", EPIPE, false},      {"sendmsg before", ENOBUFS, false},
+      {"fdatasync before", EIO, true},       {"fdatasync before", ENOSPC, true},
   };
   for (const auto& fault : faults) {
     const std::string step = fault.call + (" " + std::to_string(fault.reason));

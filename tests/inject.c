@@ -59,15 +59,15 @@ int accept4(int fd, struct sockaddr* address, socklen_t* length, int flags) {
   FAULTY(accept4, fd, address, length, flags);
 }
 // The end of an earlier connection is not what is meant.
-ssize_t recv(int fd, void* buf, size_t length, int flags) {
+ssize_t recvmsg(int fd, struct msghdr* message, int flags) {
   char byte;
   if (REAL(recv)(fd, &byte, 1, MSG_PEEK | MSG_DONTWAIT) <= 0) {
-    return REAL(recv)(fd, buf, length, flags);
+    return REAL(recvmsg)(fd, message, flags);
   }
-  FAULTY(recv, fd, buf, length, flags);
+  FAULTY(recvmsg, fd, message, flags);
 }
-ssize_t send(int fd, const void* buf, size_t length, int flags) {
-  FAULTY(send, fd, buf, length, flags);
+ssize_t sendmsg(int fd, const struct msghdr* message, int flags) {
+  FAULTY(sendmsg, fd, message, flags);
 }
 int fdatasync(int fd) { FAULTY(fdatasync, fd); }
 

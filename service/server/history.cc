@@ -17,10 +17,6 @@ struct Length {
   uint64_t value;
 };
 constexpr auto kLength = hqos::Table<8>(hqos::Field{0, 8, hqos::kBigEndian, &Length::value});
-constexpr auto kPending =
-    hqos::Table<16>(hqos::Field{0, 8, hqos::kBigEndian, &History::Pending::time},
-                    hqos::Field{8, 8, hqos::kBigEndian, &History::Pending::revision});
-
 std::string KeyOf(uint64_t revision) { return fmt::format("{}{:020}", kKeyHistory, revision); }
 
 Bytes Compressed(const Bytes& bytes) {
@@ -41,12 +37,12 @@ void History::Load(const std::vector<StoredRecord>& records) {
     const uint8_t* const value = record.value.data();
     const size_t size = record.value.size();
     hqos::Revision stored{};
-    Pending waiting{};
+    PendingState waiting{};
     Kept kept{};
     Length length{};
     if (record.key == kKeyRevision && Decode(hqos::kRevision, value, size, stored)) {
       revision = stored.value;
-    } else if (record.key == kKeyPending && Decode(kPending, value, size, waiting)) {
+    } else if (record.key == kKeyPending && Decode(kPendingState, value, size, waiting)) {
       pending = waiting;
     } else if (record.key.starts_with(kKeyHistory) &&
                Decode(hqos::kKeptState, value, size, kept.what) &&
@@ -100,7 +96,7 @@ void History::Keep(const Bytes& file, const hqos::KeptState& what, std::vector<C
 std::vector<Change> History::Rows() const {
   std::vector<Change> rows{{kKeyRevision, Encoded(hqos::kRevision, hqos::Revision{revision}), {}}};
   rows.push_back({kKeyPending, std::nullopt, {}});
-  if (pending) rows.back().value = Encoded(kPending, *pending);
+  if (pending) rows.back().value = Encoded(kPendingState, *pending);
   return rows;
 }
 

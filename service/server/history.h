@@ -6,6 +6,7 @@
 #include <optional>
 
 #include "msg/state_file.h"
+#include "service/store/records.h"
 #include "service/store/store.h"
 
 namespace hqosd {
@@ -18,14 +19,8 @@ class History {
     uint64_t length;  // of the export
     Bytes file;
   };
-  // Until `time` the transaction that has replaced the state `revision` can be confirmed.
-  struct Pending {
-    uint64_t time;  // seconds since 1970
-    uint64_t revision;
-  };
-
   uint64_t revision = 0;
-  std::optional<Pending> pending;
+  std::optional<PendingState> pending;
 
   // Reads what the store holds.
   void Load(const std::vector<StoredRecord>& records);
@@ -47,6 +42,6 @@ class History {
 };
 
 // Why changes are refused meanwhile.
-std::string UnconfirmedText(const History::Pending& pending);
+std::string UnconfirmedText(const PendingState& pending);
 
 }  // namespace hqosd

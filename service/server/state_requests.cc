@@ -31,7 +31,7 @@ void AppendRefusals(const std::vector<RefusedCommand>& refusals, Bytes& reply) {
 
 }  // namespace
 
-std::string UnconfirmedText(const History::Pending& pending) {
+std::string UnconfirmedText(const PendingState& pending) {
   const auto time = static_cast<time_t>(pending.time);
   tm parts{};
   gmtime_r(&time, &parts);
@@ -137,7 +137,8 @@ void Transactor::Install(Model fresh, const StateFile& file, const std::string& 
   std::copy(std::begin(file.head.comment), std::end(file.head.comment), what.comment);
   history.Keep(ExportState(model_, history.revision), what, changes);
   history.pending.reset();
-  if (file.head.confirm != 0) history.pending = {Now() + file.head.confirm, history.revision};
+  if (file.head.confirm != 0)
+    history.pending = PendingState{Now() + file.head.confirm, history.revision};
   ++history.revision;
   if (store_ != nullptr) {
     changes.insert(changes.begin(), repairs_.begin(), repairs_.end());

@@ -7,6 +7,7 @@
 #include <nlohmann/json.hpp>
 #include <vector>
 
+#include "msg/state_file.h"
 #include "service/model/names.h"
 #include "service/model/tlvs.h"
 #include "service/store/records.h"
@@ -161,11 +162,39 @@ bool VersionToJson(const Bytes& value, Json& record) {
   return true;
 }
 
+bool RevisionToJson(const Bytes& value, Json& record) {
+  hqos::Revision revision{};
+  if (!Decode(hqos::kRevision, value.data(), value.size(), revision)) return false;
+  record = {{"revision", revision.value}};
+  return true;
+}
+
+bool KeptToJson(const Bytes& value, Json& record) {
+  hqos::KeptState kept{};
+  if (!Decode(hqos::kKeptState, value.data(), value.size(), kept)) return false;
+  record = {{"revision", kept.revision},
+            {"time", kept.time},
+            {"user", kept.user},
+            {"comment", kept.comment},
+            {"bytes", value.size()}};
+  return true;
+}
+
+bool PendingToJson(const Bytes& value, Json& record) {
+  PendingState pending{};
+  if (!Decode(kPendingState, value.data(), value.size(), pending)) return false;
+  record = {{"time", pending.time}, {"revision", pending.revision}};
+  return true;
+}
+
 constexpr struct {
   const char* prefix;
   const char* suffix;
   Decoder decode;
 } kDecoders[] = {{HQOSD_KEY_VERSION, "", VersionToJson},
+                 {kKeyRevision, "", RevisionToJson},
+                 {kKeyHistory, "", KeptToJson},
+                 {kKeyPending, "", PendingToJson},
                  {kKeySP, "", SPToJson},
                  {kKeyFG, "", NamedToJson<HQOS_FGInfo, hqosd::DecodeFG>},
                  {kKeyFC, "", NamedToJson<HQOS_FCInfo, hqosd::DecodeFC>},

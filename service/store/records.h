@@ -5,6 +5,7 @@
 #include <string>
 
 #include "hqos.h"
+#include "msg/layout.h"
 
 namespace hqosd {
 
@@ -26,6 +27,16 @@ constexpr char kKeyApply[] = "APPLY-";
 constexpr char kKeyRevision[] = "REVISION";
 constexpr char kKeyPending[] = "PENDING";
 constexpr char kKeyHistory[] = "HISTORY-";
+
+// Until `time`, seconds since 1970, the transaction that has replaced the state `revision` can be
+// confirmed.
+struct PendingState {
+  uint64_t time;
+  uint64_t revision;
+};
+constexpr auto kPendingState =
+    hqos::Table<16>(hqos::Field{0, 8, hqos::kBigEndian, &PendingState::time},
+                    hqos::Field{8, 8, hqos::kBigEndian, &PendingState::revision});
 
 // The file of the default store: hqosd.db in $HQOS_STATE_DIR if set, else for root in
 // /var/lib/hqos, for others in $XDG_STATE_HOME/hqos or $HOME/.local/state/hqos. "" when there is no
