@@ -93,10 +93,13 @@ void History::Keep(const Bytes& file, const hqos::KeptState& what, std::vector<C
   }
 }
 
-std::vector<Change> History::Rows() const {
+std::vector<Change> History::Rows(bool wasPending) const {
   std::vector<Change> rows{{kKeyRevision, Encoded(hqos::kRevision, hqos::Revision{revision}), {}}};
-  rows.push_back({kKeyPending, std::nullopt, {}});
-  if (pending) rows.back().value = Encoded(kPendingState, *pending);
+  if (pending) {
+    rows.push_back({kKeyPending, Encoded(kPendingState, *pending), {}});
+  } else if (wasPending) {
+    rows.push_back({kKeyPending, std::nullopt, {}});
+  }
   return rows;
 }
 

@@ -34,8 +34,8 @@ class History {
   // that change go to `changes`.
   void Keep(const Bytes& file, const hqos::KeptState& what, std::vector<Change>& changes);
 
-  // The records of revision and pending transaction.
-  std::vector<Change> Rows() const;
+  // The records of the revision and the pending transaction, `wasPending` when the store has one.
+  std::vector<Change> Rows(bool wasPending) const;
 
  private:
   std::map<uint64_t, Kept> kept_;

@@ -142,7 +142,8 @@ void Transactor::Install(Model fresh, const StateFile& file, const std::string& 
   ++history.revision;
   if (store_ != nullptr) {
     changes.insert(changes.begin(), repairs_.begin(), repairs_.end());
-    for (Change& row : history.Rows()) changes.push_back(std::move(row));
+    for (Change& row : history.Rows(history_.pending.has_value()))
+      changes.push_back(std::move(row));
     const std::string why = store_->Write(changes);
     if (!why.empty()) Refuse(HQOSD_NOT_STORED, "nothing is changed, the store fails: {}", why);
     repairs_.clear();
@@ -155,7 +156,7 @@ void Transactor::Install(Model fresh, const StateFile& file, const std::string& 
 void Transactor::Confirm() {
   History history = history_;
   history.pending.reset();
-  const std::string why = store_ == nullptr ? "" : store_->Write(history.Rows());
+  const std::string why = store_ == nullptr ? "" : store_->Write(history.Rows(true));
   if (!why.empty()) Refuse(HQOSD_NOT_STORED, "nothing is changed, the store fails: {}", why);
   history_ = std::move(history);
 }

@@ -77,7 +77,7 @@ std::string Transactor::Save() try {
   if (changes.empty()) return "";
   changes.insert(changes.begin(), repairs_.begin(), repairs_.end());
   ++history_.revision;
-  for (Change& row : history_.Rows()) changes.push_back(std::move(row));
+  for (Change& row : history_.Rows(false)) changes.push_back(std::move(row));
   std::string why = store_->Write(changes);
   if (why.empty()) repairs_.clear();
   return why;
