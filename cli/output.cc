@@ -56,10 +56,11 @@ size_t Width(const std::string& text) {
 
 std::string Shown(const std::string& text) {
   const bool isUtf8 = IsUtf8(text);
+  const std::string_view view = text;
   std::string shown;
   for (size_t i = 0; i < text.size();) {
     const bool isBare = !isUtf8 && (text[i] & 0x80) != 0;
-    const size_t end = i + (isBare ? 1 : Unshowable(std::string_view(text).substr(i)));
+    const size_t end = i + (isBare ? 1 : Unshowable(view.substr(i)));
     if (end == i) {
       shown += text[i++];
       continue;

@@ -37,9 +37,9 @@ class Comparison {
 
   // The same with a value on one side only.
   void Put(Change::Op op, const std::string& name, std::string key, Record value) {
-    const bool goes = op == Change::kRemove;
-    Record before = goes ? std::move(value) : Record(), after = goes ? Record() : std::move(value);
-    Put(op, name, std::move(key), std::move(before), std::move(after));
+    Record before;
+    if (op == Change::kRemove) before.swap(value);
+    Put(op, name, std::move(key), std::move(before), std::move(value));
   }
 
   // Two records of one object, key by key; children are compared elsewhere.

@@ -55,8 +55,8 @@ struct Target {
   uint32_t type;  // HQOS_AppObjType
   std::string interface;
   uint32_t number;
-  uint32_t direction;  // HQOS_Dir
-  auto operator<=>(const Target&) const = default;
+  uint32_t direction;                               // HQOS_Dir
+  auto operator<=>(const Target&) const = default;  // NOLINT(modernize-use-nullptr)
 };
 struct Application {
   std::string sp;

@@ -45,7 +45,7 @@ class Reader {
     return static_cast<uint16_t>(value);
   }
 
-  [[noreturn]] void Fail(size_t place, const std::string& why) const {
+  [[noreturn]] static void Fail(size_t place, const std::string& why) {
     throw RuleFault(why, place);
   }
 

@@ -5,6 +5,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <functional>
@@ -77,10 +78,8 @@ bool Takes(const Branch& child, const Frame& frame, const Attributes& a) {
 }
 
 bool Uses(const Branch& branch, const std::function<bool(const Branch&)>& what) {
-  for (const Branch& child : branch.children) {
-    if (what(child) || Uses(child, what)) return true;
-  }
-  return false;
+  return std::any_of(branch.children.begin(), branch.children.end(),
+                     [&](const Branch& child) { return what(child) || Uses(child, what); });
 }
 
 uint32_t Classify(const Branch& tree, const Frame& frame) {
@@ -110,6 +109,7 @@ uint32_t Classify(const Branch& tree, const Frame& frame) {
 
 // ---- The interpreter ----------------------------------------------------------------------------
 
+// NOLINTNEXTLINE(readability-function-size)
 uint32_t ResultOf(const Program& program, const Frame& frame) {
   uint32_t a = 0, x = 0, memory[BPF_MEMWORDS] = {};
   for (size_t at = 0; at < program.size(); ++at) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <algorithm>
+#include <numeric>
 #include <random>
 #include <string>
 #include <vector>
@@ -51,8 +52,8 @@ class RandomModel {
 
   template <class Objects>
   void AddNamed(Objects& objects, const std::string& prefix, uint32_t count) {
-    std::vector<uint16_t> ids(count * 2);
-    for (uint16_t i = 0; i < ids.size(); ++i) ids[i] = i;
+    std::vector<uint16_t> ids(size_t{count} * 2);
+    std::iota(ids.begin(), ids.end(), uint16_t{0});
     std::shuffle(ids.begin(), ids.end(), random_);
     for (uint32_t i = 0; i < count; ++i) {
       if (Below(4) == 0) continue;

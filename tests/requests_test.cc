@@ -38,7 +38,7 @@ class Requests {
     }
   }
 
-  string Call(const string& line) {
+  string Call(const string& line) {  // NOLINT(readability-convert-member-functions-to-static)
     std::ostringstream out;
     EXPECT_TRUE(call_text::WithNamed(line, [&](auto* function, const string& arguments) {
       Call(function, arguments, out);

@@ -100,13 +100,18 @@ Chassis Read(std::string* why = nullptr) {
     if (why != nullptr) *why = " it is not a regular file";
   } else if (FileName() != nullptr) {
     toml::parse_result parsed = toml::parse_file(FileName());
-    if (parsed) {
+    const bool isParsed = static_cast<bool>(parsed);
+    if (isParsed) {
       chassis.file = std::move(parsed).table();
       if (ReadSlots(chassis)) return chassis;
     }
     if (why != nullptr) {
-      const std::string_view reason = parsed ? chassis.fault : parsed.error().description();
-      const uint32_t line = parsed ? chassis.line : parsed.error().source().begin.line;
+      const std::string_view reason =
+          isParsed ? chassis.fault
+                   : parsed.error().description();  // NOLINT(bugprone-use-after-move)
+      const uint32_t line =
+          isParsed ? chassis.line
+                   : parsed.error().source().begin.line;  // NOLINT(bugprone-use-after-move)
       *why = (line != 0 ? std::to_string(line) + ": " : " ") + std::string(reason);
     }
   }

@@ -70,7 +70,8 @@ class File final : public CounterSource {
       std::string text;
       char block[65536];
       ssize_t size;
-      while ((size = read(fd, block, sizeof block)) > 0) text.append(block, size_t(size));
+      while ((size = read(fd, block, sizeof block)) > 0)
+        text.append(block, static_cast<size_t>(size));
       if (size < 0) return std::strerror(errno);
       const json all = json::parse(text);
       if (!all.is_array()) throw std::runtime_error("it is not an array");

@@ -84,13 +84,13 @@ std::optional<PageRow> RowAt(const Bytes& page, size_t at) {
 
 void ScanPage(const Bytes& page, size_t begin, const std::function<void(const PageRow&)>& take) {
   const auto type = Cursor(page, begin).Big(1);
-  if (type != kInteriorIndex && type != kLeafIndex) return;
+  if (!type || (*type != kInteriorIndex && *type != kLeafIndex)) return;
   const uint64_t cells = Cursor(page, begin + 3).Big(2).value_or(0);
-  Cursor in(page, begin + (type == kLeafIndex ? 8 : 12));
+  Cursor in(page, begin + (*type == kLeafIndex ? 8 : 12));
   for (uint64_t i = 0; i < cells; ++i) {
     const auto at = in.Big(2);
     if (!at) return;
-    const auto row = RowAt(page, *at + (type == kLeafIndex ? 0 : 4));
+    const auto row = RowAt(page, *at + (*type == kLeafIndex ? 0 : 4));
     if (row) take(*row);
   }
 }

@@ -16,8 +16,8 @@ namespace hqosd {
 
 namespace {
 
-constexpr off_t kReserve = 256 * 1024;    // bytes
-constexpr uint64_t kSpare = 1024 * 1024;  // bytes on the disk beyond which the reserve is made
+constexpr off_t kReserve = 262'144;     // bytes
+constexpr uint64_t kSpare = 1'048'576;  // bytes on the disk beyond which the reserve is made
 
 }  // namespace
 
