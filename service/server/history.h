@@ -26,7 +26,7 @@ class History {
   void Load(const std::vector<StoredRecord>& records);
 
   // The export of a kept state. Throws a Refusal when there is none.
-  Bytes Export(uint64_t revision) const;
+  Bytes Export(uint64_t wanted) const;
   // All of them, oldest first, as kKeptState.
   Bytes List() const;
 

@@ -51,7 +51,7 @@ class Transactor {
   std::string Save();
   void Flush();
   Bytes Export(const hqos::Tlv& request, Bytes& out);
-  Bytes Transact(const Bytes& file, const std::string& user, bool mayConfigure);
+  Bytes Transact(const Bytes& bytes, const std::string& user, bool mayConfigure);
   Bytes RunFile(const StateFile& file, const std::string& user);
   void Install(Model fresh, const StateFile& file, const std::string& user);
   void Confirm();
