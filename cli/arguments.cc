@@ -44,6 +44,23 @@ CLI::Option* Numeric(CLI::Option* option, uint32_t max) {
       ""));
 }
 
+void WithUnit(CLI::Option* option, int place, client::Quantity quantity) {
+  option->transform(CLI::Validator(
+                        [quantity](std::string& text) {
+                          const bool hasUnit =
+                              text.find_first_not_of("0123456789") != std::string::npos;
+                          if (!hasUnit) return std::string();
+                          const std::optional<uint32_t> number =
+                              client::ParseQuantity(text, quantity);
+                          if (!number)
+                            return "\"" + text + "\" is not " + client::Describe(quantity);
+                          text = std::to_string(*number);
+                          return std::string();
+                        },
+                        "")
+                        .application_index(place));
+}
+
 CLI::Option* Seconds(CLI::Option* option) {
   return option->type_name("SECONDS")->check(CLI::Validator(
       [](const std::string& text) {

@@ -3,6 +3,8 @@
 
 #include <CLI/CLI.hpp>
 
+#include "client/quantity.h"
+
 namespace hqosctl {
 
 // A command that only holds others; one of them must follow.
@@ -16,6 +18,9 @@ CLI::Option* Named(CLI::Option* option);
 
 // Lets the option take decimal numbers up to `max` only.
 CLI::Option* Numeric(CLI::Option* option, uint32_t max = UINT32_MAX);
+
+// Lets the number at this place of a numeric option have a unit.
+void WithUnit(CLI::Option* option, int place, client::Quantity quantity);
 
 // Lets the option take a time from 0.01 seconds to a day only.
 CLI::Option* Seconds(CLI::Option* option);

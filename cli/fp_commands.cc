@@ -10,6 +10,7 @@ namespace hqosctl {
 
 namespace {
 
+using client::Quantity;
 using Values = std::vector<uint32_t>;
 
 struct Arguments {
@@ -76,7 +77,7 @@ void AddFPCommands(CLI::App& app, Output& output) {
       AddKind(app, {"fp", "FP", "FP objects", HQOS_lib_AddFP, HQOS_lib_DelFP, Show}, output);
   const auto addValues = [](CLI::App* command, const char* option, Values& values, int number,
                             const char* form, const char* help) {
-    Numeric(command->add_option(option, values, help))
+    return Numeric(command->add_option(option, values, help))
         ->delimiter(',')
         ->expected(number)
         ->option_text(form);
@@ -86,8 +87,16 @@ void AddFPCommands(CLI::App& app, Output& output) {
       fp.add_subcommand("set", "Set the FP's settings in turn, until one is refused");
   AddName(set, a->name);
   addValues(set, "--queue", a->queue, 3, "N,N,N", "the queue and its two values");
-  addValues(set, "--gts", a->gts, 4, "N,N,N,N", "the four values of shaping");
-  addValues(set, "--bandwidth", a->bandwidth, 1, "N", "the bandwidth");
+  CLI::Option* const gts =
+      addValues(set, "--gts", a->gts, 4, "CIR,CBS,EBS,LENGTH",
+                "shaping: kbit/s or a rate such as 5Mbit, two numbers of bytes or sizes such as "
+                "20kB, packets");
+  WithUnit(gts, 0, Quantity::kKbitPerSecond);
+  WithUnit(gts, 1, Quantity::kBytes);
+  WithUnit(gts, 2, Quantity::kBytes);
+  WithUnit(addValues(set, "--bandwidth", a->bandwidth, 1, "RATE",
+                     "the bandwidth: kbit/s, or a rate such as 5Mbit"),
+           0, Quantity::kKbitPerSecond);
   Named(set->add_option("--dp", a->dp, "the DP that it refers to"))->required(false);
   set->callback([a] { Set(*a); });
 
