@@ -1,0 +1,113 @@
+#include "tests/namespace.h"
+
+#include <arpa/inet.h>
+#include <linux/if_ether.h>
+#include <linux/if_link.h>
+#include <linux/if_packet.h>
+#include <linux/rtnetlink.h>
+#include <linux/veth.h>
+#include <net/if.h>
+#include <poll.h>
+#include <sched.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <fstream>
+
+namespace net {
+
+using namespace hqosd::kernel;
+
+namespace {
+
+bool Enter() {
+  if (unshare(CLONE_NEWNET) == 0) return true;
+  const std::string user = std::to_string(geteuid()), group = std::to_string(getegid());
+  if (unshare(CLONE_NEWUSER | CLONE_NEWNET) != 0) return false;
+  std::ofstream("/proc/self/setgroups") << "deny";
+  std::ofstream("/proc/self/uid_map") << "0 " + user + " 1";
+  std::ofstream("/proc/self/gid_map") << "0 " + group + " 1";
+  return true;
+}
+
+}  // namespace
+
+std::string WhyNotEntered() {
+  if (!Enter()) return std::string("no network namespaces here: ") + std::strerror(errno);
+  Netlink netlink;
+  const std::pair<const char*, std::vector<Operation>> needs[] = {
+      {"htb", {AddTree{1}, RemoveTree{}}},
+      {"the ingress hook", {AddHooks{}}},
+      {"the bpf classifier or mirred", {SetRedirect{1}, RemoveRedirect{}, RemoveHooks{}}},
+      {"ifb", {AddIfb{"probe"}}},
+  };
+  for (const auto& [what, operations] : needs) {
+    const Outcome outcome = Apply(netlink, IndexOf("lo"), operations);
+    if (!outcome.failure) continue;
+    const int error = outcome.failure->error;
+    if (error != ENOENT && error != EOPNOTSUPP && error != EPERM) std::abort();
+    return std::string("this kernel has not ") + what + ": " + outcome.failure->text;
+  }
+  Apply(netlink, IndexOf("probe"), std::vector<Operation>{RemoveLink{}});
+  return "";
+}
+
+int IndexOf(const std::string& name) { return static_cast<int>(if_nametoindex(name.c_str())); }
+
+void AddPair(Netlink& netlink, const std::string& a, const std::string& b) {
+  Message message(RTM_NEWLINK, NLM_F_CREATE | NLM_F_EXCL);
+  message.Fixed<ifinfomsg>();
+  message.Put(IFLA_IFNAME, a);
+  nlattr* info = message.BeginNest(IFLA_LINKINFO);
+  message.Put(IFLA_INFO_KIND, std::string("veth"));
+  nlattr* data = message.BeginNest(IFLA_INFO_DATA);
+  nlattr* peer = message.BeginNest(VETH_INFO_PEER);
+  message.Fixed<ifinfomsg>();
+  message.Put(IFLA_IFNAME, b);
+  for (nlattr* nest : {peer, data, info}) message.EndNest(nest);
+  if (netlink.Do(message)) std::abort();
+  for (const std::string& name : {a, b}) {
+    std::ofstream("/proc/sys/net/ipv6/conf/" + name + "/disable_ipv6") << "1";
+    if (Apply(netlink, IndexOf(name), std::vector<Operation>{BringUp{}}).failure) std::abort();
+  }
+}
+
+Port::Port(const std::string& name) : fd_(socket(AF_PACKET, SOCK_RAW, htons(ETH_P_ALL))) {
+  sockaddr_ll address{};
+  address.sll_family = AF_PACKET;
+  address.sll_protocol = htons(ETH_P_ALL);
+  address.sll_ifindex = IndexOf(name);
+  const int room = 64 << 20;
+  setsockopt(fd_, SOL_SOCKET, SO_RCVBUFFORCE, &room, sizeof room);
+  setsockopt(fd_, SOL_SOCKET, SO_RCVBUF, &room, sizeof room);
+  setsockopt(fd_, SOL_SOCKET, SO_SNDBUFFORCE, &room, sizeof room);
+  setsockopt(fd_, SOL_SOCKET, SO_SNDBUF, &room, sizeof room);
+  if (bind(fd_, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) std::abort();
+}
+
+Port::~Port() { close(fd_); }
+
+void Port::Mark(uint32_t mark) const { setsockopt(fd_, SOL_SOCKET, SO_MARK, &mark, sizeof mark); }
+
+bool Port::Send(const Frame& frame) const {
+  return send(fd_, frame.data(), frame.size(), 0) == static_cast<ssize_t>(frame.size());
+}
+
+std::vector<Frame> Port::Receive(int milliseconds) const {
+  std::vector<Frame> frames;
+  pollfd event{fd_, POLLIN, 0};
+  while (poll(&event, 1, milliseconds) > 0) {
+    Frame frame(65536);
+    sockaddr_ll from{};
+    socklen_t length = sizeof from;
+    const ssize_t size =
+        recvfrom(fd_, frame.data(), frame.size(), 0, reinterpret_cast<sockaddr*>(&from), &length);
+    if (size < 0 || from.sll_pkttype == PACKET_OUTGOING) continue;
+    frame.resize(static_cast<size_t>(size));
+    frames.push_back(std::move(frame));
+  }
+  return frames;
+}
+
+}  // namespace net
