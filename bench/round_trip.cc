@@ -125,9 +125,9 @@ int main(int argc, char** argv) {
 
   const sockaddr_lip address{
       sizeof(sockaddr_lip), LIP_FAMILY, htons(HQOS_SERVICE_PORT), htonl(HQOS_SERVICE_NODE), {}};
-  uint32_t rank = 0;
+  uint32_t candidate = 0;
   const int listener = LIP_Socket(LIP_FAMILY, SOCK_DGRAM, LIP_PROTOCOL);
-  if (LIP_Listen(listener, &address, 16, &rank) != 0) Die("LIP_Listen");
+  if (LIP_Listen(listener, &address, 16, &candidate) != 0) Die("LIP_Listen");
   const pid_t peer = fork();
   if (peer == 0) Answer(listener);
 

@@ -7,10 +7,10 @@
 extern "C" {
 #endif
 
-// Adds `length` bytes to what the generator draws from.
+// Adds `length` bytes to the generator's seed.
 void RAND_seed(const void* bytes, int length);
 
-// Draws `length` random bytes. Returns 1, or another number when it could not.
+// Writes `length` random bytes. Returns 1, or another number on failure.
 int RAND_bytes(unsigned char* bytes, int length);
 
 #ifdef __cplusplus

@@ -17,15 +17,15 @@ typedef struct IF_Select {
   uint32_t properties[8];
 } IF_Select;
 
-// All three take an IF_Select and return 0; ENOSPC when a selection holds no more.
+// All three take an IF_Select and return 0, or ENOSPC when the selection is full.
 int32_t IF_Select_Init(uint32_t kind, void* select);
 int32_t IF_SelectType_Set(uint32_t type, void* select);
 int32_t IF_SelectProperty_Set(uint32_t property, void* select);
 
 #ifndef HQOS_REAL_PLATFORM
-// The interface of the machine that follows `after` (empty: the first) by name; its name goes to
-// `name`, 16 bytes. A selection with any type offers all of them, one without offers none. Returns
-// 1, or 0 when none follows.
+// Writes to `name` (16 bytes) the name of the machine's interface that follows `after` in the order
+// of names (empty: the first). A selection with any type offers all interfaces, one without a type
+// none. Returns 1, or 0 when none follows.
 int32_t IF_Select_GetNext(const IF_Select* select, const char* after, char* name);
 #endif
 

@@ -41,33 +41,36 @@ static inline int LIP_Connect(int fd, const struct sockaddr_lip* address, sockle
 // end of the peer ends a wait. It is closed on exec.
 int LIP_Socket(int family, int type, int protocol);
 
-// Connects to whoever listens at the address (EINVAL unless it is a sockaddr_lip of 16 bytes). The
-// endpoints of LIP_GetEndpoint are tried in their order; one that is missing or not accessible,
-// where nobody listens any more, or that another user could have put there (EPERM) is passed over.
-// Who listens must be root, this user or the owner of the directory; else it fails with EPERM.
+// Connects to the service at the address (EINVAL unless it is a sockaddr_lip of 16 bytes). Tries
+// the candidates of LIP_GetEndpoint in their order. Skips one that is missing or not accessible,
+// that nobody listens at, or that another user could have created (EPERM). The process that listens
+// must belong to root, this user or the owner of the directory; otherwise the call fails with
+// EPERM.
 int LIP_Connect(int fd, const struct sockaddr_lip* address, socklen_t length);
 
 // For a service: binds fd to the address and listens there, in the first endpoint directory that
-// can be made or written to. An endpoint that a dead service left behind is replaced. In the
-// directory of rank 0 everybody can connect (a directory made there has mode 0755, the socket
-// 0666), in the others only the user (0700, 0600). The umask is changed for a moment. Returns 0, or
-// -1 with errno: EADDRINUSE when a live service listens there already, or something else than a
-// socket stands there; EPERM when the directory, or a link that leads to it, belongs to another
-// user than this one and root, or its group or everybody may replace what is in it (the directories
-// above it are not looked at), or its file lip.lock is another user's; EWOULDBLOCK when another
-// process holds the lock of that file for 2 seconds. *rank is then the rank of the endpoint where
-// it listens, or which failed.
-int LIP_Listen(int fd, const struct sockaddr_lip* address, int backlog, uint32_t* rank);
+// can be created or written to. Replaces the endpoint of a service that has ended. In the directory
+// of candidate 0 any user can connect (a new directory has mode 0755, the socket 0666), in the
+// others only the same user (0700, 0600). Changes the umask during the call. Returns 0, or -1 with
+// errno:
+//   EADDRINUSE   a service listens there, or the endpoint is not a socket
+//   EPERM        the directory, or a link to it, belongs to a user other than this one and root;
+//                its group or any user may replace files in it; or its file lip.lock belongs to
+//                another user. The directories above it are not checked.
+//   EWOULDBLOCK  another process holds the lock of lip.lock for 2 seconds
+// *candidate is the number of the endpoint where it listens, or which failed.
+int LIP_Listen(int fd, const struct sockaddr_lip* address, int backlog, uint32_t* candidate);
 
-// The path of a port's endpoint, a socket named lip-<node, 8 hex digits>-<port>. The ranks count
-// the directories that there are, in this order:
-//   $HQOS_RUNTIME_DIR, and no other where that is set
+// Writes the path of a port's endpoint, a socket named lip-<node, 8 hex digits>-<port>. The
+// candidates are numbered from 0 and count only the directories that are set:
+//   $HQOS_RUNTIME_DIR; when it is set there is no other
 //   /run/hqos
 //   $XDG_RUNTIME_DIR/hqos
-//   $HOME/.hqos; without HOME the directory that the user database gives the effective user
-// Set-uid and set-gid programs do not look at the environment. Writes the path, NUL-terminated, at
-// `path` and returns its length; 0 when there is no such rank or `room` does not hold the path.
-uint32_t LIP_GetEndpoint(uint32_t node, uint16_t port, uint32_t rank, char* path, uint32_t room);
+//   $HOME/.hqos; without HOME, the effective user's home directory in the user database
+// Set-uid and set-gid programs ignore the environment. Writes the path, NUL-terminated, at `path`
+// and returns its length; 0 when there is no such candidate or `room` is too small.
+uint32_t LIP_GetEndpoint(uint32_t node, uint16_t port, uint32_t candidate, char* path,
+                         uint32_t room);
 
 #endif
 

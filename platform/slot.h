@@ -1,4 +1,4 @@
-// The platform's slots, and the nodes they are.
+// The platform's slots and their nodes.
 #ifndef HQOS_PLATFORM_SLOT_H
 #define HQOS_PLATFORM_SLOT_H
 
@@ -13,15 +13,14 @@ extern "C" {
 //   self = 0                  # the slot on which the programs run
 //   [[slot]]                  # numbers and nodes are all different
 //   number = 0                # below 65535
-//   node = 1                  # 1 to 65534, optional: the number and 1
-//   up = true                 # optional
-//   interfaces = ["eth0"]     # optional; all others are on the self slot
+//   node = 1                  # 1 to 65534; default: the number plus 1
+//   up = true                 # default: true
+//   interfaces = ["eth0"]     # interfaces that no slot names are on the self slot
 //
-// Without the variable, or a file that can be read so, there is one slot, number 0: up, node 1,
-// self.
+// Without the variable, or without a valid file, there is one slot: number 0, node 1, up, self.
 
-// Writes FILE:LINE: and the reason when the file that the variable names cannot be used, and
-// returns 1; else 0. Only a host has it.
+// Writes "FILE:LINE: reason" and returns 1 when the file that the variable names cannot be used;
+// otherwise returns 0. Only on a host.
 uint32_t DEV_GetChassisFault(char* text, uint32_t room);
 
 // The slot on which the caller runs.
@@ -31,7 +30,7 @@ uint16_t DEV_GetSelfSlot(void);
 void DEV_GetSlotRange(uint16_t* lowest, uint16_t* highest);
 
 // The physical coordinates of a slot; on a host 0 and its number. Returns 0, or 1 with both
-// untouched when there is no such slot.
+// unchanged when there is no such slot.
 uint32_t DEV_GetPhysicalSlotByGlobalSlot(uint16_t slot, uint16_t* first, uint16_t* second);
 
 // 1 when the slot is up, else 0.

@@ -8,7 +8,7 @@
 extern "C" {
 #endif
 
-// Where the C library has the function, its declaration stands.
+// Declared here only if the C library does not declare it.
 #ifdef __GLIBC__
 #if __GLIBC_PREREQ(2, 38)
 #define HQOS_LIBC_HAS_STRLCPY

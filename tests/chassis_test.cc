@@ -117,8 +117,8 @@ TEST_F(Chassis, TellsWhyAServiceDoesNotStart) {
   // It listens, and nobody accepts.
   const int hung = LIP_Socket(LIP_FAMILY, SOCK_DGRAM, LIP_PROTOCOL);
   const sockaddr_lip address{sizeof address, LIP_FAMILY, htons(HQOS_SERVICE_PORT), htonl(300), {}};
-  uint32_t rank;
-  ASSERT_EQ(LIP_Listen(hung, &address, 5, &rank), 0);
+  uint32_t candidate;
+  ASSERT_EQ(LIP_Listen(hung, &address, 5, &candidate), 0);
   EXPECT_EQ(start("2").err,
             "hqosctl: the service of slot 2 is there but does not answer; end it before you start "
             "another\n");

@@ -83,8 +83,8 @@ TEST(Timeout, BoundsEveryWait) {
   const std::string dir = service.dir() + "/full";
   setenv("HQOS_RUNTIME_DIR", dir.c_str(), 1);
   const int listener = open(), first = open(), second = open();
-  uint32_t rank = 0;
-  ASSERT_EQ(LIP_Listen(listener, &address, 0, &rank), 0);
+  uint32_t candidate = 0;
+  ASSERT_EQ(LIP_Listen(listener, &address, 0, &candidate), 0);
   ASSERT_EQ(LIP_Connect(first, &address, sizeof address), 0);
   fcntl(second, F_SETFL, O_NONBLOCK);
   ASSERT_EQ(LIP_Connect(second, &address, sizeof address), -1);

@@ -82,8 +82,8 @@ class InThread {
     listener_ = LIP_Socket(LIP_FAMILY, SOCK_DGRAM, LIP_PROTOCOL);
     const sockaddr_lip address{
         sizeof(sockaddr_lip), LIP_FAMILY, htons(HQOS_SERVICE_PORT), htonl(HQOS_SERVICE_NODE), {}};
-    uint32_t rank;
-    EXPECT_EQ(LIP_Listen(listener_, &address, 5, &rank), 0);
+    uint32_t candidate;
+    EXPECT_EQ(LIP_Listen(listener_, &address, 5, &candidate), 0);
     thread_ = std::thread([this] {
       std::string why;
       hqosd::Transactor transactor{hqosd::Model()};

@@ -109,9 +109,9 @@ Socket Connect(const sockaddr_lip& address) {
 }
 Socket Listen(const sockaddr_lip& address) {
   return Socket([&](int fd) {
-    uint32_t rank = 9;
-    const int result = LIP_Listen(fd, &address, 5, &rank);
-    EXPECT_EQ(rank, 0u);
+    uint32_t candidate = 9;
+    const int result = LIP_Listen(fd, &address, 5, &candidate);
+    EXPECT_EQ(candidate, 0u);
     return result;
   });
 }
@@ -129,9 +129,9 @@ class Endpoints : public testing::Test {
   fs::path dir_;
 };
 
-std::string Endpoint(uint16_t port, uint32_t rank) {
+std::string Endpoint(uint16_t port, uint32_t candidate) {
   char path[256] = "-";
-  const uint32_t length = LIP_GetEndpoint(0x80000000, port, rank, path, sizeof path);
+  const uint32_t length = LIP_GetEndpoint(0x80000000, port, candidate, path, sizeof path);
   EXPECT_EQ(length, length == 0 ? 0 : strlen(path));
   return length == 0 ? "" : path;
 }

@@ -12,7 +12,7 @@ uint32_t WordCount(const Bitmap* bitmap) {
   return bitmap->bits / kWordBits + (bitmap->bits % kWordBits != 0 ? 1 : 0);
 }
 
-// The words come right after the head, at its alignment: that of the words.
+// The words follow the head, which has their alignment.
 static_assert(sizeof(Bitmap) == sizeof(uint64_t));
 uint64_t* Words(Bitmap* bitmap) { return reinterpret_cast<uint64_t*>(bitmap + 1); }
 const uint64_t* Words(const Bitmap* bitmap) {

@@ -3,6 +3,9 @@
 
 #include <stdint.h>
 
+#include <string>
+#include <vector>
+
 namespace hqos::host {
 
 constexpr uint16_t kNoNode = 0xFFFF;
@@ -11,16 +14,20 @@ struct Slot {
   uint16_t number;
   uint16_t node;
   bool up;
+  std::vector<std::string> interfaces;
 };
 
-// The slots, in the order of their numbers, each given to `visit` with the user's pointer; the slot
-// on which the programs run is returned.
-uint16_t VisitSlots(void (*visit)(const Slot& slot, void* user), void* user);
+struct Chassis {
+  uint16_t self = 0;        // the number of the slot on which the programs run
+  std::vector<Slot> slots;  // in the order of their numbers
 
-// The slot of the interface.
-uint16_t SlotOfInterface(const char* name);
+  // Null when there is no slot of that number, or node.
+  const Slot* FindSlot(uint16_t number) const;
+  const Slot* FindNode(uint16_t node) const;
+};
 
-// The node of the slot on which the programs run.
-uint16_t SelfNode();
+// Reads the chassis file; without a valid one there is one slot. `error` is set to the line and
+// the reason when the file that the environment names cannot be used.
+Chassis ReadChassis(std::string* error = nullptr);
 
 }  // namespace hqos::host

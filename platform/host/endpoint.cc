@@ -14,13 +14,13 @@
 
 namespace {
 
-// The name of the own slot's hqos service, which nearly all calls ask for, ready made.
+// The name of the endpoint of the own slot's service, which nearly all calls use, in constant form.
 constexpr uint32_t kServiceNode = HQOS_SERVICE_NODE;
 constexpr uint16_t kServicePort = HQOS_SERVICE_PORT;
 constexpr char kServiceName[] = "/lip-80000000-1174";
 static_assert(kServiceNode == 0x80000000 && kServicePort == 1174);
 
-// Writes <dir><subdir>/lip-<node>-<port>; what LIP_GetEndpoint returns.
+// Writes <dir><subdir>/lip-<node>-<port>. Returns the same as LIP_GetEndpoint.
 template <size_t N>
 uint32_t Compose(const char* dir, const char (&subdir)[N], uint32_t node, uint16_t port, char* path,
                  uint32_t room) {
@@ -44,7 +44,8 @@ const char* Environment(const char* name) {
   return value != nullptr && *value != '\0' ? value : nullptr;
 }
 
-// The home directory by the user database; a function of its own for the sake of its buffer.
+// In the home directory of the user database. Not inlined, so that only this path pays for the
+// buffer.
 [[gnu::noinline]] uint32_t ComposeInHome(uint32_t node, uint16_t port, char* path, uint32_t room) {
   char buffer[4096];
   passwd entry;
@@ -57,15 +58,16 @@ const char* Environment(const char* name) {
 
 }  // namespace
 
-uint32_t LIP_GetEndpoint(uint32_t node, uint16_t port, uint32_t rank, char* path, uint32_t room) {
+uint32_t LIP_GetEndpoint(uint32_t node, uint16_t port, uint32_t candidate, char* path,
+                         uint32_t room) {
   if (const char* dir = Environment("HQOS_RUNTIME_DIR")) {
-    return rank == 0 ? Compose(dir, "", node, port, path, room) : 0;
+    return candidate == 0 ? Compose(dir, "", node, port, path, room) : 0;
   }
-  if (rank == 0) return Compose("/run/hqos", "", node, port, path, room);
+  if (candidate == 0) return Compose("/run/hqos", "", node, port, path, room);
   if (const char* dir = Environment("XDG_RUNTIME_DIR")) {
-    if (--rank == 0) return Compose(dir, "/hqos", node, port, path, room);
+    if (--candidate == 0) return Compose(dir, "/hqos", node, port, path, room);
   }
-  if (rank != 1) return 0;
+  if (candidate != 1) return 0;
   const char* const home = Environment("HOME");
   return home != nullptr ? Compose(home, "/.hqos", node, port, path, room)
                          : ComposeInHome(node, port, path, room);
@@ -73,9 +75,9 @@ uint32_t LIP_GetEndpoint(uint32_t node, uint16_t port, uint32_t rank, char* path
 
 namespace hqos::host {
 
-bool EndpointAddress(const sockaddr_lip& address, uint32_t rank, sockaddr_un* out,
+bool EndpointAddress(const sockaddr_lip& address, uint32_t candidate, sockaddr_un* out,
                      socklen_t* length) {
-  const uint32_t n = LIP_GetEndpoint(ntohl(address.slip_node), ntohs(address.slip_port), rank,
+  const uint32_t n = LIP_GetEndpoint(ntohl(address.slip_node), ntohs(address.slip_port), candidate,
                                      out->sun_path, sizeof out->sun_path);
   if (n == 0) return false;
   out->sun_family = AF_UNIX;
@@ -90,8 +92,8 @@ void CopyDirectory(const sockaddr_un& endpoint, char (&dir)[sizeof(sockaddr_un::
   dir[length] = '\0';
 }
 
-bool IsTrusted(const sockaddr_un& endpoint, uint32_t rank) {
-  if (rank == 0) return true;
+bool IsTrusted(const sockaddr_un& endpoint, uint32_t candidate) {
+  if (candidate == 0) return true;
   char dir[sizeof endpoint.sun_path];
   CopyDirectory(endpoint, dir);
   struct stat info;

@@ -1,4 +1,4 @@
-// Where endpoints stand on a host, and who may have put them there.
+// The endpoints of a host, and who may have created them.
 #pragma once
 
 #include <errno.h>
@@ -8,23 +8,23 @@
 
 namespace hqos::host {
 
-// Fills the Unix address of the endpoint of the given rank and its length. False when there is no
-// such rank, or its path is too long for an address.
-bool EndpointAddress(const sockaddr_lip& address, uint32_t rank, sockaddr_un* out,
+// Writes the Unix address of a candidate for the endpoint, and its length. False when there is no
+// such candidate, or its path is too long for an address.
+bool EndpointAddress(const sockaddr_lip& address, uint32_t candidate, sockaddr_un* out,
                      socklen_t* length);
 
-// Whether nobody but this user or the system can have made the endpoint of that rank. Rank 0 stands
-// where only the system or the user's own word puts it; the directories of others must belong to
-// the effective user, with no write access for others. When false, errno says why (EPERM: not
-// safe).
-bool IsTrusted(const sockaddr_un& endpoint, uint32_t rank);
+// Whether only this user or the system can have created the endpoint. Candidate 0 is in a directory
+// of the system, or one that the user named; the other directories must belong to the effective
+// user, with no write access for others. When false, errno gives the reason (EPERM: not safe).
+bool IsTrusted(const sockaddr_un& endpoint, uint32_t candidate);
 
-// Whether who listens there is root, this user or the owner of the directory: in one that all may
-// write to, anybody can put a socket first. When false, errno says why (EPERM: somebody else).
+// Whether the process that listens there belongs to root, this user or the owner of the directory:
+// in a directory that any user may write to, another user could have created the socket first. When
+// false, errno gives the reason (EPERM: another user).
 bool IsPeerTrusted(int connected, const sockaddr_un& endpoint);
 
-// Whether a failure at one endpoint (errno) leaves the next one to be tried.
-inline bool IsPassedOver(int reason) {
+// Whether the next candidate is to be tried after this errno.
+inline bool ShouldTryNext(int reason) {
   return reason == ENOENT || reason == ECONNREFUSED || reason == EACCES || reason == EPERM ||
          reason == EROFS || reason == ENOTDIR;
 }

@@ -1,4 +1,4 @@
-// hqosd, started and asked for.
+// Starting hqosd, and probing whether it answers.
 #include "platform/service_manager.h"
 
 #include <arpa/inet.h>
@@ -18,14 +18,14 @@
 
 namespace {
 
-constexpr int kStartTime = 10'000;  // milliseconds
-constexpr int kPause = 20;
+constexpr int kStartTimeoutMs = 10'000;
+constexpr int kPollMs = 20;
+constexpr int kAnswerTimeoutMs = 1000;
 
 bool IsKnown(const char* name) { return strcmp(name, "hqos") == 0; }
 
-// The first SP is asked for; any reply will do.
+// A query for the first SP; any reply shows that the service is responding.
 constexpr uint8_t kProbe[] = {8, 1, 1, 3, 1, 0, 0, 0, 0, 2, 0, 4, 0, 0, 0xFF, 0xFF};
-constexpr int kAnswerTime = 1000;  // milliseconds
 
 bool WaitFor(int fd, int milliseconds) {
   pollfd one{fd, POLLIN, 0};
@@ -36,115 +36,104 @@ bool WaitFor(int fd, int milliseconds) {
   return ready > 0;
 }
 
-// Whether the connected service answers.
-bool Answers(int fd) {
+bool IsResponding(int fd) {
   char reply;
   return send(fd, kProbe, sizeof kProbe, MSG_NOSIGNAL) == sizeof kProbe &&
-         WaitFor(fd, kAnswerTime) && recv(fd, &reply, 1, 0) > 0;
+         WaitFor(fd, kAnswerTimeoutMs) && recv(fd, &reply, 1, 0) > 0;
 }
 
-bool Answers(uint16_t node) { return SERVICE_GetState(node) == SERVICE_ANSWERS; }
+bool IsResponding(uint16_t node) { return SERVICE_GetState(node) == SERVICE_ANSWERS; }
 
-// Becomes hqosd for the node, detached, with no descriptors but `alive`, which stays open until it
-// ends; `failed` is told when there is no program.
-[[noreturn]] void Become(uint16_t node, int alive, int failed) {
+// Executes hqosd for the node, detached. Of all descriptors it keeps only `livenessPipe`, which
+// closes when it ends. When there is no program, the reason is written to `errorPipe`.
+[[noreturn]] void ExecDaemon(uint16_t node, int livenessPipe, int errorPipe) {
   setsid();
   const int null = open("/dev/null", O_RDWR);
-  // Out of the way of the three standard descriptors.
-  alive = fcntl(alive, F_DUPFD, 3);
-  failed = fcntl(failed, F_DUPFD_CLOEXEC, 3);
+  // Beyond the standard descriptors, then 3 and 4: all others can be closed as one range.
+  livenessPipe = fcntl(livenessPipe, F_DUPFD, 5);
+  errorPipe = fcntl(errorPipe, F_DUPFD_CLOEXEC, 5);
   for (int fd = 0; fd < 3 && null >= 0; ++fd) dup2(null, fd);
-  const long most = sysconf(_SC_OPEN_MAX);
-  for (int fd = 3; fd < most && fd < 65536; ++fd) {
-    if (fd != alive && fd != failed) close(fd);
-  }
+  dup2(livenessPipe, 3);
+  dup3(errorPipe, 4, O_CLOEXEC);
+  close_range(5, ~0U, 0);
   char number[8];
   scnprintf(number, sizeof number, "%u", node);
   const char* const given = secure_getenv("HQOSD");
   const char* const program = given != nullptr && *given != '\0' ? given : "hqosd";
   const char* const arguments[] = {program, "--node", number, nullptr};
   execvp(program, const_cast<char* const*>(arguments));
-  const int why = errno;
-  [[maybe_unused]] const ssize_t told = write(failed, &why, sizeof why);
+  const int reason = errno;
+  [[maybe_unused]] const ssize_t written = write(4, &reason, sizeof reason);
   _exit(127);
 }
 
-// Starts it as a child of nobody here. Returns a descriptor that ends when it does, or -1.
-int Spawn(uint16_t node, uint32_t& why) {
-  int alive[2], failed[2];
-  if (pipe2(alive, O_CLOEXEC) != 0) return why = static_cast<uint32_t>(errno), -1;
-  if (pipe2(failed, O_CLOEXEC) != 0) {
-    why = static_cast<uint32_t>(errno);
-    close(alive[0]), close(alive[1]);
+// Starts hqosd as a child of init. Returns the reading end of its liveness pipe, or -1 and sets
+// `error`.
+int Spawn(uint16_t node, uint32_t& error) {
+  int liveness[2], failure[2];
+  if (pipe2(liveness, O_CLOEXEC) != 0) return error = static_cast<uint32_t>(errno), -1;
+  if (pipe2(failure, O_CLOEXEC) != 0) {
+    error = static_cast<uint32_t>(errno);
+    close(liveness[0]), close(liveness[1]);
     return -1;
   }
   const pid_t child = fork();
   if (child == 0) {
-    if (fork() == 0) Become(node, alive[1], failed[1]);
+    if (fork() == 0) ExecDaemon(node, liveness[1], failure[1]);
     _exit(0);
   }
   int reason = child < 0 ? errno : 0;
-  close(alive[1]);
-  close(failed[1]);
+  close(liveness[1]);
+  close(failure[1]);
   if (child > 0) {
     while (waitpid(child, nullptr, 0) < 0 && errno == EINTR) continue;
-    WaitFor(failed[0], -1);
-    if (read(failed[0], &reason, sizeof reason) != sizeof reason) reason = 0;
+    WaitFor(failure[0], -1);
+    if (read(failure[0], &reason, sizeof reason) != sizeof reason) reason = 0;
   }
-  close(failed[0]);
-  if (reason == 0) return alive[0];
-  close(alive[0]);
-  why = static_cast<uint32_t>(reason);
+  close(failure[0]);
+  if (reason == 0) return liveness[0];
+  close(liveness[0]);
+  error = static_cast<uint32_t>(reason);
   return -1;
 }
 
-// Waits until it answers or has ended.
-uint32_t Await(uint16_t node, int alive) {
-  for (int waited = 0; waited < kStartTime; waited += kPause) {
-    if (Answers(node)) return 0;
-    if (WaitFor(alive, kPause)) return Answers(node) ? 0 : ECHILD;
+// Waits until the service responds. Returns 0, ECHILD when it has ended, or ETIMEDOUT.
+uint32_t WaitUntilReady(uint16_t node, int livenessPipe) {
+  for (int waited = 0; waited < kStartTimeoutMs; waited += kPollMs) {
+    if (IsResponding(node)) return 0;
+    if (WaitFor(livenessPipe, kPollMs)) return IsResponding(node) ? 0 : ECHILD;
   }
   return ETIMEDOUT;
 }
 
-struct Search {
-  uint16_t node;
-  bool found;
-};
+bool HasSlot(uint16_t node) { return hqos::host::ReadChassis().FindNode(node) != nullptr; }
 
-bool HasSlot(uint16_t node) {
-  Search search{node, false};
-  hqos::host::VisitSlots(
-      [](const hqos::host::Slot& slot, void* user) {
-        auto* const s = static_cast<Search*>(user);
-        s->found |= slot.node == s->node;
-      },
-      &search);
-  return search.found;
+bool IsSelf(uint16_t node) {
+  const hqos::host::Chassis chassis = hqos::host::ReadChassis();
+  return chassis.FindSlot(chassis.self)->node == node;
 }
 
 }  // namespace
 
 uint32_t SERVICE_GetState(uint16_t node) {
-  const uint32_t endpoint = node == hqos::host::SelfNode() ? HQOS_SERVICE_NODE : node;
+  const uint32_t endpoint = IsSelf(node) ? HQOS_SERVICE_NODE : node;
   const sockaddr_lip address{
       sizeof address, LIP_FAMILY, htons(HQOS_SERVICE_PORT), htonl(endpoint), {}};
   const int fd = LIP_Socket(LIP_FAMILY, SOCK_DGRAM, LIP_PROTOCOL);
   if (fd < 0) return SERVICE_ABSENT;
-  fcntl(fd, F_SETFL, O_NONBLOCK);  // a service that does not accept must not hold anybody up
+  fcntl(fd, F_SETFL, O_NONBLOCK);  // a service that does not accept must not block the caller
   const bool isConnected = LIP_Connect(fd, &address, sizeof address) == 0;
-  // One whose backlog is full does not accept.
-  const bool isThere = isConnected || errno == EAGAIN;
-  const uint32_t state = isConnected && Answers(fd) ? SERVICE_ANSWERS
-                         : isThere                  ? SERVICE_NO_ANSWER
-                                                    : SERVICE_ABSENT;
+  const bool isListening = isConnected || errno == EAGAIN;  // EAGAIN: its backlog is full
+  const uint32_t state = isConnected && IsResponding(fd) ? SERVICE_ANSWERS
+                         : isListening                   ? SERVICE_NO_ANSWER
+                                                         : SERVICE_ABSENT;
   close(fd);
   return state;
 }
 
 uint32_t SERVICE_GetStatus(uint16_t node, const char* name, uint32_t, uint32_t* status) {
   if (!IsKnown(name)) return EINVAL;
-  *status = HasSlot(node) && Answers(node) ? 1 : 0;
+  *status = HasSlot(node) && IsResponding(node) ? 1 : 0;
   return 0;
 }
 
@@ -158,13 +147,13 @@ uint32_t SERVICE_BatchStart(const uint16_t* nodes, uint32_t count, const char* n
   if (!IsKnown(name)) return EINVAL;
   uint32_t first = 0;
   for (uint32_t i = 0; i < count; ++i) {
-    uint32_t why = HasSlot(nodes[i]) ? 0 : EINVAL;
-    const int alive = why == 0 ? Spawn(nodes[i], why) : -1;
-    if (alive >= 0) {
-      why = Await(nodes[i], alive);
-      close(alive);
+    uint32_t error = HasSlot(nodes[i]) ? 0 : EINVAL;
+    const int livenessPipe = error == 0 ? Spawn(nodes[i], error) : -1;
+    if (livenessPipe >= 0) {
+      error = WaitUntilReady(nodes[i], livenessPipe);
+      close(livenessPipe);
     }
-    if (first == 0) first = why;
+    if (first == 0) first = error;
   }
   return first;
 }

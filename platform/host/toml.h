@@ -1,8 +1,9 @@
 // The reader of TOML files, without exceptions.
 #pragma once
 
-// The reader asserts what does not hold of every text, and after that reports the fault itself; it
-// also takes some characters for impossible. A file that cannot be read must not end the program.
+// The reader asserts conditions that some invalid texts violate, although it reports the fault
+// afterwards; it also declares some characters impossible. An invalid file must not end the
+// program.
 #undef NDEBUG
 #define TOML_ASSERT(expr) static_cast<void>(0)
 #define TOML_EXCEPTIONS 0
@@ -13,5 +14,5 @@
 #define TOML_UNREACHABLE return false
 #include <toml++/impl/unicode.h>
 #pragma pop_macro("TOML_UNREACHABLE")
-// After what it builds on.
+// After the headers that it builds on.
 #include <toml++/toml.h>

@@ -32,10 +32,10 @@ class Endpoint {
   explicit Endpoint(uint32_t node) : fd_(LIP_Socket(LIP_FAMILY, SOCK_DGRAM, LIP_PROTOCOL)) {
     const sockaddr_lip address{
         sizeof(sockaddr_lip), LIP_FAMILY, htons(HQOS_SERVICE_PORT), htonl(node), {}};
-    uint32_t rank = 0;
-    const bool listening = fd_ >= 0 && LIP_Listen(fd_, &address, kBacklog, &rank) == 0;
+    uint32_t candidate = 0;
+    const bool listening = fd_ >= 0 && LIP_Listen(fd_, &address, kBacklog, &candidate) == 0;
     reason_ = listening ? 0 : errno;
-    LIP_GetEndpoint(node, HQOS_SERVICE_PORT, rank, path_, sizeof path_);
+    LIP_GetEndpoint(node, HQOS_SERVICE_PORT, candidate, path_, sizeof path_);
     lstat(path_, &file_);
   }
   // Removes the socket, unless another has taken its place.
