@@ -30,7 +30,7 @@ void AddApplyCommands(CLI::App& app, Output& output) {
   const auto add = [&app](const char* name, const char* help) {
     const auto arguments = std::make_shared<Arguments>();
     CLI::App* const sp = AddGroup(app, name, help)->add_subcommand("sp", help);
-    Named(sp->add_option("NAME", arguments->sp, "the SP's name"));
+    Named(sp->add_option("NAME", arguments->sp, "the SP's name"), "@sp");
     arguments->target.AddOptions(*sp, true);
     return std::pair(sp, arguments);
   };

@@ -22,17 +22,6 @@ std::vector<std::string> Directions() {
   return names;
 }
 
-// All interfaces of the kinds that an SP can be applied to.
-std::set<std::string> InterfaceNames() {
-  constexpr uint8_t kAllKinds = 0xFF;
-  IF_Select select;
-  std::set<std::string> names;
-  if (HQOS_util_InitIfSelect(kAllKinds, &select) != 0) return names;
-  char name[IF_NAMESIZE] = "";
-  while (IF_Select_GetNext(&select, name, name) != 0) names.insert(name);
-  return names;
-}
-
 template <class Names>
 std::string Joined(const Names& names) {
   std::string text;
@@ -72,12 +61,22 @@ std::vector<HQOS_ApplyInfo> ReadInterfaces(bool forDiagnosis) {
 
 }  // namespace
 
+std::set<std::string> InterfaceNames() {
+  constexpr uint8_t kAllKinds = 0xFF;
+  IF_Select select;
+  std::set<std::string> names;
+  if (HQOS_util_InitIfSelect(kAllKinds, &select) != 0) return names;
+  char name[IF_NAMESIZE] = "";
+  while (IF_Select_GetNext(&select, name, name) != 0) names.insert(name);
+  return names;
+}
+
 void ApplyTarget::AddOptions(CLI::App& command, bool required) {
   auto* const object = command.add_option_group("Object", "what the SP is applied to");
-  object
-      ->add_option(
-          "--interface", interface_,
-          required ? "an interface" : "an interface; a unique prefix of its name is enough")
+  Offer(object->add_option(
+            "--interface", interface_,
+            required ? "an interface" : "an interface; a unique prefix of its name is enough"),
+        "@interface")
       ->type_name("NAME")
       ->check(CLI::Validator(
           [](const std::string& name) {
@@ -89,7 +88,7 @@ void ApplyTarget::AddOptions(CLI::App& command, bool required) {
   Numeric(object->add_option("--id", id_, "an identifier"), UINT16_MAX)->type_name("NUMBER");
   object->add_flag("--system", system_, "the system");
   object->require_option(required ? 1 : 0, 1);
-  command.add_option("--direction", direction_, Joined(Directions()))
+  Offer(command.add_option("--direction", direction_, Joined(Directions())), Joined(Directions()))
       ->type_name("DIRECTION")
       ->required(required)
       ->check(CLI::IsMember(Directions()).description(""));

@@ -3,6 +3,7 @@
 
 #include <CLI/CLI.hpp>
 #include <optional>
+#include <set>
 
 #include "cli/output.h"
 #include "hqos.h"
@@ -31,6 +32,9 @@ class ApplyTarget {
   std::optional<uint16_t> slot_, id_;
   bool system_ = false;
 };
+
+// All interfaces of the kinds that an SP can be applied to.
+std::set<std::string> InterfaceNames();
 
 // "interface eth0", "outbound" and the fields of the record.
 std::string ObjectText(const HQOS_AppObj& obj);

@@ -16,17 +16,24 @@ CLI::App* AddGroup(CLI::App& app, const std::string& name, const std::string& he
   return group;
 }
 
-CLI::Option* AddName(CLI::App* command, std::string& name) {
-  return Named(command->add_option("NAME", name, "its name"));
+CLI::Option* Offer(CLI::Option* option, const std::string& source) {
+  return option->check(
+      CLI::Validator([](const std::string&) { return std::string(); }, "", source));
 }
 
-CLI::Option* Named(CLI::Option* option) {
-  return option->required()->check(CLI::Validator(
-      [](const std::string& name) {
-        const bool fits = !name.empty() && name.size() < HQOS_NAME_SIZE;
-        return fits ? "" : "a name has 1 to " + std::to_string(HQOS_NAME_SIZE - 1) + " bytes";
-      },
-      ""));
+CLI::Option* AddName(CLI::App* command, std::string& name, const std::string& source) {
+  return Named(command->add_option("NAME", name, "its name"), source);
+}
+
+CLI::Option* Named(CLI::Option* option, const std::string& source) {
+  return Offer(option, source)
+      ->required()
+      ->check(CLI::Validator(
+          [](const std::string& name) {
+            const bool fits = !name.empty() && name.size() < HQOS_NAME_SIZE;
+            return fits ? "" : "a name has 1 to " + std::to_string(HQOS_NAME_SIZE - 1) + " bytes";
+          },
+          ""));
 }
 
 CLI::Option* Numeric(CLI::Option* option, uint32_t max) {

@@ -10,11 +10,16 @@ namespace hqosctl {
 // A command that only holds others; one of them must follow.
 CLI::App* AddGroup(CLI::App& app, const std::string& name, const std::string& help);
 
-// The required argument NAME, an object's name.
-CLI::Option* AddName(CLI::App* command, std::string& name);
+// Makes completion offer what `source` names: "@sp" the SPs and so on, "@kind" the objects of the
+// kind that the word before names, "@interface", "@revision", "@file", "" nothing, or the words in
+// `source`.
+CLI::Option* Offer(CLI::Option* option, const std::string& source);
+
+// The required argument NAME, an object's name, with what completion offers.
+CLI::Option* AddName(CLI::App* command, std::string& name, const std::string& source);
 
 // Makes the option required, and lets it take object names only.
-CLI::Option* Named(CLI::Option* option);
+CLI::Option* Named(CLI::Option* option, const std::string& source);
 
 // Lets the option take decimal numbers up to `max` only.
 CLI::Option* Numeric(CLI::Option* option, uint32_t max = UINT32_MAX);

@@ -32,22 +32,22 @@ CLI::App& AddKind(CLI::App& app, const Kind& kind, Output& output) {
     uint16_t id = HQOS_ID_NONE;
   };
   const auto a = std::make_shared<Arguments>();
-  const std::string title = kind.title;
+  const std::string title = kind.title, source = std::string("@") + kind.command;
   CLI::App* const group = AddGroup(app, kind.command, kind.help);
   if (kind.add != nullptr) {
     CLI::App* const add = group->add_subcommand("add", "Create the " + title);
-    AddName(add, a->name);
+    AddName(add, a->name, "");
     Numeric(add->add_option("--id", a->id, "its identifier; the lowest free one by default"),
             HQOS_ID_NONE - 1);
     add->callback([a, command = kind.add] { Do(command, a->name, a->id); });
 
     CLI::App* const del = group->add_subcommand("del", "Delete the " + title);
-    AddName(del, a->name);
+    AddName(del, a->name, source);
     del->callback([a, command = kind.del] { Do(command, a->name); });
   }
   CLI::App* const show =
       group->add_subcommand("show", "Show the " + title + ", or all " + title + "s");
-  AddName(show, a->name)->required(false);
+  AddName(show, a->name, source)->required(false);
   show->callback([a, shower = kind.show, &output] { shower(a->name, output); });
   return *group;
 }

@@ -148,7 +148,7 @@ void ShowHistory(Output& output) {
 
 void AddShow(CLI::App& config, const std::shared_ptr<Arguments>& a, Output& output) {
   CLI::App* const show = config.add_subcommand("show", "Print the running state as a file");
-  show->add_option("--revision", a->revision, "a state of the history instead");
+  Offer(show->add_option("--revision", a->revision, "a state of the history instead"), "@revision");
   show->add_flag("--no-ids", a->withoutIds, "leave identifiers out");
   show->callback([a, &output] { Show(*a, output.json); });
 }
@@ -156,7 +156,7 @@ void AddShow(CLI::App& config, const std::shared_ptr<Arguments>& a, Output& outp
 void AddApply(CLI::App& config, const std::shared_ptr<Arguments>& a, Output& output) {
   CLI::App* const apply =
       config.add_subcommand("apply", "Make the file the running state, in one transaction");
-  apply->add_option("FILE", a->file, "the file; -: standard input")->required();
+  Offer(apply->add_option("FILE", a->file, "the file; -: standard input"), "@file")->required();
   apply->add_flag("--dry-run", a->isDryRun, "ask the service, and change nothing");
   apply->add_flag("--merge", a->isMerge, "remove nothing that the file does not name");
   Numeric(apply->add_option("--confirm", a->confirmSeconds,
@@ -178,13 +178,13 @@ void AddConfigCommands(CLI::App& app, Output& output) {
 
   CLI::App* const validate =
       config.add_subcommand("validate", "List what is wrong with the file; no service is needed");
-  validate->add_option("FILE", a->file, "the file; -: standard input")->required();
+  Offer(validate->add_option("FILE", a->file, "the file; -: standard input"), "@file")->required();
   validate->callback([a] { ReadModelFile(a->file, true); });
 
   CLI::App* const diff =
       config.add_subcommand("diff", "Show what the file would change; status 4 if anything");
-  diff->add_option("FILE", a->file, "the file; -: standard input");
-  diff->add_option("--revision", a->revision, "a state of the history instead");
+  Offer(diff->add_option("FILE", a->file, "the file; -: standard input"), "@file");
+  Offer(diff->add_option("--revision", a->revision, "a state of the history instead"), "@revision");
   diff->callback([a, &output] { Diff(*a, output.json); });
 
   AddApply(config, a, output);
@@ -193,7 +193,9 @@ void AddConfigCommands(CLI::App& app, Output& output) {
     PrintRevision(Confirm());
   });
   CLI::App* const rollback = config.add_subcommand("rollback", "Go back to a state of the history");
-  rollback->add_option("REVISION", a->revision, "its revision; by default the last one replaced");
+  Offer(rollback->add_option("REVISION", a->revision,
+                             "its revision; by default the last one replaced"),
+        "@revision");
   rollback->callback([a] { PrintRevision(RollBack(a->revision)); });
   config.add_subcommand("history", "List the states that can be restored")->callback([&output] {
     ShowHistory(output);

@@ -96,7 +96,7 @@ void AddDbCommands(CLI::App& app, Output& output) {
   const auto file = std::make_shared<std::string>();
   const auto add = [&](const char* name, const char* help) {
     CLI::App* const command = db->add_subcommand(name, help);
-    command->add_option("FILE", *file, "the store; hqosd's default without it");
+    Offer(command->add_option("FILE", *file, "the store; hqosd's default without it"), "@file");
     return command;
   };
   add("dump", "Print its keys with their records decoded")->callback([file, &output] {

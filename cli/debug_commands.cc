@@ -15,7 +15,9 @@ void AddDebugCommands(CLI::App& app) {
   const auto selector = std::make_shared<uint32_t>();
   const auto add = [&](const char* name, const char* help, uint32_t (*call)(uint32_t)) {
     CLI::App* const command = group->add_subcommand(name, help);
-    command->add_option("SELECTOR", *selector, "requests, bytes, all, or the number of others")
+    Offer(
+        command->add_option("SELECTOR", *selector, "requests, bytes, all, or the number of others"),
+        "requests bytes all")
         ->required()
         ->transform(CLI::Transformer(std::map<std::string, uint32_t>{
                                          {"requests", HQOSD_DEBUG_REQUESTS},

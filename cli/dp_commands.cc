@@ -65,11 +65,11 @@ void AddDPCommands(CLI::App& app, Output& output) {
       AddKind(app, {"dp", "DP", "DP objects", HQOS_lib_AddDP, HQOS_lib_DelDP, Show}, output);
 
   CLI::App* const weight = dp.add_subcommand("weight", "Set the DP's weight");
-  AddName(weight, a->name);
+  AddName(weight, a->name, "@dp");
   AddValues(weight, a, "WEIGHT", 1, "the weight, unless --none is given", SetWeight);
 
   CLI::App* const threshold = dp.add_subcommand("threshold", "Set one of the DP's thresholds");
-  AddName(threshold, a->name);
+  AddName(threshold, a->name, "@dp");
   Numeric(threshold->add_option("INDEX", a->index, "0, 1 or 2"))->required();
   AddValues(threshold, a, "VALUES", 4, "its four values, N,N,N,N, unless --none is given",
             SetThreshold);

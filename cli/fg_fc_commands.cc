@@ -43,7 +43,7 @@ void AddFGCommands(CLI::App& app, Output& output) {
       output);
   const auto name = std::make_shared<std::string>();
   CLI::App* const children = fg.add_subcommand("children", "List the FG's children");
-  AddName(children, *name);
+  AddName(children, *name, "@fg");
   children->callback([name, &output] { ShowFGSons(*name, output); });
 }
 

@@ -85,7 +85,7 @@ void AddFPCommands(CLI::App& app, Output& output) {
 
   CLI::App* const set =
       fp.add_subcommand("set", "Set the FP's settings in turn, until one is refused");
-  AddName(set, a->name);
+  AddName(set, a->name, "@fp");
   addValues(set, "--queue", a->queue, 3, "N,N,N", "the queue and its two values");
   CLI::Option* const gts =
       addValues(set, "--gts", a->gts, 4, "CIR,CBS,EBS,LENGTH",
@@ -97,12 +97,12 @@ void AddFPCommands(CLI::App& app, Output& output) {
   WithUnit(addValues(set, "--bandwidth", a->bandwidth, 1, "RATE",
                      "the bandwidth: kbit/s, or a rate such as 5Mbit"),
            0, Quantity::kKbitPerSecond);
-  Named(set->add_option("--dp", a->dp, "the DP that it refers to"))->required(false);
+  Named(set->add_option("--dp", a->dp, "the DP that it refers to"), "@dp")->required(false);
   set->callback([a] { Set(*a); });
 
   CLI::App* const unset =
       fp.add_subcommand("unset", "Remove settings in turn, until one is refused");
-  AddName(unset, a->name);
+  AddName(unset, a->name, "@fp");
   addValues(unset, "--queue", a->queue, 1, "N", "the queue");
   unset->add_flag("--gts", a->noGTS, "shaping");
   unset->add_flag("--bandwidth", a->noBandwidth, "the bandwidth");

@@ -11,6 +11,7 @@
 #include "cli/arguments.h"
 #include "cli/batch.h"
 #include "cli/commands.h"
+#include "cli/complete.h"
 #include "cli/deadline.h"
 #include "cli/failure.h"
 #include "cli/output.h"
@@ -41,11 +42,16 @@ int Run(int argc, char** argv, hqosctl::Output& output) {
   std::string batch;
   bool force = false;
   CLI::Option* const batchOption =
-      app.add_option("--batch", batch,
-                     "run the commands in FILE (-: standard input), one per line, without "
-                     "hqosctl's own options")
-          ->type_name("FILE");
-  app.add_flag("--force", force, "in a batch, continue after a refusal")->needs(batchOption);
+      hqosctl::Offer(
+          app.add_option("--batch", batch,
+                         "run the commands in FILE (-: standard input), one per line, without "
+                         "hqosctl's own options"),
+          "@file")
+          ->type_name("FILE")
+          ->group("Instead of a command");
+  app.add_flag("--force", force, "in a batch, continue after a refusal")
+      ->needs(batchOption)
+      ->group("Instead of a command");
   hqosctl::Seconds(app.add_option_function<double>(
       "--timeout", hqosctl::SetTimeout,
       "give up, with status 3, when a command (each of a batch, each round of a watch) takes "
@@ -56,6 +62,10 @@ int Run(int argc, char** argv, hqosctl::Output& output) {
            "\nRun with --help for more information.\n";
   });
   hqosctl::AddCommands(app, output);
+  if (argc > 1 && std::string_view(argv[1]) == "__complete") {  // for the completion of shells
+    hqosctl::Complete(app, {argv + 2, argv + argc});
+    return hqosctl::kDone;
+  }
   for (CLI::App* const command : app.get_subcommands({})) command->excludes(batchOption);
   try {
     app.parse(argc, argv);

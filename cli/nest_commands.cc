@@ -53,12 +53,12 @@ void AddParent(CLI::App* command, Arguments& a) {
   command->add_option("KIND", a.parentKind, "the parent's")
       ->required()
       ->check(CLI::IsMember({"sp", "fg"}));
-  Named(command->add_option("PARENT", a.parent, "its name"));
+  Named(command->add_option("PARENT", a.parent, "its name"), "@kind");
 }
 
 void AddChild(CLI::App* command, Arguments& a) {
   command->add_option("CHILD-KIND", a.childKind)->required()->check(CLI::IsMember({"fg", "fc"}));
-  Named(command->add_option("CHILD", a.child, "its name"));
+  Named(command->add_option("CHILD", a.child, "its name"), "@kind");
 }
 
 }  // namespace
@@ -71,7 +71,7 @@ void AddNestCommands(CLI::App& app) {
   AddParent(nest, *a);
   AddChild(nest, *a);
   nest->add_option("--match", a->rule, "the FG's values, such as dot1p:0-3,6 or group");
-  Named(nest->add_option("--fp", a->fp, "the FP that the child uses"))->required(false);
+  Named(nest->add_option("--fp", a->fp, "the FP that the child uses"), "@fp")->required(false);
   nest->callback([a] { Nest(*a); });
 
   CLI::App* const unnest = app.add_subcommand("unnest", "Remove a nesting");

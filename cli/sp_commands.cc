@@ -48,7 +48,7 @@ void AddSPCommands(CLI::App& app, Output& output) {
   CLI::App& sp =
       AddKind(app, {"sp", "SP", "SP objects", HQOS_lib_AddSP, HQOS_lib_DelSP, Show}, output);
   CLI::App* const unit = sp.add_subcommand("unit", "Set the SP's unit");
-  AddName(unit, a->name);
+  AddName(unit, a->name, "@sp");
   unit->add_option("UNIT", a->unit)->required()->check(CLI::IsMember(UnitNames()));
   unit->callback([a] { SetUnit(a->name, a->unit); });
 }

@@ -85,7 +85,7 @@ Output::Record Nested(const std::vector<HQOS_SPSon>& sons, const AddMore& addMor
 void AddTreeCommand(CLI::App& app, Output& output) {
   const auto name = std::make_shared<std::string>();
   CLI::App* const tree = app.add_subcommand("tree", "Draw what is nested below the SP, or all SPs");
-  Named(tree->add_option("SP", *name, "its name"))->required(false);
+  Named(tree->add_option("SP", *name, "its name"), "@sp")->required(false);
   tree->callback([name, &output] { ShowTree(*name, output); });
 }
 

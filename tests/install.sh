@@ -16,7 +16,7 @@ trap finish EXIT
 cmake --install "$build" --prefix "$dir/usr" >"$dir/log"
 for file in include/hqos.h include/hqos/platform/stlv.h lib/libhqos.so lib/libhqos.so.1 \
   lib/libhqos-platform.so lib/pkgconfig/hqos.pc lib/cmake/hqos/hqosConfig.cmake \
-  bin/hqosd bin/hqosctl share/man/man1/hqosctl.1 share/man/man3/HQOS_lib_AddSP.3; do
+  bin/hqosd bin/hqosctl share/man/man1/hqosctl.1 share/bash-completion/completions/hqosctl share/man/man3/HQOS_lib_AddSP.3; do
   [ -e "$dir/usr/$file" ] || { echo "not installed: $file"; exit 1; }
 done
 [ ! -e "$dir/usr/include/hqos/platform/host" ]
