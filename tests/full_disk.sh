@@ -55,3 +55,18 @@ wait "$pid" || true
 start
 hqosctl fp show again >/dev/null || fail "what was written then is lost"
 kill "$pid"
+wait "$pid" || true
+# Damage, and no room to repair it: what can be read is served, and repaired when there is room.
+dd if=/dev/zero of=/mnt/state/hqosd.db bs=4096 seek=2 count=1 conv=notrunc 2>/dev/null
+dd if=/dev/zero of=/mnt/fill bs=4096 2>/dev/null || true
+start
+grep -q "the store is damaged" /mnt/run/log || fail "the log does not name the damage"
+left=$(hqosctl fp show | wc -l)
+test "$left" -gt 1 || fail "nothing of a damaged store is served"
+text=$(hqosctl fp add none 2>&1) && fail "it adds to a damaged store without room"
+case $text in *"it is damaged, and its disk is full"*) ;; *) fail "no refusal names the damage: $text" ;; esac
+rm -f /mnt/fill
+hqosctl fp add repaired || fail "it does not repair the store when there is room"
+test "$(hqosctl fp show | wc -l)" -eq $((left + 1)) || fail "the repaired store has other records"
+kill "$pid"
+wait "$pid" || true

@@ -99,16 +99,15 @@ class Kept : public testing::Test, public Caller {
 
   // Carries out the statements on the file; the number that a query returns.
   int64_t Sql(const std::string& sql) const {
-    sqlite3* db = nullptr;
+    hqosd::Database db;
     int64_t number = 0;
     const auto take = [](void* to, int, char** columns, char**) {
       *static_cast<int64_t*>(to) = std::stoll(columns[0]);
       return 0;
     };
-    EXPECT_TRUE(sqlite3_open(file().c_str(), &db) == SQLITE_OK && hqosd::AddRowSum(db));
-    EXPECT_EQ(sqlite3_exec(db, sql.c_str(), take, &number, nullptr), SQLITE_OK)
-        << sqlite3_errmsg(db);
-    sqlite3_close(db);
+    EXPECT_TRUE(hqosd::OpenDatabase(file(), SQLITE_OPEN_READWRITE, db));
+    EXPECT_EQ(sqlite3_exec(db.get(), sql.c_str(), take, &number, nullptr), SQLITE_OK)
+        << sqlite3_errmsg(db.get());
     return number;
   }
 

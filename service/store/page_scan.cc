@@ -1,6 +1,8 @@
 #include "service/store/page_scan.h"
 
-#include <cstring>
+#include <algorithm>
+#include <fstream>
+#include <map>
 #include <optional>
 
 namespace hqosd {
@@ -43,6 +45,7 @@ class Cursor {
   size_t at_;
 };
 
+constexpr size_t kFileHeader = 100;  // bytes, before the first page's own header
 constexpr uint8_t kInteriorIndex = 0x02, kLeafIndex = 0x0A;
 
 // A whole number of the serial type; none for other types.
@@ -80,8 +83,7 @@ std::optional<PageRow> RowAt(const Bytes& page, size_t at) {
   return row;
 }
 
-}  // namespace
-
+// `begin` is where the page's own header is.
 void ScanPage(const Bytes& page, size_t begin, const std::function<void(const PageRow&)>& take) {
   const auto type = Cursor(page, begin).Big(1);
   if (!type || (*type != kInteriorIndex && *type != kLeafIndex)) return;
@@ -95,11 +97,56 @@ void ScanPage(const Bytes& page, size_t begin, const std::function<void(const Pa
   }
 }
 
+bool Read(std::ifstream& in, Bytes& bytes) {
+  return !!in.read(reinterpret_cast<char*>(bytes.data()),
+                   static_cast<std::streamsize>(bytes.size()));
+}
+
+// The size of the pages that the header of the file or log gives; 4096 when it makes no sense.
 size_t PageSize(const Bytes& header, bool isLog) {
   Cursor in(header, isLog ? 8 : 16);
   uint64_t size = in.Big(isLog ? 4 : 2).value_or(0);
   if (size == 1) size = 65536;
   return size >= 512 && size <= 65536 && (size & (size - 1)) == 0 ? size : 4096;
+}
+
+// The committed pages of a log by their numbers, from 1. Its frames are a header of 24 bytes (page
+// number, database size at a commit, the log's own two salts) and a page.
+std::map<uint64_t, Bytes> PagesOfLog(const std::string& log) {
+  std::map<uint64_t, Bytes> pages, uncommitted;
+  std::ifstream in(log, std::ios::binary);
+  Bytes header(32), frame(24);
+  if (!Read(in, header)) return {};
+  Bytes page(PageSize(header, true));
+  while (Read(in, frame) && Read(in, page)) {
+    if (!std::equal(header.begin() + 16, header.begin() + 24, frame.begin() + 8)) continue;
+    uncommitted[*Cursor(frame, 0).Big(4)] = page;
+    if (*Cursor(frame, 4).Big(4) == 0) continue;
+    uncommitted.merge(pages);  // keeps its own
+    pages.swap(uncommitted);
+    uncommitted.clear();
+  }
+  return pages;
+}
+
+}  // namespace
+
+void ScanPages(const std::string& file, const std::function<void(const PageRow&)>& take) {
+  std::map<uint64_t, Bytes> logged = PagesOfLog(file + "-wal");
+  std::ifstream in(file, std::ios::binary);
+  Bytes header(kFileHeader);
+  Read(in, header);
+  in.clear();
+  in.seekg(0);
+  Bytes page(logged.empty() ? PageSize(header, false) : logged.begin()->second.size());
+  uint64_t number = 1;
+  for (; Read(in, page); ++number) {
+    const auto later = logged.find(number);
+    ScanPage(later == logged.end() ? page : later->second, number == 1 ? kFileHeader : 0, take);
+  }
+  for (auto rest = logged.lower_bound(number); rest != logged.end(); ++rest) {
+    ScanPage(rest->second, rest->first == 1 ? kFileHeader : 0, take);
+  }
 }
 
 }  // namespace hqosd

@@ -15,12 +15,8 @@ struct PageRow {
   int64_t sum;
 };
 
-// Calls `take` with everything on the page that has the form of a row of `record`. Rows with
-// overflow pages are left out. `page` has the size of the database's pages; `begin` is 100 on its
-// first page, else 0.
-void ScanPage(const Bytes& page, size_t begin, const std::function<void(const PageRow&)>& take);
-
-// The size of the pages that the header of the file or log gives; 4096 when it makes no sense.
-size_t PageSize(const Bytes& header, bool isLog);
+// Calls `take` with everything on the pages of the database that has the form of a row of `record`.
+// A page that its log has committed is taken from there. Rows with overflow pages are left out.
+void ScanPages(const std::string& file, const std::function<void(const PageRow&)>& take);
 
 }  // namespace hqosd

@@ -7,13 +7,14 @@
 #include <cstring>
 #include <ctime>
 #include <filesystem>
-#include <fstream>
 #include <map>
 
 #include "service/model/log.h"
 #include "service/store/page_scan.h"
 #include "service/store/records.h"
 #include "service/store/schema.h"
+#include "service/store/store.h"
+#include "service/store/store_files.h"
 
 namespace hqosd {
 
@@ -25,28 +26,20 @@ struct Row {
   Bytes value;
   int64_t sum;
 };
-using Rows = std::map<std::string, Row>;
 
-struct Quarantined {
-  std::string key;
-  Bytes value;
-  std::string reason, since;
+// What a damaged store has.
+struct Found {
+  std::map<std::string, Row> rows;
+  std::vector<QuarantinedRecord> quarantine;
+  size_t byKeys = 0, count = 0;  // of the rows: those that SQLite finds, and all that are found
 };
-
-Database OpenFile(const std::string& file) {
-  sqlite3* db = nullptr;
-  const bool done = sqlite3_open_v2(file.c_str(), &db, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE,
-                                    nullptr) == SQLITE_OK;
-  Database opened(db);
-  return done && AddRowSum(db) ? std::move(opened) : nullptr;
-}
 
 // What SQLite finds from the first key on, and from the last one back. Rows of a version without
 // checksums are accepted as they are.
-void ReadByKeys(sqlite3* db, Rows& rows, std::vector<Quarantined>& quarantine) {
-  const auto take = [&rows](sqlite3_stmt* row) {
+void ReadByKeys(sqlite3* db, Found& found) {
+  const auto take = [&found](sqlite3_stmt* row) {
     const std::string key = TextAt(row, 0);
-    rows.insert({key, {BytesAt(row, 1), sqlite3_column_int64(row, 2)}});
+    found.rows.insert({key, {BytesAt(row, 1), sqlite3_column_int64(row, 2)}});
   };
   for (const char* sum : {"sum", "row_sum(key, value)"}) {
     for (const char* order : {"", " DESC"}) {
@@ -54,74 +47,58 @@ void ReadByKeys(sqlite3* db, Rows& rows, std::vector<Quarantined>& quarantine) {
           fmt::format("SELECT key, value, {} FROM record ORDER BY key{}", sum, order);
       ForEachRow(db, sql.c_str(), take);
     }
-    if (!rows.empty()) break;
+    if (!found.rows.empty()) break;
   }
   for (const char* table : {"quarantine", "set_aside"}) {
-    ForEachRow(
-        db, fmt::format("SELECT key, value, reason, since FROM {}", table).c_str(),
-        [&quarantine](sqlite3_stmt* row) {
-          quarantine.push_back({TextAt(row, 0), BytesAt(row, 1), TextAt(row, 2), TextAt(row, 3)});
-        });
+    ForEachRow(db, fmt::format("SELECT key, value, reason, since FROM {}", table).c_str(),
+               [&found](sqlite3_stmt* row) {
+                 found.quarantine.push_back(
+                     {TextAt(row, 0), BytesAt(row, 1), TextAt(row, 2), TextAt(row, 3)});
+               });
   }
 }
 
-// What is on the pages of a database file, or of a log, where each has a header of its own. A row
-// that is found twice is the later one in a log, and in a file the one that SQLite found.
-void ReadByPages(const std::string& file, bool isLog, Rows& rows) {
-  std::ifstream in(file, std::ios::binary);
-  Bytes header(100);
-  in.read(reinterpret_cast<char*>(header.data()), static_cast<std::streamsize>(header.size()));
-  in.clear();
-  const size_t size = PageSize(header, isLog);
-  in.seekg(isLog ? 32 : 0);
-  Bytes page(size);
-  for (size_t number = 0;; ++number) {
-    if (isLog) in.ignore(24);
-    if (!in.read(reinterpret_cast<char*>(page.data()), static_cast<std::streamsize>(size))) return;
-    ScanPage(page, number == 0 && !isLog ? 100 : 0, [&](const PageRow& row) {
-      if (RowSum(row.key, row.value) != row.sum) return;
-      if (isLog) {
-        rows[row.key] = {row.value, row.sum};
-      } else {
-        rows.insert({row.key, {row.value, row.sum}});
-      }
-    });
+Found ReadRows(const std::string& file) {
+  Found found;
+  std::error_code noSize;
+  const bool isEmpty = fs::file_size(file, noSize) == 0;
+  // With its log first, for whose index there may be no room. SQLite removes that of an empty file.
+  for (const bool isFull : {false, true}) {
+    if (isEmpty) break;
+    Database db;
+    if (OpenDatabase(ReadingUri(file, isFull), kReadUri, db)) {
+      ReadByKeys(db.get(), found);
+    }
+    if (!found.rows.empty()) break;
   }
+  found.byKeys = found.rows.size();
+  std::map<std::string, Row> byPages;
+  ScanPages(file, [&byPages](const PageRow& row) {
+    if (RowSum(row.key, row.value) == row.sum) byPages[row.key] = {row.value, row.sum};
+  });
+  found.rows.merge(byPages);
+  found.count = found.rows.size();
+  const Bytes version(std::begin(kStoreVersion), std::end(kStoreVersion) - 1);
+  found.rows[HQOSD_KEY_VERSION] = {version, RowSum(HQOSD_KEY_VERSION, version)};
+  return found;
 }
 
-// A store of the rows, on disk when it returns true.
-bool Create(const std::string& file, const Rows& rows, const std::vector<Quarantined>& quarantine) {
-  const Database db = OpenFile(file);
-  if (db == nullptr || !Execute(db.get(), "PRAGMA synchronous=FULL; BEGIN") ||
-      !Execute(db.get(), kCreateTables)) {
-    return false;
+// A new store of the rows, on disk when it is returned; else null.
+Database Create(const std::string& file, const Found& found) {
+  Database db;
+  if (!OpenDatabase(file, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, db) ||
+      !Execute(db.get(), "PRAGMA synchronous=FULL; BEGIN") || !Execute(db.get(), kCreateTables)) {
+    return nullptr;
   }
-  const auto bind = [](const Statement& to, int column, const auto& bytes, bool isText) {
-    const int length = static_cast<int>(bytes.size());
-    const void* const data = bytes.empty() ? "" : static_cast<const void*>(bytes.data());
-    isText
-        ? sqlite3_bind_text(to.get(), column, static_cast<const char*>(data), length, SQLITE_STATIC)
-        : sqlite3_bind_blob(to.get(), column, data, length, SQLITE_STATIC);
-  };
-  const auto step = [](const Statement& insert) {
-    return sqlite3_step(insert.get()) == SQLITE_DONE && sqlite3_reset(insert.get()) == SQLITE_OK;
-  };
   const Statement record = Prepare(db.get(), "INSERT INTO record VALUES(?1, ?2, ?3)");
   const Statement other = Prepare(db.get(), "INSERT INTO quarantine VALUES(?1, ?2, ?3, ?4)");
-  for (const auto& [key, row] : rows) {
-    bind(record, 1, key, true);
-    bind(record, 2, row.value, false);
-    sqlite3_bind_int64(record.get(), 3, row.sum);
-    if (!step(record)) return false;
+  for (const auto& [key, row] : found.rows) {
+    if (!Run(record, key, row.value, row.sum)) return nullptr;
   }
-  for (const Quarantined& row : quarantine) {
-    bind(other, 1, row.key, true);
-    bind(other, 2, row.value, false);
-    bind(other, 3, row.reason, true);
-    bind(other, 4, row.since, true);
-    if (!step(other)) return false;
+  for (const QuarantinedRecord& row : found.quarantine) {
+    if (!Run(other, row.key, row.value, row.reason, row.since)) return nullptr;
   }
-  return Execute(db.get(), "COMMIT");
+  return Execute(db.get(), "COMMIT") ? std::move(db) : nullptr;
 }
 
 std::string Now() {
@@ -133,24 +110,34 @@ std::string Now() {
   return text;
 }
 
-// Copies the damaged files beside themselves.
-std::string Keep(const std::string& file, const std::string& kept) {
+bool Sync(const fs::path& file) {
+  const int fd = open(file.empty() ? "." : file.c_str(), O_RDONLY | O_CLOEXEC);
+  const bool done = fd >= 0 && fsync(fd) == 0;
+  if (fd >= 0) close(fd);
+  return done;
+}
+
+// Gives the file a second name, which takes no room, or copies it where that cannot be.
+std::string KeepFile(const std::string& file, const std::string& kept) {
   std::error_code error;
-  fs::copy_file(file, kept, error);
-  if (!error && fs::exists(file + "-wal")) fs::copy_file(file + "-wal", kept + "-wal", error);
-  return error ? "it cannot be copied to " + kept + ": " + error.message() : "";
+  fs::create_hard_link(file, kept, error);
+  if (error) fs::copy_file(file, kept, error);
+  return error || !Sync(kept) ? "it cannot be kept as " + kept + ": " + error.message() : "";
+}
+
+std::string Keep(const std::string& file, const std::string& kept) {
+  std::string why = KeepFile(file, kept);
+  if (why.empty() && fs::exists(file + "-wal")) why = KeepFile(file + "-wal", kept + "-wal");
+  return why;
 }
 
 // Puts the fresh store in the place of the damaged one, whose log must not be applied to it.
 std::string Replace(const std::string& fresh, const std::string& file) {
+  const fs::path dir = fs::path(file).parent_path();
+  if (!Sync(dir)) return std::strerror(errno);
   for (const char* end : {"-wal", "-shm"}) unlink((file + end).c_str());
   if (rename(fresh.c_str(), file.c_str()) != 0) return std::strerror(errno);
-  const std::string dir = fs::path(file).parent_path();
-  const int fd = open(dir.empty() ? "." : dir.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  if (fd >= 0) {
-    fsync(fd);
-    close(fd);
-  }
+  Sync(dir);
   return "";
 }
 
@@ -161,28 +148,25 @@ std::string Salvage(const std::string& file, const std::string& damage) {
   std::string kept = file + ".damaged-" + Now();
   while (fs::exists(kept)) kept += '+';
   std::string why = Keep(file, kept);
-  if (!why.empty()) return why;
-  Rows rows;
-  std::vector<Quarantined> quarantine;
-  if (const Database db = OpenFile(file)) {
-    Execute(db.get(), "PRAGMA wal_checkpoint(TRUNCATE)");
-    ReadByKeys(db.get(), rows, quarantine);
-  }
-  const size_t byKeys = rows.size();
-  ReadByPages(file, false, rows);
-  if (rows.empty()) ReadByPages(kept + "-wal", true, rows);
-  const size_t found = rows.size();
-  const Bytes version(std::begin(kStoreVersion), std::end(kStoreVersion) - 1);
-  rows[HQOSD_KEY_VERSION] = {version, RowSum(HQOSD_KEY_VERSION, version)};
+  const Found found = why.empty() ? ReadRows(file) : Found();
   for (const char* end : {"", "-journal"}) unlink((fresh + end).c_str());
-  if (!Create(fresh, rows, quarantine)) return "the rows that can be read cannot be written";
+  if (why.empty() && Create(fresh, found) == nullptr) {
+    why = "the rows that can be read cannot be written";
+  }
+  if (!why.empty()) {
+    for (const std::string& made : {kept, kept + "-wal", fresh, fresh + "-journal"}) {
+      unlink(made.c_str());
+    }
+    return why;
+  }
   why = Replace(fresh, file);
   if (!why.empty()) return why;
   Log("the store was damaged: %s; %zu records can be read, %zu of them only from their pages, and "
-      "all "
-      "others are lost; the damaged store is kept as %s",
-      damage.c_str(), found, found - byKeys, kept.c_str());
+      "all others are lost; the damaged store is kept as %s",
+      damage.c_str(), found.count, found.count - found.byKeys, kept.c_str());
   return "";
 }
+
+Database ReadDamaged(const std::string& file) { return Create(":memory:", ReadRows(file)); }
 
 }  // namespace hqosd

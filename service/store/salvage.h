@@ -3,12 +3,17 @@
 
 #include <string>
 
+#include "service/store/sqlite.h"
+
 namespace hqosd {
 
 // Puts a fresh store in the place of the damaged one, with every row that can be read: those that
-// SQLite finds from either end, and those on pages of the file or its log that it cannot reach
-// whose checksums are right. The damaged files are kept under a name with the time. Nobody else may
-// have the store open. Returns "", or why it could not; the damaged store is then as it was.
+// SQLite finds from either end, and those on pages that it cannot reach whose checksums are right.
+// The damaged files are kept under a name with the time. Nobody else may have the store open.
+// Returns "", or why it could not; the damaged store is then as it was.
 std::string Salvage(const std::string& file, const std::string& damage);
+
+// A store in memory with the same rows, for one that cannot be replaced. Null when memory is short.
+Database ReadDamaged(const std::string& file);
 
 }  // namespace hqosd

@@ -25,8 +25,13 @@ int64_t RowSum(const std::string& key, const Bytes& value) {
   return Sum(key.data(), key.size(), value.data(), value.size());
 }
 
-bool AddRowSum(sqlite3* db) {
-  return sqlite3_create_function(db, "row_sum", 2, SQLITE_UTF8 | SQLITE_DETERMINISTIC, nullptr,
+bool OpenDatabase(const std::string& name, int flags, Database& db) {
+  sqlite3* opened = nullptr;
+  const int result = sqlite3_open_v2(name.c_str(), &opened, flags, nullptr);
+  db.reset(opened);
+  if (opened != nullptr) sqlite3_busy_timeout(opened, kBusyTime);
+  return result == SQLITE_OK &&
+         sqlite3_create_function(opened, "row_sum", 2, SQLITE_UTF8 | SQLITE_DETERMINISTIC, nullptr,
                                  SumOfArguments, nullptr, nullptr) == SQLITE_OK;
 }
 
@@ -36,6 +41,30 @@ std::string VersionOf(sqlite3* db) {
   return FirstText(db, hasSums ? "SELECT value FROM record WHERE key = '" HQOSD_KEY_VERSION
                                  "' AND sum = row_sum(key, value)"
                                : "SELECT value FROM record WHERE key = '" HQOSD_KEY_VERSION "'");
+}
+
+std::string CheckVersion(sqlite3* db) {
+  const std::string version = VersionOf(db);
+  if (version.empty() || version == kStoreVersion || version == "1") return "";
+  return "its version is " + version + ", not " + kStoreVersion;
+}
+
+std::string FindDamage(sqlite3* db) {
+  std::string damage = FirstText(db, "PRAGMA quick_check(1)");
+  if (damage != "ok")
+    return damage.empty() ? std::string(sqlite3_errmsg(db)) : damage.substr(damage.rfind('\n') + 1);
+  std::string last, unordered;
+  const int result = ForEachRow(db, "SELECT key FROM record ORDER BY key", [&](sqlite3_stmt* row) {
+    std::string key = TextAt(row, 0);
+    if (!last.empty() && key <= last) unordered = "a key is not in the order of its tree";
+    last = std::move(key);
+  });
+  const std::string why = sqlite3_errmsg(db);
+  if (result == SQLITE_DONE) {
+    const bool isUsable = VersionOf(db) == "1" || Prepare(db, kReadQuarantine) != nullptr;
+    return isUsable ? unordered : sqlite3_errmsg(db);
+  }
+  return FirstText(db, "SELECT count(*) FROM sqlite_master") == "0" ? "" : why;
 }
 
 bool Upgrade(sqlite3* db) {

@@ -11,13 +11,28 @@ constexpr char kCreateTables[] =
     " WITHOUT ROWID;"
     "CREATE TABLE IF NOT EXISTS quarantine(key TEXT, value BLOB, reason TEXT, since TEXT);";
 
+constexpr char kReadQuarantine[] =
+    "SELECT key, value, reason, since FROM quarantine ORDER BY rowid";
+
 int64_t RowSum(const std::string& key, const Bytes& value);
 
-// Makes row_sum(key, value) known to the statements of the connection.
-bool AddRowSum(sqlite3* db);
+constexpr int kBusyTime = 250;  // ms for a lock that somebody else holds by accident
+
+constexpr int kReadUri = SQLITE_OPEN_READONLY | SQLITE_OPEN_URI;
+
+// Opens the database, whose statements can use row_sum(key, value). False when it cannot; `db` says
+// why, or is null when memory is short.
+bool OpenDatabase(const std::string& name, int flags, Database& db);
 
 // The number of the store's version in its text form; "" when it has none that can be believed.
 std::string VersionOf(sqlite3* db);
+
+// "" when the version is the present one, or one that can be upgraded.
+std::string CheckVersion(sqlite3* db);
+
+// What SQLite's own check finds, or a row whose key has left the order of the tree, which that
+// passes over; "" when there is no damage.
+std::string FindDamage(sqlite3* db);
 
 // From version 1 to the present one: its rows are accepted as they are, once.
 bool Upgrade(sqlite3* db);

@@ -28,6 +28,27 @@ inline bool Execute(sqlite3* db, const char* sql) {
   return sqlite3_exec(db, sql, nullptr, nullptr, nullptr) == SQLITE_OK;
 }
 
+// Without bytes there may be no pointer, and that would bind NULL.
+inline void Bind(sqlite3_stmt* to, int column, const std::string& text) {
+  sqlite3_bind_text(to, column, text.data(), static_cast<int>(text.size()), SQLITE_STATIC);
+}
+inline void Bind(sqlite3_stmt* to, int column, const Bytes& bytes) {
+  const void* const data = bytes.empty() ? "" : static_cast<const void*>(bytes.data());
+  sqlite3_bind_blob(to, column, data, static_cast<int>(bytes.size()), SQLITE_STATIC);
+}
+inline void Bind(sqlite3_stmt* to, int column, int64_t number) {
+  sqlite3_bind_int64(to, column, number);
+}
+
+// Runs a statement without result rows, with its parameters in turn.
+template <class... Values>
+bool Run(const Statement& statement, const Values&... values) {
+  int column = 0;
+  (Bind(statement.get(), ++column, values), ...);
+  const bool done = sqlite3_step(statement.get()) == SQLITE_DONE;
+  return sqlite3_reset(statement.get()) == SQLITE_OK && done;
+}
+
 inline Bytes BytesAt(sqlite3_stmt* row, int column) {
   const auto* const bytes = static_cast<const uint8_t*>(sqlite3_column_blob(row, column));
   return bytes == nullptr ? Bytes() : Bytes(bytes, bytes + sqlite3_column_bytes(row, column));

@@ -16,7 +16,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr int kBusyTime = 250;  // ms for a lock that somebody else holds by accident
 constexpr char kLocked[] = "another process has locked it";
 constexpr char kNoRoom[] = "its disk is full";
 
@@ -27,8 +26,6 @@ constexpr char kPut[] = "INSERT OR REPLACE INTO record VALUES(?1, ?2, row_sum(?1
 constexpr char kDelete[] = "DELETE FROM record WHERE key = ?1";
 constexpr char kQuarantine[] =
     "INSERT INTO quarantine SELECT key, value, ?2, datetime('now') FROM record WHERE key = ?1";
-constexpr char kReadQuarantine[] =
-    "SELECT key, value, reason, since FROM quarantine ORDER BY rowid";
 constexpr char kOverwrite[] =
     "INSERT OR REPLACE INTO record SELECT key, value, sum FROM record"
     " WHERE key = '" HQOSD_KEY_VERSION "'";
@@ -68,7 +65,7 @@ class SqliteStore final : public Store {
     return Transact(keys, [this](const std::vector<std::string>& all) {
       const Statement del = Prepare("DELETE FROM quarantine WHERE key = ?1");
       for (const std::string& key : all) {
-        if (del == nullptr || !Step(*del, key, nullptr)) return false;
+        if (del == nullptr || !Run(del, key)) return false;
       }
       return true;
     });
@@ -76,7 +73,7 @@ class SqliteStore final : public Store {
 
   std::string OpenToRead();
   std::string OpenToCheck() {
-    std::string why = OpenToRead();
+    std::string why = OpenReadOnly();
     if (why.empty()) why = FindDamage();
     return why;
   }
@@ -87,23 +84,18 @@ class SqliteStore final : public Store {
   Statement Prepare(const char* sql) { return hqosd::Prepare(db_.get(), sql); }
   std::string Why() const { return db_ == nullptr ? "out of memory" : sqlite3_errmsg(db_.get()); }
 
-  bool Open(const std::string& name, int flags) {
-    sqlite3* db = nullptr;
-    const int result = sqlite3_open_v2(name.c_str(), &db, flags, nullptr);
-    db_.reset(db);
-    if (db != nullptr) sqlite3_busy_timeout(db, kBusyTime);
-    return result == SQLITE_OK && AddRowSum(db);
-  }
-
-  // "" when the version is the present one, or one that can be upgraded.
-  std::string CheckVersion() {
-    const std::string version = VersionOf(db_.get());
-    if (version.empty() || version == kStoreVersion || version == "1") return "";
-    return "its version is " + version + ", not " + kStoreVersion;
-  }
-  std::string FindDamage();
+  bool Open(const std::string& name, int flags) { return OpenDatabase(name, flags, db_); }
+  std::string FindDamage() const { return hqosd::FindDamage(db_.get()); }
   std::string SetUp();
+  // Closing will not fold the log into the file.
+  void LeaveLog() {
+    if (db_ != nullptr) sqlite3_db_config(db_.get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
+  }
   std::string OpenWithoutRoom();
+  std::string OpenReadOnly();
+  std::string Repair();
+  std::string TryRepair();
+  std::string OpenDamaged(const std::string& why);
 
   std::string ReadRecords(std::vector<StoredRecord>& records) {
     const bool hasSums = !VersionOf(db_.get()).empty() && VersionOf(db_.get()) != "1";
@@ -138,31 +130,13 @@ class SqliteStore final : public Store {
     const Statement put = Prepare(kPut), del = Prepare(kDelete), quarantine = Prepare(kQuarantine);
     if (put == nullptr || del == nullptr || quarantine == nullptr) return false;
     for (const Change& change : changes) {
-      if (!change.quarantine.empty() && !Step(*quarantine, change.key, &change.quarantine)) {
+      if (!change.quarantine.empty() && !Run(quarantine, change.key, change.quarantine)) {
         return false;
       }
-      const bool done =
-          change.value ? Step(*put, change.key, &*change.value) : Step(*del, change.key, nullptr);
+      const bool done = change.value ? Run(put, change.key, *change.value) : Run(del, change.key);
       if (!done) return false;
     }
     return true;
-  }
-
-  // Runs a statement with a key and, where it has a second parameter, a text or bytes.
-  static bool Step(sqlite3_stmt& statement, const std::string& key, std::nullptr_t) {
-    sqlite3_bind_text(&statement, 1, key.data(), static_cast<int>(key.size()), SQLITE_STATIC);
-    const bool done = sqlite3_step(&statement) == SQLITE_DONE;
-    return sqlite3_reset(&statement) == SQLITE_OK && done;
-  }
-  static bool Step(sqlite3_stmt& statement, const std::string& key, const std::string* text) {
-    sqlite3_bind_text(&statement, 2, text->data(), static_cast<int>(text->size()), SQLITE_STATIC);
-    return Step(statement, key, nullptr);
-  }
-  static bool Step(sqlite3_stmt& statement, const std::string& key, const Bytes* value) {
-    // Without bytes there is no pointer, and that would bind NULL.
-    const void* const data = value->empty() ? "" : static_cast<const void*>(value->data());
-    sqlite3_bind_blob(&statement, 2, data, static_cast<int>(value->size()), SQLITE_STATIC);
-    return Step(statement, key, nullptr);
   }
 
   std::string file_;
@@ -171,26 +145,8 @@ class SqliteStore final : public Store {
   Database db_;  // closed before the lock is given up
   bool wasLocked_ = false;
   bool hasRoom_ = true;  // false: opened on a full disk, to read
+  std::string damage_;   // of a store that cannot be salvaged yet: its rows are in memory
 };
-
-// A row whose key has left the order of the tree is damage that SQLite's own check passes over.
-std::string SqliteStore::FindDamage() {
-  std::string damage = FirstText(db_.get(), "PRAGMA quick_check(1)");
-  if (damage != "ok") return damage.empty() ? Why() : damage.substr(damage.rfind('\n') + 1);
-  std::string last, unordered;
-  const int result =
-      ForEachRow(db_.get(), "SELECT key FROM record ORDER BY key", [&](sqlite3_stmt* row) {
-        std::string key = TextAt(row, 0);
-        if (!last.empty() && key <= last) unordered = "a key is not in the order of its tree";
-        last = std::move(key);
-      });
-  const std::string why = Why();
-  if (result == SQLITE_DONE) {
-    const bool isUsable = VersionOf(db_.get()) == "1" || Prepare(kReadQuarantine) != nullptr;
-    return isUsable ? unordered : Why();
-  }
-  return FirstText(db_.get(), "SELECT count(*) FROM sqlite_master") == "0" ? "" : why;
-}
 
 std::string SqliteStore::SetUp() {
   if (VersionOf(db_.get()) == "1" && !Upgrade(db_.get())) return Why();
@@ -207,6 +163,35 @@ std::string SqliteStore::OpenWithoutRoom() {
   return isOpen ? "" : Why();
 }
 
+// Salvages the damaged store, and opens the fresh one.
+std::string SqliteStore::Repair() {
+  std::string why = lock_.IsTaken() ? "" : lock_.Take(file_);
+  if (why.empty()) why = Salvage(file_, damage_);
+  if (!why.empty()) return why;
+  damage_.clear();
+  db_.reset();
+  why = lock_.Take(file_);
+  if (!why.empty()) return why;
+  return Open(file_, SQLITE_OPEN_READWRITE) ? SetUp() : Why();
+}
+
+// For a damaged store that could not be salvaged at the start. Tries no more than may succeed.
+std::string SqliteStore::TryRepair() {
+  std::error_code noSize;
+  const uint64_t size = fs::file_size(file_, noSize);
+  if (!noSize && !HasRoom(file_, 2 * size)) return "it is damaged, and " + std::string(kNoRoom);
+  const std::string why = Repair();
+  return why.empty() ? "" : "it is damaged, and cannot be salvaged: " + why;
+}
+
+// Serves what can be read of the damaged store from memory.
+std::string SqliteStore::OpenDamaged(const std::string& why) {
+  db_ = ReadDamaged(file_);
+  if (db_ == nullptr) return "out of memory";
+  Log("the store is damaged (%s) and can only be read: %s", damage_.c_str(), why.c_str());
+  return "";
+}
+
 std::string SqliteStore::OpenToServe() {
   std::error_code ignored;
   fs::create_directories(fs::path(file_).parent_path(), ignored);
@@ -216,39 +201,44 @@ std::string SqliteStore::OpenToServe() {
   // Who can read a store can lock it, and keep its log from being emptied.
   for (const char* end : {"", "-wal", "-shm"}) chmod((file_ + end).c_str(), S_IRUSR | S_IWUSR);
   std::error_code noSize;
-  const bool isEmpty = fs::file_size(file_, noSize) == 0;
-  constexpr int kFlags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE;
-  std::string damage = wasThere && isEmpty ? "it is empty" : "";
-  if (damage.empty()) {
-    if (!Open(file_, kFlags)) return Why();
-    why = CheckVersion();
+  if (wasThere && fs::file_size(file_, noSize) == 0) damage_ = "it is empty";
+  if (damage_.empty()) {
+    if (!Open(file_, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE)) return Why();
+    why = CheckVersion(db_.get());
     if (!why.empty()) return why;
-    damage = FindDamage();
-    if (!damage.empty() && IsOutOfRoom(db_.get()) && OpenWithoutRoom().empty()) {
-      Log("the store can only be read until there is room: %s", kNoRoom);
-      return "";
+    damage_ = FindDamage();
+    if (!damage_.empty() && IsOutOfRoom(db_.get()) && OpenWithoutRoom().empty()) {
+      damage_ = FindDamage();
+      if (damage_.empty()) Log("the store can only be read until there is room: %s", kNoRoom);
+      if (damage_.empty()) return "";
     }
   }
-  if (!damage.empty()) {
+  if (damage_.empty()) {
+    why = SetUp();
+  } else {
+    LeaveLog();
     db_.reset();
-    why = Salvage(file_, damage);
-    if (!why.empty()) return "it is damaged (" + damage + ") and cannot be salvaged: " + why;
-    why = lock_.Take(file_);
-    if (!why.empty() || !Open(file_, kFlags)) return why.empty() ? Why() : why;
+    why = Repair();
+    if (!damage_.empty()) return OpenDamaged(why);
   }
-  why = SetUp();
   if (why.empty()) reserve_.Make();
   return why;
 }
 
-std::string SqliteStore::OpenToRead() {
-  constexpr int kFlags = SQLITE_OPEN_READONLY | SQLITE_OPEN_URI;
-  if (!Open(ReadingUri(file_, false), kFlags)) return Why();
+std::string SqliteStore::OpenReadOnly() {
+  if (!Open(ReadingUri(file_, false), kReadUri)) return Why();
   // On a full disk SQLite cannot have its index of the log, and a service there has none either.
   const bool isRead = !FirstText(db_.get(), "SELECT count(*) FROM sqlite_master").empty();
   const bool hasNoRoom = IsOutOfRoom(db_.get()) || sqlite3_errcode(db_.get()) == SQLITE_BUSY;
-  if (!isRead && hasNoRoom && !Open(ReadingUri(file_, true), kFlags)) return Why();
-  return CheckVersion();
+  if (!isRead && hasNoRoom && !Open(ReadingUri(file_, true), kReadUri)) return Why();
+  return CheckVersion(db_.get());
+}
+
+std::string SqliteStore::OpenToRead() {
+  const std::string why = OpenReadOnly();
+  if (!why.empty() || db_ == nullptr) return why;
+  damage_ = FindDamage();
+  return damage_.empty() ? "" : OpenDamaged("hqosd repairs it when it may write there");
 }
 
 template <class What, class Carry>
@@ -280,6 +270,8 @@ std::string SqliteStore::OpenAgainAndTransact(const std::vector<What>& what, con
 template <class What, class Carry>
 std::string SqliteStore::Transact(const std::vector<What>& what, const Carry& make) {
   std::string why = lock_.Check();
+  if (!why.empty()) LeaveLog();  // it may be all that is left
+  if (why.empty() && !damage_.empty()) why = TryRepair();
   if (!why.empty()) return why;
   why = hasRoom_ ? TransactOnce(what, make) : OpenAgainAndTransact(what, make);
   if constexpr (std::is_same_v<What, Change>) {

@@ -43,17 +43,24 @@ std::string StoreLock::Take(const std::string& file) {
 std::string StoreLock::Check() {
   struct stat mine {
   }, there{};
-  if (fd_ < 0) return "";
+  if (fd_ < 0 || !lost_.empty()) return lost_;
   if (stat(file_.c_str(), &there) != 0 || fstat(fd_, &mine) != 0 || there.st_ino != mine.st_ino ||
       there.st_dev != mine.st_dev) {
-    return file_ + " has been removed or replaced; restart hqosd";
+    return lost_ = file_ + " has been removed or replaced; restart hqosd";
   }
   // SQLite never makes it smaller.
   if (mine.st_size == 0 || mine.st_size < size_) {
-    return file_ + " has been truncated; restart hqosd";
+    return lost_ = file_ + " has been truncated; restart hqosd";
   }
   size_ = mine.st_size;
   return "";
+}
+
+bool HasRoom(const std::string& file, uint64_t bytes) {
+  struct statvfs disk {};
+  const std::string dir = std::filesystem::path(file).parent_path();
+  return statvfs(dir.empty() ? "." : dir.c_str(), &disk) == 0 &&
+         disk.f_bavail * disk.f_frsize >= bytes;
 }
 
 bool Reserve::Exists() const { return access(file_.c_str(), F_OK) == 0; }
@@ -61,12 +68,7 @@ bool Reserve::Exists() const { return access(file_.c_str(), F_OK) == 0; }
 bool Reserve::GiveUp() const { return unlink(file_.c_str()) == 0; }
 
 void Reserve::Make() const {
-  struct statvfs disk {};
-  const std::string dir = std::filesystem::path(file_).parent_path();
-  if (Exists() || statvfs(dir.empty() ? "." : dir.c_str(), &disk) != 0 ||
-      disk.f_bavail * disk.f_frsize < kSpare) {
-    return;
-  }
+  if (Exists() || !HasRoom(file_, kSpare)) return;
   const int fd = open(file_.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
   if (fd < 0) return;
   const bool isMade = posix_fallocate(fd, 0, kReserve) == 0;

@@ -16,14 +16,19 @@ class StoreLock {
 
   // Makes the file when there is none, and locks it. Returns "", or why not.
   std::string Take(const std::string& file);
-  // "" while the path leads to the file that is locked, and that has become no smaller.
+  bool IsTaken() const { return fd_ >= 0; }
+  // "" while the path leads to the file that is locked, and that has become no smaller; once it is
+  // lost it remains so.
   std::string Check();
 
  private:
   int fd_ = -1;
-  std::string file_;
+  std::string file_, lost_;
   int64_t size_ = 0;  // bytes at the last check
 };
+
+// Whether the disk of the file has that much room.
+bool HasRoom(const std::string& file, uint64_t bytes);
 
 // Bytes on the disk that are given up when it is full, so that deleting still works.
 class Reserve {
