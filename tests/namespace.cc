@@ -1,6 +1,7 @@
 #include "tests/namespace.h"
 
 #include <arpa/inet.h>
+#include <fcntl.h>
 #include <linux/if_ether.h>
 #include <linux/if_link.h>
 #include <linux/if_packet.h>
@@ -13,7 +14,9 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdlib>
 #include <fstream>
+#include <thread>
 
 namespace net {
 
@@ -29,6 +32,13 @@ bool Enter() {
   std::ofstream("/proc/self/uid_map") << "0 " + user + " 1";
   std::ofstream("/proc/self/gid_map") << "0 " + group + " 1";
   return true;
+}
+
+// In the thread's namespace.
+void BringUpSilently(const std::string& name) {
+  Netlink netlink;
+  std::ofstream("/proc/sys/net/ipv6/conf/" + name + "/disable_ipv6") << "1";
+  if (Apply(netlink, IndexOf(name), std::vector<Operation>{BringUp{}}).failure) std::abort();
 }
 
 }  // namespace
@@ -55,22 +65,56 @@ std::string WhyNotEntered() {
 
 int IndexOf(const std::string& name) { return static_cast<int>(if_nametoindex(name.c_str())); }
 
-void AddPair(Netlink& netlink, const std::string& a, const std::string& b) {
+Peer::Peer() {
+  std::thread([this] {
+    if (unshare(CLONE_NEWNET) != 0) std::abort();
+    fd_ = open("/proc/thread-self/ns/net", O_RDONLY | O_CLOEXEC);
+  }).join();
+}
+
+Peer::~Peer() { close(fd_); }
+
+void Peer::Enter() const {
+  if (setns(fd_, CLONE_NEWNET) != 0) std::abort();
+}
+
+void AddPair(Netlink& netlink, const std::string& a, const std::string& b, const Peer* peer) {
   Message message(RTM_NEWLINK, NLM_F_CREATE | NLM_F_EXCL);
   message.Fixed<ifinfomsg>();
   message.Put(IFLA_IFNAME, a);
   nlattr* info = message.BeginNest(IFLA_LINKINFO);
   message.Put(IFLA_INFO_KIND, std::string("veth"));
   nlattr* data = message.BeginNest(IFLA_INFO_DATA);
-  nlattr* peer = message.BeginNest(VETH_INFO_PEER);
+  nlattr* other = message.BeginNest(VETH_INFO_PEER);
   message.Fixed<ifinfomsg>();
   message.Put(IFLA_IFNAME, b);
-  for (nlattr* nest : {peer, data, info}) message.EndNest(nest);
+  if (peer != nullptr) message.Put(IFLA_NET_NS_FD, peer->fd());
+  for (nlattr* nest : {other, data, info}) message.EndNest(nest);
   if (netlink.Do(message)) std::abort();
-  for (const std::string& name : {a, b}) {
-    std::ofstream("/proc/sys/net/ipv6/conf/" + name + "/disable_ipv6") << "1";
-    if (Apply(netlink, IndexOf(name), std::vector<Operation>{BringUp{}}).failure) std::abort();
-  }
+  BringUpSilently(a);
+  if (peer == nullptr) return BringUpSilently(b);
+  std::thread([&] {
+    peer->Enter();
+    BringUpSilently(b);
+  }).join();
+}
+
+sockaddr_in AddressOf(const char* address, uint16_t port) {
+  sockaddr_in result{};
+  result.sin_family = AF_INET;
+  result.sin_port = htons(port);
+  inet_pton(AF_INET, address, &result.sin_addr);
+  return result;
+}
+
+void AddAddress(Netlink& netlink, const std::string& name, const char* address) {
+  Message message(RTM_NEWADDR, NLM_F_CREATE | NLM_F_EXCL);
+  auto& fixed = message.Fixed<ifaddrmsg>();
+  fixed.ifa_family = AF_INET;
+  fixed.ifa_prefixlen = 24;
+  fixed.ifa_index = static_cast<uint32_t>(IndexOf(name));
+  message.Put(IFA_LOCAL, AddressOf(address, 0).sin_addr);
+  if (netlink.Do(message)) std::abort();
 }
 
 Port::Port(const std::string& name) : fd_(socket(AF_PACKET, SOCK_RAW, htons(ETH_P_ALL))) {
@@ -108,6 +152,11 @@ std::vector<Frame> Port::Receive(int milliseconds) const {
     frames.push_back(std::move(frame));
   }
   return frames;
+}
+
+void Port::Wait(int milliseconds) const {
+  pollfd event{fd_, POLLIN, 0};
+  poll(&event, 1, milliseconds);
 }
 
 }  // namespace net

@@ -1,6 +1,8 @@
 // A network namespace of its own for a test or a benchmark, with devices and frames in it.
 #pragma once
 
+#include <netinet/in.h>
+
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -15,10 +17,31 @@ using Frame = std::vector<uint8_t>;
 // when the machine does not let it, or its kernel has not what is needed; else empty.
 std::string WhyNotEntered();
 
-// Two interfaces that are connected to each other, up, and silent.
-void AddPair(hqosd::kernel::Netlink& netlink, const std::string& a, const std::string& b);
+// Another one, without a process.
+class Peer {
+ public:
+  Peer();
+  ~Peer();
+  Peer(const Peer&) = delete;
+  Peer& operator=(const Peer&) = delete;
+
+  void Enter() const;  // the calling thread
+  int fd() const { return fd_; }
+
+ private:
+  int fd_;
+};
+
+// Two interfaces that are connected to each other, up, and silent; the second one at the peer, if
+// there is one.
+void AddPair(hqosd::kernel::Netlink& netlink, const std::string& a, const std::string& b,
+             const Peer* peer = nullptr);
 
 int IndexOf(const std::string& name);
+
+// Of a network of 24 bits.
+void AddAddress(hqosd::kernel::Netlink& netlink, const std::string& name, const char* address);
+sockaddr_in AddressOf(const char* address, uint16_t port);
 
 // Sends and receives whole frames by an interface, in a way of its own: without IP.
 class Port {
@@ -33,6 +56,8 @@ class Port {
   bool Send(const Frame& frame) const;
   // Those that arrived from the other end, until none has for that time.
   std::vector<Frame> Receive(int milliseconds) const;
+  // Until a frame is there, at most so long.
+  void Wait(int milliseconds) const;
 
  private:
   int fd_;

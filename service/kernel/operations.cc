@@ -62,6 +62,10 @@ tc_ratespec RateOf(uint64_t rate) {
   return spec;
 }
 
+// Of an inner class, which is a leaf until it has its first child: without any the kernel computes
+// one and complains about it.
+constexpr uint32_t kUnusedQuantum = 1514;
+
 Message ClassMessage(int device, uint16_t flags, const Class& value) {
   const uint32_t parent = value.parent != 0 ? ClassId(value.parent) : TC_H_ROOT;
   Message message = TcMessage(RTM_NEWTCLASS, flags, {device, parent, ClassId(value.minor)}, "htb");
@@ -71,7 +75,7 @@ Message ClassMessage(int device, uint16_t flags, const Class& value) {
   parameters.ceil = RateOf(value.ceil);
   parameters.buffer = value.burst;
   parameters.cbuffer = value.cburst;
-  parameters.quantum = value.quantum;
+  parameters.quantum = value.quantum != 0 ? value.quantum : kUnusedQuantum;
   parameters.prio = value.priority;
   message.Put(TCA_HTB_PARMS, parameters);
   message.Put(TCA_HTB_RATE64, value.rate);
