@@ -6,7 +6,7 @@
 #include <memory>
 #include <vector>
 
-#include "dbmtype/stored_rule.h"
+#include "dbmtype/records.h"
 #include "fuzz/guard.h"
 #include "msg/records.h"
 #include "service/model/tlvs.h"

@@ -1,6 +1,6 @@
 #include "fuzz/invariants.h"
 
-#include "dbmtype/stored_rule.h"
+#include "dbmtype/records.h"
 #include "fuzz/require.h"
 #include "service/model/applications.h"
 #include "service/model/hierarchy.h"

@@ -1,6 +1,6 @@
 #include "service/model/nesting.h"
 
-#include "dbmtype/stored_rule.h"
+#include "dbmtype/records.h"
 #include "service/model/objects.h"
 #include "service/model/rule_bits.h"
 

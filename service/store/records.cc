@@ -4,8 +4,7 @@
 
 #include <cstdlib>
 
-#include "dbmtype/fp_records.h"
-#include "dbmtype/record.h"
+#include "dbmtype/records.h"
 
 namespace hqosd {
 

@@ -1,55 +1,56 @@
-// The records of the run-time state of an SP's nodes.
+#include "dbmtype/records.h"
+
 #include <string.h>
 
-#include "dbmtype/record.h"
-#include "dbmtype/stored_rule.h"
+// ---- Children -----------------------------------------------------------------------------------
 
-using hqos::Field;
-using hqos::kBigEndian;
-using hqos::kRaw;
-using hqos::Table;
+uint32_t HQOS_dbmtype_EncapSonCfg(const HQOS_SonCfg* rec, uint16_t bufLen, uint32_t* outLen,
+                                  uint8_t* buf) {
+  hqos::RecordWriter writer;
+  *outLen = 2 * writer.Add(HQOS_DBTLV_SONCFG, hqos::kStoredSonCfg, *rec);
+  if (hqos::HasStoredRanges(rec->rule.type)) {
+    writer.Add(HQOS_DBTLV_RULE_RANGES, hqos::kRuleRanges, rec->rule);
+  }
+  return writer.Finish(HQOS_DBTLV_SONCFG, bufLen, buf);
+}
+
+uint32_t HQOS_dbmtype_DecapSonCfg(const uint8_t* buf, uint16_t len, HQOS_SonCfg* rec) {
+  hqos::Tlv record;
+  if (!hqos::OpenRecord(buf, len, record)) return HQOS_ERR_FAILED;
+  memset(rec, 0, sizeof *rec);
+  hqos::TlvWalk walk(record.value, record.length);
+  for (hqos::Tlv tlv; walk.Next(tlv);) {
+    if (tlv.type == HQOS_DBTLV_SONCFG &&
+        hqos::Decode(hqos::kStoredSonCfg, tlv.value, tlv.length, *rec)) {
+      rec->rule = hqos::EmptyRule(rec->rule.type);
+    }
+    if (tlv.type == HQOS_DBTLV_RULE_RANGES) {
+      hqos::Decode(hqos::kRuleRanges, tlv.value, tlv.length, rec->rule);
+    }
+  }
+  return 0;
+}
+
+// ---- Run-time state of an SP's nodes ------------------------------------------------------------
 
 namespace {
 
-// TLV HQOS_DBTLV_PATH: the path without its first and last field.
-struct StoredPath {
-  uint16_t field[4];
-};
-constexpr auto kStoredPath = Table<8>(Field{0, 8, kBigEndian, &StoredPath::field});
-
-// TLV HQOS_DBTLV_NODE. Bytes 2-3 are padding.
-constexpr auto kNode = Table<20>(
-    Field{0, 2, kBigEndian, &HQOS_LayerRun::value16},
-    Field{4, 4, kBigEndian, &HQOS_LayerRun::value32}, Field{8, 8, kRaw, &HQOS_LayerRun::hostData},
-    Field{16, 4, hqos::kRuleType<hqos::BigEndian>, &HQOS_LayerRun::rule});
-
-// TLV HQOS_DBTLV_CHILD; the last field of its path comes first.
-struct StoredChild {
-  uint16_t field5;
-  HQOS_LayerRun run;
-};
-constexpr auto kChildRun = Table<14>(Field{0, 2, kBigEndian, &HQOS_LayerRun::value16},
-                                     Field{2, 4, kBigEndian, &HQOS_LayerRun::value32},
-                                     Field{6, 8, kRaw, &HQOS_LayerRun::hostData});
-constexpr auto kChild = Table<16>(Field{0, 2, kBigEndian, &StoredChild::field5},
-                                  Field{2, 14, kChildRun, &StoredChild::run});
-
 uint32_t AddPath(hqos::RecordWriter& writer, const HQOS_SPSonPath& path) {
-  const StoredPath stored{{path.field[1], path.field[2], path.field[3], path.field[4]}};
-  return writer.Add(HQOS_DBTLV_PATH, kStoredPath, stored);
+  const hqos::StoredPath stored{{path.field[1], path.field[2], path.field[3], path.field[4]}};
+  return writer.Add(HQOS_DBTLV_PATH, hqos::kStoredPath, stored);
 }
 
 // Reads a TLV of the node itself; others are skipped.
 void DecodeNode(const hqos::Tlv& tlv, HQOS_LayerRun& node) {
-  StoredPath path{};
+  hqos::StoredPath path{};
   switch (tlv.type) {
     case HQOS_DBTLV_PATH:
-      if (!hqos::Decode(kStoredPath, tlv.value, tlv.length, path)) return;
+      if (!hqos::Decode(hqos::kStoredPath, tlv.value, tlv.length, path)) return;
       node.path = {{HQOS_PATH_UNSET, path.field[0], path.field[1], path.field[2], path.field[3],
                     HQOS_PATH_UNSET}};
       return;
     case HQOS_DBTLV_NODE:
-      if (!hqos::Decode(kNode, tlv.value, tlv.length, node)) return;
+      if (!hqos::Decode(hqos::kStoredNode, tlv.value, tlv.length, node)) return;
       node.rule = hqos::EmptyRule(node.rule.type);
       return;
     case HQOS_DBTLV_RULE_RANGES:
@@ -62,8 +63,8 @@ void DecodeNode(const hqos::Tlv& tlv, HQOS_LayerRun& node) {
 
 // Makes an entry of a child's TLV, below the node as it is read by now.
 bool DecodeChild(const hqos::Tlv& tlv, const HQOS_LayerRun& node, HQOS_LayerRun& entry) {
-  StoredChild child{};
-  if (!hqos::Decode(kChild, tlv.value, tlv.length, child)) return false;
+  hqos::StoredChild child{};
+  if (!hqos::Decode(hqos::kStoredChild, tlv.value, tlv.length, child)) return false;
   entry = child.run;
   entry.path = node.path;
   entry.path.field[5] = child.field5;
@@ -77,7 +78,7 @@ uint32_t HQOS_dbmtype_EncapLayer1Run(const HQOS_LayerRun* rec, uint16_t bufLen, 
                                      uint8_t* buf) {
   hqos::RecordWriter writer;
   *outLen = 2 * AddPath(writer, rec->path);
-  writer.Add(HQOS_DBTLV_NODE, kNode, *rec);
+  writer.Add(HQOS_DBTLV_NODE, hqos::kStoredNode, *rec);
   if (hqos::HasStoredRanges(rec->rule.type)) {
     writer.Add(HQOS_DBTLV_RULE_RANGES, hqos::kRuleRanges, rec->rule);
   }
@@ -99,11 +100,12 @@ uint32_t HQOS_dbmtype_EncapLayer2Run(const HQOS_LayerRun* parent, const HQOS_Lay
   hqos::RecordWriter writer;
   *outLen = 2 * AddPath(writer, parent->path);
   if (parent->path.field[3] != HQOS_PATH_UNSET) {
-    writer.Add(HQOS_DBTLV_NODE, kNode, *parent);
+    writer.Add(HQOS_DBTLV_NODE, hqos::kStoredNode, *parent);
     writer.Add(HQOS_DBTLV_RULE_RANGES, hqos::kRuleRanges, parent->rule);
   }
   for (uint32_t i = 0; i < count; ++i) {
-    writer.Add(HQOS_DBTLV_CHILD, kChild, StoredChild{entries[i].path.field[5], entries[i]});
+    writer.Add(HQOS_DBTLV_CHILD, hqos::kStoredChild,
+               hqos::StoredChild{entries[i].path.field[5], entries[i]});
   }
   return writer.Finish(HQOS_DBTLV_LAYER2RUN, bufLen, buf);
 }
@@ -123,5 +125,27 @@ uint32_t HQOS_dbmtype_DecapLayer2Run(const uint8_t* buf, uint16_t len, uint32_t 
     if (DecodeChild(tlv, *parent, entries[found])) ++found;
   }
   *count = found;
+  return 0;
+}
+
+// ---- FPs ----------------------------------------------------------------------------------------
+
+uint32_t HQOS_dbmtype_EncapFPCfg(const HQOS_FPCfg* cfg, uint16_t bufLen, uint8_t* buf) {
+  hqos::RecordWriter writer;
+  writer.AddParts(hqos::kFPCfgParts, *cfg);
+  return writer.Finish(HQOS_DBTLV_FPCFG, bufLen, buf);
+}
+
+uint32_t HQOS_dbmtype_EncapFPRun(const HQOS_FPRun* run, uint16_t bufLen, uint8_t* buf) {
+  hqos::RecordWriter writer;
+  writer.AddParts(hqos::kFPRunParts, *run);
+  return writer.Finish(HQOS_DBTLV_FPRUN, bufLen, buf);
+}
+
+uint32_t HQOS_dbmtype_DecapFPRun(const uint8_t* buf, uint16_t len, HQOS_FPRun* run) {
+  hqos::Tlv record;
+  if (!hqos::OpenRecord(buf, len, record)) return HQOS_ERR_FAILED;
+  memset(run, 0, sizeof *run);
+  hqos::DecodeParts(hqos::kFPRunParts, record.value, record.length, *run);
   return 0;
 }
