@@ -24,6 +24,7 @@ void AddCommands(CLI::App& app, Output& output) {
   AddRandomCommand(app, output);
   AddDebugCommands(app);
   AddConfigCommands(app, output);
+  AddMetricsCommand(app);
 }
 
 CLI::App& AddKind(CLI::App& app, const Kind& kind, Output& output) {

@@ -30,6 +30,7 @@ void AddViewCommand(CLI::App& app, Output& output);
 void AddRandomCommand(CLI::App& app, Output& output);
 void AddDebugCommands(CLI::App& app);
 void AddConfigCommands(CLI::App& app, Output& output);
+void AddMetricsCommand(CLI::App& app);
 
 // A kind of object. Those that are made by nesting have no `add` and `del`.
 struct Kind {

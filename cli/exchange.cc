@@ -162,6 +162,7 @@ struct Answer {
   HQOS_Result result{};
   uint64_t revision = 0;
   std::vector<std::string> refusals;
+  std::optional<hqos::ServiceStatus> status;
 };
 
 Answer ReadAnswer(const Bytes& message) {
@@ -176,6 +177,7 @@ Answer ReadAnswer(const Bytes& message) {
   for (hqos::Tlv tlv; walk.Next(tlv);) {
     hqos::Revision revision{};
     hqos::StateRefusal refusal{};
+    hqos::ServiceStatus status{};
     if (tlv.type == HQOS_TLV_RESULT) {
       hasResult = Decode(hqos::kResultCode, tlv.value, tlv.length, answer.result);
       strlcpy(answer.result.text, text(tlv, hqos::kResultCode.size).c_str(),
@@ -186,6 +188,9 @@ Answer ReadAnswer(const Bytes& message) {
     } else if (tlv.type == HQOSD_TLV_REFUSAL &&
                Decode(hqos::kStateRefusal, tlv.value, tlv.length, refusal)) {
       answer.refusals.push_back(text(tlv, hqos::kStateRefusal.size));
+    } else if (tlv.type == HQOSD_TLV_STATUS &&
+               Decode(hqos::kServiceStatus, tlv.value, tlv.length, status)) {
+      answer.status = status;
     }
   }
   if (!hasResult) FailRoundTrip(HQOS_ERR_BADREPLY);
@@ -288,6 +293,13 @@ std::vector<HistoryEntry> ReadHistory() {
     history.push_back({kept.revision, static_cast<int64_t>(kept.time), kept.user, kept.comment});
   }
   return history;
+}
+
+Status ReadStatus() {
+  const Answer answer = ReadAnswer(Exchange(HQOSD_STATE_STATUS, nullptr, 0, {}).message);
+  CheckCommand(0, answer.result);
+  if (!answer.status) FailRoundTrip(HQOS_ERR_BADREPLY);
+  return {answer.revision, *answer.status};
 }
 
 uint64_t Confirm() {

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "client/model.h"
+#include "msg/state_file.h"
 
 namespace hqosctl {
 
@@ -48,6 +49,13 @@ struct HistoryEntry {
   std::string user, comment;
 };
 std::vector<HistoryEntry> ReadHistory();
+
+// What the service has counted, and its revision.
+struct Status {
+  uint64_t revision;
+  hqos::ServiceStatus counted;
+};
+Status ReadStatus();
 
 // Confirms the transaction that waits for it; the revision after that.
 uint64_t Confirm();

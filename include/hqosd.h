@@ -31,7 +31,8 @@ typedef enum HQOSD_Status {
 enum { HQOSD_OP_STATE = 0x40 };
 typedef enum HQOSD_StateType {
   HQOSD_STATE_TRANSACT = 1,  // change the state as a file of commands says
-  HQOSD_STATE_EXPORT = 2     // reply with such a file
+  HQOSD_STATE_EXPORT = 2,    // reply with such a file
+  HQOSD_STATE_STATUS = 3     // reply with what the service has counted
 } HQOSD_StateType;
 
 typedef enum HQOSD_Mode {  // what a transaction does
@@ -51,7 +52,8 @@ typedef enum HQOSD_Export {  // what is exported
 
 typedef enum HQOSD_StateTlv {  // TLVs of replies
   HQOSD_TLV_REVISION = 1,      // revision of the state, 8 bytes
-  HQOSD_TLV_REFUSAL = 2        // position of a command from 0, code (4 bytes each), text with NUL
+  HQOSD_TLV_REFUSAL = 2,       // position of a command from 0, code (4 bytes each), text with NUL
+  HQOSD_TLV_STATUS = 3         // what the service has counted, 120 bytes
 } HQOSD_StateTlv;
 
 typedef enum HQOSD_Debug {     // bits of the selector of HQOS_lib_SetDebug

@@ -2,6 +2,8 @@
 // head, then the FCs with their identifiers, then commands, each a message as it is sent alone.
 #pragma once
 
+#include <iterator>
+
 #include "hqosd.h"
 #include "msg/records.h"
 
@@ -60,5 +62,30 @@ struct KeptState {
 inline constexpr auto kKeptState = Table<176>(
     Field{0, 8, kBigEndian, &KeptState::revision}, Field{8, 8, kBigEndian, &KeptState::time},
     Field{16, 32, kText, &KeptState::user}, Field{48, 128, kText, &KeptState::comment});
+
+// What a service has counted since it started: the value of HQOSD_TLV_STATUS.
+constexpr uint64_t kCommitBounds[] = {1'000'000, 5'000'000, 25'000'000, 100'000'000,
+                                      500'000'000};  // nanoseconds
+struct ServiceStatus {
+  uint64_t startTime;   // seconds since 1970
+  uint32_t objects[5];  // SPs, FGs, FCs, FPs, DPs
+  uint32_t applications;
+  uint64_t commands;                               // and transactions, refused or not
+  uint64_t refusals;                               // of them
+  uint64_t queries;                                // all other requests
+  uint64_t commits[std::size(kCommitBounds) + 1];  // by the first bound that their time is within
+  uint64_t commitTime;                             // of all together, nanoseconds
+  uint64_t failures;                               // commits that the store has refused
+};
+inline constexpr auto kServiceStatus =
+    Table<120>(Field{0, 8, kBigEndian, &ServiceStatus::startTime},
+               Field{8, 20, kBigEndian, &ServiceStatus::objects},
+               Field{28, 4, kBigEndian, &ServiceStatus::applications},
+               Field{32, 8, kBigEndian, &ServiceStatus::commands},
+               Field{40, 8, kBigEndian, &ServiceStatus::refusals},
+               Field{48, 8, kBigEndian, &ServiceStatus::queries},
+               Field{56, 48, kBigEndian, &ServiceStatus::commits},
+               Field{104, 8, kBigEndian, &ServiceStatus::commitTime},
+               Field{112, 8, kBigEndian, &ServiceStatus::failures});
 
 }  // namespace hqos

@@ -68,6 +68,9 @@ Response Transactor::RespondState(const Bytes& request, const Bytes& file, const
     Flush();
     if (tlv.type == HQOSD_STATE_EXPORT) {
       response.reply = Export(tlv, out);
+    } else if (tlv.type == HQOSD_STATE_STATUS) {
+      response.reply = StateReply(0, "", history_.revision);
+      AppendRecord(response.reply, HQOSD_TLV_STATUS, hqos::kServiceStatus, tally_.Status(model_));
     } else if (tlv.type == HQOSD_STATE_TRANSACT) {
       response.reply = Transact(file, user, mayConfigure);
     } else {
@@ -144,7 +147,7 @@ void Transactor::Install(Model fresh, const StateFile& file, const std::string& 
     changes.insert(changes.begin(), repairs_.begin(), repairs_.end());
     for (Change& row : history.Rows(history_.pending.has_value()))
       changes.push_back(std::move(row));
-    const std::string why = store_->Write(changes);
+    const std::string why = Write(changes);
     if (!why.empty()) Refuse(HQOSD_NOT_STORED, "nothing is changed, the store fails: {}", why);
     repairs_.clear();
   }
@@ -156,7 +159,7 @@ void Transactor::Install(Model fresh, const StateFile& file, const std::string& 
 void Transactor::Confirm() {
   History history = history_;
   history.pending.reset();
-  const std::string why = store_ == nullptr ? "" : store_->Write(history.Rows(true));
+  const std::string why = store_ == nullptr ? "" : Write(history.Rows(true));
   if (!why.empty()) Refuse(HQOSD_NOT_STORED, "nothing is changed, the store fails: {}", why);
   history_ = std::move(history);
 }

@@ -72,13 +72,20 @@ Response Transactor::Respond(const Bytes& request) {
   return hqosd::Respond(model_, request.data(), request.size());
 }
 
+std::string Transactor::Write(const std::vector<Change>& changes) {
+  const auto begin = std::chrono::steady_clock::now();
+  std::string why = store_->Write(changes);
+  tally_.Committed(std::chrono::steady_clock::now() - begin, why.empty());
+  return why;
+}
+
 std::string Transactor::Save() try {
   std::vector<Change> changes = TakeChanges(model_);
   if (changes.empty()) return "";
   changes.insert(changes.begin(), repairs_.begin(), repairs_.end());
   ++history_.revision;
   for (Change& row : history_.Rows(false)) changes.push_back(std::move(row));
-  std::string why = store_->Write(changes);
+  std::string why = Write(changes);
   if (why.empty()) repairs_.clear();
   return why;
 } catch (const std::bad_alloc&) {
@@ -86,6 +93,11 @@ std::string Transactor::Save() try {
 }
 
 void Transactor::Commit(std::vector<Exchange>& exchanges) {
+  Settle(exchanges);
+  for (const Exchange& one : exchanges) tally_.Answered(one.request, one.response.reply);
+}
+
+void Transactor::Settle(std::vector<Exchange>& exchanges) {
   if (store_ == nullptr) {
     if (model_.IsDirty()) ++history_.revision;
     return model_.ClearDirty();

@@ -6,6 +6,7 @@
 #include "service/requests/dispatch.h"
 #include "service/requests/state.h"
 #include "service/server/history.h"
+#include "service/server/tally.h"
 #include "service/store/store.h"
 
 namespace hqosd {
@@ -49,6 +50,8 @@ class Transactor {
  private:
   std::string Reload();
   std::string Save();
+  std::string Write(const std::vector<Change>& changes);
+  void Settle(std::vector<Exchange>& exchanges);
   void Flush();
   Bytes Export(const hqos::Tlv& request, Bytes& out);
   Bytes Transact(const Bytes& bytes, const std::string& user, bool mayConfigure);
@@ -59,6 +62,7 @@ class Transactor {
 
   Model model_;
   History history_;
+  Tally tally_;
   std::string failure_;           // of the store in the middle of a turn: for Commit
   std::unique_ptr<Store> store_;  // null: nothing is stored
   std::vector<Change> repairs_;   // of the store, not written yet
