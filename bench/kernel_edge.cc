@@ -105,7 +105,8 @@ int main(int argc, char** argv) {
     build = std::min(build, Milliseconds([&] { Do(netlink, device, tree); }));
     const auto middle = static_cast<uint16_t>(leaves / 2 + 16);
     change = std::min(change, Milliseconds([&] {
-                        Do(netlink, device, {ChangeClass{Leaf(middle, (1001u + i) * kKbit)}});
+                        Do(netlink, device,
+                           {ChangeClass{Leaf(middle, (1001 + static_cast<uint64_t>(i)) * kKbit)}});
                       }));
     size_t found = 0;
     read = std::min(read, Milliseconds([&] { found = ReadState(netlink, device).classes.size(); }));

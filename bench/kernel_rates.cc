@@ -148,7 +148,7 @@ constexpr double kPayload = 1448.0 / 1514;  // of a segment in its frame
 // Whether the interface gets segments of up to 64 kB.
 void SetOffload(const std::string& name, bool isOn) {
   const int fd = socket(AF_INET, SOCK_DGRAM, 0);
-  for (const uint32_t command : {ETHTOOL_STSO, ETHTOOL_SGSO}) {
+  for (const uint32_t command : {uint32_t{ETHTOOL_STSO}, uint32_t{ETHTOOL_SGSO}}) {
     ethtool_value value{command, isOn};
     ifreq request{};
     name.copy(request.ifr_name, sizeof request.ifr_name - 1);
@@ -221,7 +221,8 @@ int main(int argc, char** argv) {
   }
   Netlink netlink;
   net::AddPair(netlink, "near", "far");
-  for (const uint64_t rate : {64'000, 256'000, 1'000'000, 5'000'000, 20'000'000, 40'000'000}) {
+  for (const uint64_t rate :
+       {64'000u, 256'000u, 1'000'000u, 5'000'000u, 20'000'000u, 40'000'000u}) {
     Do(netlink, "near", PortOf(1'000'000'000, {{rate, rate, 1}}));
     Report("alone", Measure(1, seconds).front(), static_cast<double>(rate), 0.005);
     Do(netlink, "near", {RemoveTree{}});
@@ -255,7 +256,7 @@ int main(int argc, char** argv) {
   }).join();
   for (const bool isOn : {true, false}) {
     SetOffload("near", isOn);
-    for (const uint64_t rate : {5'000'000, 20'000'000, 100'000'000}) {
+    for (const uint64_t rate : {5'000'000u, 20'000'000u, 100'000'000u}) {
       Do(netlink, "near", PortOf(1'000'000'000, {{rate, rate, 1}}));
       Report(isOn ? "TCP, segments of 64 kB" : "TCP, offloads off",
              MeasureTcp(peer, seconds) / kPayload, static_cast<double>(rate), 0.02);
