@@ -23,7 +23,8 @@ typedef enum HQOSD_Status {
   HQOSD_NOT_ALLOWED = 0x40020011,  // the caller may query, not configure
   HQOSD_NO_MEMORY = 0x40020012,    // the service is short of memory; nothing has changed
   HQOSD_STALE = 0x40020013,        // the state has another revision than the one expected
-  HQOSD_UNCONFIRMED = 0x40020014   // a transaction waits for its confirmation
+  HQOSD_UNCONFIRMED = 0x40020014,  // a transaction waits for its confirmation
+  HQOSD_BUSY = 0x40020016          // a transaction is being carried out
 } HQOSD_Status;
 
 // The service's own requests, about its state as a whole: operation class and types. Their layouts

@@ -11,6 +11,7 @@ struct Response {
   Bytes reply;
   bool isCommand = false;         // it is of the class that changes the configuration
   bool isAcceptedChange = false;  // it has changed what is stored
+  uint64_t ticket = 0;            // of the reply, which comes later; 0: it is here
 };
 
 // Answers the request of `length` bytes, whatever they are; the reply has at most HQOS_MSG_MAX

@@ -4,11 +4,42 @@
 #include <span>
 
 #include "msg/state_file.h"
+#include "service/model/slice.h"
 #include "service/requests/request.h"
 
 namespace hqosd {
 
-// The shortest file that builds the model from nothing.
+// Makes the shortest file that builds the model from nothing.
+class StateExport {
+ public:
+  // `model` stays as it is meanwhile.
+  explicit StateExport(const Model& model) : model_(model), bytes_(hqos::kStateHead.size) {}
+
+  bool Step(const Slice& slice);  // true when it is complete
+  Bytes Take(uint64_t revision);
+
+ private:
+  using Part = bool (StateExport::*)(const Slice&);
+  static const Part kParts[];
+
+  bool AddFCs(const Slice& slice);
+  bool AddDPs(const Slice& slice);
+  bool AddFPs(const Slice& slice);
+  bool AddFGs(const Slice& slice);
+  bool AddSPs(const Slice& slice);
+  template <auto table, uint16_t code>
+  bool AddNestings(const Slice& slice);
+  bool AddApplications(const Slice& slice);
+  void Add(uint16_t code, const Bytes& payload);
+  void AddValue(uint16_t code, const std::string& name, uint32_t value);
+  void AddSettings(const ObjectTable<FP>::Object& fp);
+
+  const Model& model_;
+  Bytes bytes_;
+  uint32_t count_ = 0;
+  size_t part_ = 0;
+  uint16_t at_ = HQOS_ID_NONE;  // the last object of the part that is complete
+};
 Bytes ExportState(const Model& model, uint64_t revision);
 
 // A command in a file: its whole message, and its TLV.
@@ -32,9 +63,28 @@ struct RefusedCommand {
   Refusal refusal;
 };
 
-// The model after the transaction, without counters; with refusals it is of no use. `model` stays
-// as it is.
-Model RunTransaction(const Model& model, const StateFile& file,
-                     std::vector<RefusedCommand>& refusals);
+// Carries out the commands of a transaction, on a copy of the model or on an empty one.
+class Replacement;
+class TransactionRun {
+ public:
+  // `model` and `file` stay as they are meanwhile.
+  TransactionRun(const Model& model, const StateFile& file);
+  ~TransactionRun();
+  TransactionRun(const TransactionRun&) = delete;
+  TransactionRun& operator=(const TransactionRun&) = delete;
+
+  bool Step(const Slice& slice);  // true when all are carried out, or enough are refused
+
+  const std::vector<RefusedCommand>& Refusals() const { return refusals_; }
+  // The model after the transaction, without counters; with refusals it is of no use.
+  Model& Result() { return result_; }
+
+ private:
+  const StateFile& file_;
+  Model result_;
+  std::unique_ptr<Replacement> replacement_;
+  uint32_t next_ = 0;
+  std::vector<RefusedCommand> refusals_;
+};
 
 }  // namespace hqosd

@@ -30,24 +30,31 @@ class Ids {
   uint16_t lowest_ = 0, highest_ = HQOS_ID_NONE - 1;
 };
 
+}  // namespace
+
 // Carries out the commands of a replacement on an empty model.
 class Replacement {
  public:
   Replacement(const Model& old, const StateFile& file, Model& model)
-      : old_(old), file_(file), model_(model) {}
-
-  void Run(std::vector<RefusedCommand>& refusals) {
+      : old_(old), file_(file), model_(model) {
     PlanIds(HQOS_CMD_ADD_SP, old_.sps, sps_);
     PlanIds(HQOS_CMD_ADD_FP, old_.fps, fps_);
     PlanIds(HQOS_CMD_ADD_DP, old_.dps, dps_);
     PlanFGs();
-    for (uint32_t i = 0; i < file_.commands.size() && refusals.size() < kMaxRefusals; ++i) {
-      try {
-        RunOne(i);
-      } catch (const Refusal& refusal) {
-        refusals.push_back({i, refusal});
-      }
+  }
+
+  void RunOne(uint32_t i) {
+    const StateCommand& command = file_.commands[i];
+    const auto given = given_.find(i);
+    HQOS_ObjPayload object;
+    if (given != given_.end() && ReadObject(command.tlv, object)) {
+      object.id = given->second;
+      Bytes payload = Encoded(hqos::kObjPayload, object);
+      return CarryOut(model_, {command.message.data(), command.message.size()},
+                      {command.tlv.type, static_cast<uint16_t>(payload.size()), payload.data()});
     }
+    if (command.tlv.type == HQOS_CMD_APPLY_SP && ApplyAsBefore(command.tlv)) return;
+    CarryOut(model_, command.message, command.tlv);
   }
 
  private:
@@ -115,20 +122,6 @@ class Replacement {
     }
   }
 
-  void RunOne(uint32_t i) {
-    const StateCommand& command = file_.commands[i];
-    const auto given = given_.find(i);
-    HQOS_ObjPayload object;
-    if (given != given_.end() && ReadObject(command.tlv, object)) {
-      object.id = given->second;
-      Bytes payload = Encoded(hqos::kObjPayload, object);
-      return CarryOut(model_, {command.message.data(), command.message.size()},
-                      {command.tlv.type, static_cast<uint16_t>(payload.size()), payload.data()});
-    }
-    if (command.tlv.type == HQOS_CMD_APPLY_SP && ApplyAsBefore(command.tlv)) return;
-    CarryOut(model_, command.message, command.tlv);
-  }
-
   // An application that exists already stays as it is, and one that is restored needs no interface.
   bool ApplyAsBefore(const hqos::Tlv& tlv) {
     HQOS_ApplyInfo info{};
@@ -151,8 +144,6 @@ class Replacement {
   Ids sps_, fgs_, fps_, dps_;
   std::map<uint32_t, uint16_t> given_;  // identifiers by the number of the command
 };
-
-}  // namespace
 
 StateFile ParseState(std::span<const uint8_t> bytes) {
   const auto refuse = [](const char* why) { Refuse(HQOSD_MALFORMED, "the file: {}", why); };
@@ -181,24 +172,33 @@ StateFile ParseState(std::span<const uint8_t> bytes) {
   return file;
 }
 
-Model RunTransaction(const Model& model, const StateFile& file,
-                     std::vector<RefusedCommand>& refusals) {
-  if (file.head.mode != HQOSD_MODE_CHANGE) {
-    Model fresh;
-    fresh.interfaces = model.interfaces;
-    fresh.debug = model.debug;
-    Replacement(model, file, fresh).Run(refusals);
-    return fresh;
+TransactionRun::TransactionRun(const Model& model, const StateFile& file) : file_(file) {
+  if (file.head.mode == HQOSD_MODE_CHANGE) {
+    result_ = model.Copy();
+    return;
   }
-  Model copy = model.Copy();
-  for (uint32_t i = 0; i < file.commands.size() && refusals.size() < kMaxRefusals; ++i) {
+  result_.interfaces = model.interfaces;
+  result_.debug = model.debug;
+  replacement_ = std::make_unique<Replacement>(model, file, result_);
+}
+
+TransactionRun::~TransactionRun() = default;
+
+bool TransactionRun::Step(const Slice& slice) {
+  for (; next_ < file_.commands.size() && refusals_.size() < kMaxRefusals; ++next_) {
+    if (slice.IsOver()) return false;
+    const StateCommand& command = file_.commands[next_];
     try {
-      CarryOut(copy, file.commands[i].message, file.commands[i].tlv);
+      if (replacement_ != nullptr) {
+        replacement_->RunOne(next_);
+      } else {
+        CarryOut(result_, command.message, command.tlv);
+      }
     } catch (const Refusal& refusal) {
-      refusals.push_back({i, refusal});
+      refusals_.push_back({next_, refusal});
     }
   }
-  return copy;
+  return true;
 }
 
 }  // namespace hqosd

@@ -1,7 +1,5 @@
 #include "service/server/history.h"
 
-#include <zlib.h>
-
 #include "service/store/records.h"
 
 namespace hqosd {
@@ -11,6 +9,7 @@ namespace {
 constexpr size_t kMaxStates = 50;
 constexpr size_t kMaxBytes = 16 << 20;  // of all states, compressed
 constexpr int kLevel = 1;               // the fastest
+constexpr size_t kPiece = 256 << 10;    // of an export, compressed at once
 
 // The layouts of the records: a state's is followed by its compressed export.
 struct Length {
@@ -19,16 +18,30 @@ struct Length {
 constexpr auto kLength = hqos::Table<8>(hqos::Field{0, 8, hqos::kBigEndian, &Length::value});
 std::string KeyOf(uint64_t revision) { return fmt::format("{}{:020}", kKeyHistory, revision); }
 
-Bytes Compressed(const Bytes& bytes) {
-  uLongf size = compressBound(bytes.size());
-  Bytes compressed(size);
-  if (compress2(compressed.data(), &size, bytes.data(), bytes.size(), kLevel) != Z_OK) return {};
-  compressed.resize(size);
-  compressed.shrink_to_fit();
-  return compressed;
-}
-
 }  // namespace
+
+KeptExport::~KeptExport() { deflateEnd(&stream_); }
+
+bool KeptExport::Step(const Slice& slice) {
+  if (plain_.empty()) {
+    if (!export_.Step(slice)) return false;
+    plain_ = export_.Take(revision_);
+    if (deflateInit(&stream_, kLevel) != Z_OK) throw std::bad_alloc();
+    compressed_.resize(deflateBound(&stream_, plain_.size()));
+    stream_.next_in = plain_.data();
+    stream_.next_out = compressed_.data();
+    stream_.avail_out = static_cast<uInt>(compressed_.size());
+  }
+  for (int result = Z_OK; result != Z_STREAM_END;) {
+    if (slice.IsOver()) return false;
+    const size_t left = plain_.size() - stream_.total_in;
+    stream_.avail_in = static_cast<uInt>(std::min(left, kPiece));
+    result = deflate(&stream_, left <= kPiece ? Z_FINISH : Z_NO_FLUSH);
+  }
+  compressed_.resize(stream_.total_out);
+  compressed_.shrink_to_fit();
+  return true;
+}
 
 void History::Load(const std::vector<StoredRecord>& records) {
   *this = {};
@@ -77,10 +90,10 @@ Bytes History::List() const {
   return list;
 }
 
-void History::Keep(const Bytes& file, const hqos::KeptState& what, std::vector<Change>& changes) {
-  Kept& kept = kept_[what.revision] = {what, file.size(), Compressed(file)};
+void History::Keep(KeptExport& present, const hqos::KeptState& what, std::vector<Change>& changes) {
+  Kept& kept = kept_[what.revision] = {what, present.length(), present.Take()};
   Bytes value = Encoded(hqos::kKeptState, what);
-  const Bytes length = Encoded(kLength, Length{file.size()});
+  const Bytes length = Encoded(kLength, Length{kept.length});
   value.insert(value.end(), length.begin(), length.end());
   value.insert(value.end(), kept.file.begin(), kept.file.end());
   changes.push_back({KeyOf(what.revision), std::move(value), {}});

@@ -63,8 +63,10 @@ bool Server::Run() {
   }
   while (!stop_) {
     WatchDeadline();
-    if (event_base_loop(base_.get(), EVLOOP_ONCE) != 0) return false;
+    const int how = transactor_.IsBusy() ? EVLOOP_NONBLOCK : EVLOOP_ONCE;
+    if (event_base_loop(base_.get(), how) != 0) return false;
     Finish();
+    if (transactor_.IsBusy()) Continue();
   }
   return true;
 }
@@ -78,6 +80,20 @@ void Server::WatchDeadline() {
   } else if (event_pending(deadline_.get(), EV_TIMEOUT, nullptr) == 0) {
     event_add(deadline_.get(), &kPause);
   }
+}
+
+// Carries out a slice of a transaction, and answers what it completes.
+void Server::Continue() try {
+  for (LateReply& late : transactor_.Continue()) {
+    const auto waiting = waiting_.find(late.ticket);
+    if (waiting == waiting_.end()) continue;
+    exchanges_.push_back(std::move(waiting->second));
+    exchanges_.back().response.reply = std::move(late.reply);
+    waiting_.erase(waiting);
+  }
+  Finish();
+} catch (const std::bad_alloc&) {
+  // Clients whose reply is lost wait until their own time runs out.
 }
 
 // Commits what came together in one turn of the loop, then replies.
@@ -94,7 +110,9 @@ void Server::Finish() {
     if (client == clients_.end() || client->second.order != exchange.order) continue;
     const Bytes& reply = exchange.response.reply;
     const bool isSent = !reply.empty() && SendReply(client->second.fd, reply, exchange.file);
-    if (!isSent) Drop(client->second);
+    const bool waited = std::exchange(client->second.waits, false);
+    const bool isTimed = !waited || event_add(client->second.event.get(), &kClosingTime) == 0;
+    if (!isSent || !isTimed) Drop(client->second);
   }
   exchanges_.clear();
 }
@@ -144,7 +162,7 @@ void Server::DropOne() {
   std::unordered_map<uid_t, size_t> connections;
   for (const auto& [fd, client] : clients_) ++connections[client.user];
   const auto rank = [&](const Client& client) {
-    return std::tuple(connections[client.user], client.answered, ~client.order);
+    return std::tuple(connections[client.user], client.answered && !client.waits, ~client.order);
   };
   const auto first = std::max_element(
       clients_.begin(), clients_.end(),
@@ -156,9 +174,9 @@ void Server::Serve(Client& client, short what) {
   try {
     // The closing is left to the client: closing right after the reply, the service could have the
     // end of the stream reach the client before the reply does.
+    const timeval* const time = client.answered ? &kClosingTime : &kRequestTime;
     const bool stays =
-        Take(client, what) &&
-        event_add(client.event.get(), client.answered ? &kClosingTime : &kRequestTime) == 0;
+        Take(client, what) && event_add(client.event.get(), client.waits ? nullptr : time) == 0;
     if (!stays) Drop(client);
   } catch (const std::bad_alloc&) {
     Drop(client);
@@ -174,9 +192,15 @@ bool Server::Take(Client& client, short what) {
   if (length <= 0 || client.answered) return false;
   Exchange exchange{std::move(bytes), {}, client.fd, client.order};
   const Sender sender{client.user, access_.MayConfigure(client.fd)};
-  exchange.response = RespondGuarded(transactor_, exchange.request, file, sender, exchange.file);
-  exchanges_.push_back(std::move(exchange));
+  exchange.response =
+      RespondGuarded(transactor_, exchange.request, std::move(file), sender, exchange.file);
   client.answered = true;
+  client.waits = exchange.response.ticket != 0;
+  if (client.waits) {
+    waiting_[exchange.response.ticket] = std::move(exchange);
+  } else {
+    exchanges_.push_back(std::move(exchange));
+  }
   return true;
 }
 

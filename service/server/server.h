@@ -36,6 +36,7 @@ class Server {
     uid_t user;
     uint64_t order;         // number of the connection
     bool answered = false;  // or about to be
+    bool waits = false;     // for the end of a transaction
     EventPtr event;
   };
 
@@ -45,6 +46,7 @@ class Server {
   bool Take(Client& client, short what);
   void Drop(Client& client);
   void Finish();
+  void Continue();
   void WatchDeadline();
   void DropOne();
   void MakeRoom(int reason);
@@ -56,7 +58,8 @@ class Server {
   Access access_;
   EventPtr accept_, acceptAgain_, terminate_, interrupt_, deadline_;
   std::unordered_map<int, Client> clients_;
-  std::vector<Exchange> exchanges_;  // carried out, not answered yet
+  std::vector<Exchange> exchanges_;                 // carried out, not answered yet
+  std::unordered_map<uint64_t, Exchange> waiting_;  // for a late reply, by its ticket
   bool stop_ = false;
   uint64_t nextOrder_ = 0;
 };

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "service/model/log.h"
+#include "service/server/transaction.h"
 #include "service/store/load.h"
 #include "service/store/rows.h"
 
@@ -23,6 +24,7 @@ bool Transactor::AttachStore(std::unique_ptr<Store> store) {
   Log("a transaction was not confirmed before this start");
   history_.pending->time = 0;
   RevertIfDue();
+  while (IsBusy()) Continue();
   return true;
 }
 
@@ -54,7 +56,8 @@ std::string Transactor::Reload() try {
   return "out of memory";
 }
 
-Response Transactor::Respond(const Bytes& request) {
+Response Transactor::Respond(const Bytes& request) try {
+  if (IsCommand(request)) MakeWay();
   if (needsReload_) {
     const std::string why = Reload();
     if (!why.empty()) {
@@ -70,12 +73,24 @@ Response Transactor::Respond(const Bytes& request) {
     return RefuseRequest(request, {HQOSD_NOT_STORED, fmt::format(kNotStored, why)});
   }
   return hqosd::Respond(model_, request.data(), request.size());
+} catch (const Refusal& refusal) {
+  return RefuseRequest(request, refusal);
 }
 
 std::string Transactor::Write(const std::vector<Change>& changes) {
   const auto begin = std::chrono::steady_clock::now();
   std::string why = store_->Write(changes);
   tally_.Committed(std::chrono::steady_clock::now() - begin, why.empty());
+  return why;
+}
+
+std::string Transactor::WriteSome(const std::vector<Change>& changes, const Slice& slice,
+                                  size_t& done) {
+  if (done == 0) writing_ = {};
+  const auto begin = std::chrono::steady_clock::now();
+  std::string why = store_->WriteSome(changes, slice, done);
+  writing_ += std::chrono::steady_clock::now() - begin;
+  if (!why.empty() || done == changes.size()) tally_.Committed(writing_, why.empty());
   return why;
 }
 

@@ -20,9 +20,18 @@ struct Exchange {
   Bytes file = {};     // sent with the reply; empty: none
 };
 
+// The reply to a request that was answered with a ticket; 0: nobody's.
+struct LateReply {
+  uint64_t ticket;
+  Bytes reply;
+};
+
+struct Transaction;
+
 class Transactor {
  public:
-  explicit Transactor(Model model) : model_(std::move(model)) {}
+  explicit Transactor(Model model);
+  ~Transactor();
 
   // Reads the store, logs what is repaired, and keeps the model there from now on; false when that
   // cannot be.
@@ -36,10 +45,18 @@ class Transactor {
   // replaced.
   void Commit(std::vector<Exchange>& exchanges);
 
-  // Carries out a request about the state as a whole, which came with `file`; a transaction is
-  // stored when this returns. The file of an export goes to `out`.
-  Response RespondState(const Bytes& request, const Bytes& file, const std::string& user,
+  // Carries out a request about the state as a whole, which came with `file`. A transaction is
+  // stored when this returns, unless the response has a ticket: then Continue() returns the reply.
+  // The file of an export goes to `out`.
+  Response RespondState(const Bytes& request, Bytes file, const std::string& user,
                         bool mayConfigure, Bytes& out);
+
+  // Whether there is something for Continue() to do.
+  bool IsBusy() const;
+
+  // Carries out a slice of the transaction that is under way, and returns the replies that are
+  // ready.
+  std::vector<LateReply> Continue();
 
   // When the transaction that waits for its confirmation is to be reverted, in seconds since 1970.
   std::optional<uint64_t> Deadline() const;
@@ -54,19 +71,33 @@ class Transactor {
   void Settle(std::vector<Exchange>& exchanges);
   void Flush();
   Bytes Export(const hqos::Tlv& request, Bytes& out);
-  Bytes Transact(const Bytes& bytes, const std::string& user, bool mayConfigure);
-  Bytes RunFile(const StateFile& file, const std::string& user);
-  void Install(Model fresh, const StateFile& file, const std::string& user);
+  Bytes Transact(Bytes bytes, const std::string& user, bool mayConfigure, uint64_t& ticket);
+  void MakeWay();
+  Bytes Begin(std::unique_ptr<Transaction> transaction, uint64_t& ticket);
+  std::optional<Bytes> Step(const Slice& slice);
+  bool Install(Transaction& t, const Slice& slice);
+  bool Keep(Transaction& t, const Slice& slice);
+  std::string WriteSome(const std::vector<Change>& changes, const Slice& slice, size_t& done);
   void Confirm();
-  void Revert(const std::string& user);
+  std::unique_ptr<Transaction> NewRevert(const std::string& user);
+  void LogRevert(uint64_t revision, const Refusal& refusal);
 
   Model model_;
   History history_;
   Tally tally_;
-  std::string failure_;           // of the store in the middle of a turn: for Commit
-  std::unique_ptr<Store> store_;  // null: nothing is stored
-  std::vector<Change> repairs_;   // of the store, not written yet
-  bool needsReload_ = false;      // the model is not what the store holds
+  std::string failure_;                    // of the store in the middle of a turn: for Commit
+  std::unique_ptr<Store> store_;           // null: nothing is stored
+  std::vector<Change> repairs_;            // of the store, not written yet
+  bool needsReload_ = false;               // the model is not what the store holds
+  std::unique_ptr<Transaction> underway_;  // meanwhile model and store stay as they are
+  std::vector<LateReply> finished_;
+  uint64_t lastTicket_ = 0;
+  std::chrono::nanoseconds writing_{};  // time of the slices of a commit so far
 };
+
+// The reply to a request about the state as a whole.
+Bytes StateReply(uint32_t code, const std::string& text, uint64_t revision);
+
+[[noreturn]] void RefuseBusy();
 
 }  // namespace hqosd

@@ -50,23 +50,28 @@ HQOS_FPRun RunOf(const ObjectTable<FP>::Object& fp) {
   return run;
 }
 
-// The changes of one kind of object: `make` gives the records of one that exists, under its keys,
-// which are the `prefixes` with its name.
-template <class Value, class Make>
-void TakeObjects(ObjectTable<Value>& table, const std::vector<std::string>& prefixes,
-                 const Make& make, std::vector<Change>& changes) {
+Bytes NamedValue(const std::string& name, uint16_t id) {
+  HQOS_FGInfo info{{}, id};
+  CopyName(name, info.name);
+  return Encoded(hqos::kNamedInfo<HQOS_FGInfo>, info);
+}
+
+// The changes of one kind of object.
+template <class Value>
+void TakeObjects(const Model& model, ObjectTable<Value>& table, std::vector<Change>& changes) {
   for (const std::string& name : table.Dirty()) {
     const auto* const object = table.Find(name);
-    for (size_t i = 0; i < prefixes.size(); ++i) {
-      Change change{prefixes[i] + name, {}, {}};
-      if (object != nullptr) change.value = make(*object, i);
+    for (const char* const prefix : Prefixes(Value::kKind)) {
+      Change change{prefix + name, {}, {}};
+      if (object != nullptr) change.value = ValueOf(model, *object, prefix);
       changes.push_back(std::move(change));
     }
   }
 }
 
 template <class Table, class ChildTable>
-std::optional<Bytes> NestingValue(Table& parents, ChildTable& children, const NestingKey& key) {
+std::optional<Bytes> NestingValue(const Table& parents, const ChildTable& children,
+                                  const NestingKey& key) {
   const auto* const parent = parents.Find(key.parent);
   const auto* const child = children.Find(key.child);
   if (parent == nullptr || child == nullptr) return std::nullopt;
@@ -81,7 +86,36 @@ std::optional<Bytes> NestingValue(Table& parents, ChildTable& children, const Ne
   return Encapsulated(son);
 }
 
-Change NestingChange(Model& model, const NestingKey& key) {
+}  // namespace
+
+std::span<const char* const> Prefixes(Kind kind) {
+  static constexpr const char *kSPs[] = {kKeySP}, *kFGs[] = {kKeyFG}, *kFCs[] = {kKeyFC},
+                              *kFPs[] = {kKeyFP, kKeyFPRun}, *kDPs[] = {kKeyDP};
+  static constexpr std::span<const char* const> kPrefixes[] = {kSPs, kFGs, kFCs, kFPs, kDPs};
+  return kPrefixes[static_cast<int>(kind)];
+}
+
+Bytes ValueOf(const Model&, const ObjectTable<SP>::Object& sp, const char*) {
+  HQOS_SPInfo info = SPRecord(sp);
+  info.value2 = 0;  // follows from the nestings
+  return Encoded(hqos::kSPBase, info);
+}
+Bytes ValueOf(const Model&, const ObjectTable<FG>::Object& fg, const char*) {
+  return NamedValue(fg.name, fg.id);
+}
+Bytes ValueOf(const Model&, const ObjectTable<FC>::Object& fc, const char*) {
+  return NamedValue(fc.name, fc.id);
+}
+Bytes ValueOf(const Model&, const ObjectTable<DP>::Object& dp, const char*) {
+  return Encoded(hqos::kDPInfo, DPRecord(dp));
+}
+Bytes ValueOf(const Model& model, const ObjectTable<FP>::Object& fp, const char* prefix) {
+  return std::string_view(prefix) == kKeyFP
+             ? Encapsulated(HQOS_dbmtype_EncapFPCfg, ConfigurationOf(model, fp))
+             : Encapsulated(HQOS_dbmtype_EncapFPRun, RunOf(fp));
+}
+
+Change NestingChange(const Model& model, const NestingKey& key) {
   Change change{NestingRowKey(key), {}, {}};
   if (key.parentKind == Kind::SP) {
     change.value = NestingValue(model.sps, model.fgs, key);
@@ -108,8 +142,6 @@ Change ApplicationChange(const Model& model, const ApplyKey& key) {
   return change;
 }
 
-}  // namespace
-
 // One record for each child: the parent's key, and on a second line the child.
 std::string NestingRowKey(const NestingKey& key) {
   return fmt::format("{}-nest-{}\n{} {}", Name(key.parentKind), key.parent, Name(key.childKind),
@@ -127,90 +159,17 @@ Bytes VersionValue() { return {std::begin(kStoreVersion), std::end(kStoreVersion
 
 std::vector<Change> TakeChanges(Model& model) {
   std::vector<Change> changes;
-  TakeObjects(
-      model.sps, {kKeySP},
-      [](const auto& sp, size_t) {
-        HQOS_SPInfo info = SPRecord(sp);
-        info.value2 = 0;  // follows from the nestings
-        return Encoded(hqos::kSPBase, info);
-      },
-      changes);
-  const auto named = [](const auto& object, size_t) {
-    return Encoded(hqos::kNamedInfo<HQOS_FGInfo>, NamedRecord<HQOS_FGInfo>(object));
-  };
-  TakeObjects(model.fgs, {kKeyFG}, named, changes);
-  TakeObjects(model.fcs, {kKeyFC}, named, changes);
-  TakeObjects(
-      model.dps, {kKeyDP},
-      [](const auto& dp, size_t) { return Encoded(hqos::kDPInfo, DPRecord(dp)); }, changes);
-  TakeObjects(
-      model.fps, {kKeyFP, kKeyFPRun},
-      [&](const auto& fp, size_t which) {
-        return which == 0 ? Encapsulated(HQOS_dbmtype_EncapFPCfg, ConfigurationOf(model, fp))
-                          : Encapsulated(HQOS_dbmtype_EncapFPRun, RunOf(fp));
-      },
-      changes);
+  TakeObjects(model, model.sps, changes);
+  TakeObjects(model, model.fgs, changes);
+  TakeObjects(model, model.fcs, changes);
+  TakeObjects(model, model.dps, changes);
+  TakeObjects(model, model.fps, changes);
   for (const NestingKey& key : model.dirtyNestings) changes.push_back(NestingChange(model, key));
   for (const ApplyKey& key : model.dirtyApplications) {
     changes.push_back(ApplicationChange(model, key));
   }
-  TakeRunChanges(model, changes);
+  RunRows(model).Step(Slice(), changes);
   model.ClearDirty();
-  return changes;
-}
-
-namespace {
-
-template <class Table>
-void MarkAll(Table& table) {
-  for (const auto& [id, object] : table.All()) table.MarkDirty(object.name);
-}
-
-template <class Table>
-void MarkNestings(Model& model, const Table& parents) {
-  for (const auto& [id, parent] : parents.All()) {
-    for (const auto& [childId, nesting] : parent.value.children) {
-      const Child child = ChildOf(model, childId);
-      model.dirtyNestings.insert({Table::kKind, parent.name, child.kind, *child.name});
-    }
-  }
-}
-
-// All records of the model, by their keys.
-std::vector<Change> AllRows(Model& model) {
-  model.ClearDirty();
-  model.storedRuns.clear();  // filled again by those that are taken
-  MarkAll(model.sps);
-  MarkAll(model.fgs);
-  MarkAll(model.fcs);
-  MarkAll(model.fps);
-  MarkAll(model.dps);
-  MarkNestings(model, model.sps);
-  MarkNestings(model, model.fgs);
-  for (const auto& [key, application] : model.applications) {
-    model.dirtyApplications.insert(key);
-    model.dirtyRuns.emplace(key, application.ifIndex);
-  }
-  std::vector<Change> rows = TakeChanges(model);
-  std::sort(rows.begin(), rows.end(),
-            [](const Change& a, const Change& b) { return a.key < b.key; });
-  return rows;
-}
-
-}  // namespace
-
-std::vector<Change> Differences(Model& from, Model& to) {
-  std::vector<Change> before = AllRows(from), after = AllRows(to), changes;
-  auto old = before.begin();
-  for (Change& row : after) {
-    for (; old != before.end() && old->key < row.key; ++old) {
-      changes.push_back({old->key, std::nullopt, {}});
-    }
-    const bool isOld = old != before.end() && old->key == row.key;
-    if (!isOld || old->value != row.value) changes.push_back(std::move(row));
-    if (isOld) ++old;
-  }
-  for (; old != before.end(); ++old) changes.push_back({old->key, std::nullopt, {}});
   return changes;
 }
 

@@ -1,16 +1,28 @@
 // From the model to the records of the store.
 #pragma once
 
+#include <span>
+
 #include "service/model/model.h"
 #include "service/store/store.h"
 
 namespace hqosd {
 
-// The records of all that is dirty, which is clean then.
+// The changes of all that is dirty, which is clean then.
 std::vector<Change> TakeChanges(Model& model);
 
-// The changes that make the records of `to` of those of `from`; both are clean then.
-std::vector<Change> Differences(Model& from, Model& to);
+// What the keys of an object's records begin with, before its name; and the value under one of
+// them.
+std::span<const char* const> Prefixes(Kind kind);
+Bytes ValueOf(const Model& model, const ObjectTable<SP>::Object& sp, const char* prefix);
+Bytes ValueOf(const Model& model, const ObjectTable<FG>::Object& fg, const char* prefix);
+Bytes ValueOf(const Model& model, const ObjectTable<FC>::Object& fc, const char* prefix);
+Bytes ValueOf(const Model& model, const ObjectTable<FP>::Object& fp, const char* prefix);
+Bytes ValueOf(const Model& model, const ObjectTable<DP>::Object& dp, const char* prefix);
+
+// The record of a nesting or an application; without a value when the model has none.
+Change NestingChange(const Model& model, const NestingKey& key);
+Change ApplicationChange(const Model& model, const ApplyKey& key);
 
 std::string NestingRowKey(const NestingKey& key);
 std::string ApplicationKey(const ApplyKey& key);

@@ -35,10 +35,7 @@ void AppendLayer2(Bytes& to, const HQOS_LayerRun& parent,
   }
 }
 
-// The rows of an SP, by the end of their keys: the SP, and the nodes of levels 1 to 4 and those of
-// level 4 that have children, a row for each two first identifiers of their paths. So a change of
-// the hierarchy rewrites a part of it.
-using Layers = std::map<std::string, Bytes>;
+using Layers = RunRows::Layers;
 
 std::string EndOf(const char* layer, const HQOS_SPSonPath& path) {
   if (path.field[2] == HQOS_PATH_UNSET) return fmt::format("{}-{}", layer, path.field[1]);
@@ -84,39 +81,47 @@ std::string Prefix(const ApplyKey& key, uint32_t ifIndex) {
 
 }  // namespace
 
-void TakeRunChanges(Model& model, std::vector<Change>& changes) {
-  std::map<uint16_t, Layers> layersOf;  // by SP: they are the same wherever it is applied
-  // An index may have moved from one interface to another: what is deleted for the one must not be
-  // what is written for the other.
-  std::map<std::string, const Bytes*> rows;
-  for (const auto& [key, ifIndex] : model.dirtyRuns) {
-    if (key.type != HQOS_APPOBJ_IFINDEX) continue;
-    const std::string prefix = Prefix(key, ifIndex);
-    for (auto row = model.storedRuns.lower_bound(prefix);
-         row != model.storedRuns.end() && row->first.starts_with(prefix); ++row) {
-      rows.try_emplace(row->first, nullptr);
-    }
-    const auto application = model.applications.find(key);
-    if (application == model.applications.end() || application->second.ifIndex != ifIndex) continue;
-    const uint16_t sp = application->second.sp;
-    auto layers = layersOf.find(sp);
-    if (layers == layersOf.end()) {
-      layers = layersOf.emplace(sp, LayersOf(model, model.sps.All().at(sp))).first;
-    }
-    for (const auto& [end, value] : layers->second) rows[prefix + end] = &value;
+bool RunRows::Step(const Slice& slice, std::vector<Change>& changes) {
+  for (auto run = at_ ? model_.dirtyRuns.upper_bound(*at_) : model_.dirtyRuns.begin();
+       run != model_.dirtyRuns.end(); ++run) {
+    if (slice.IsOver()) return false;
+    if (run->first.type == HQOS_APPOBJ_IFINDEX) Collect(run->first, run->second);
+    at_ = *run;
   }
-  for (const auto& [key, value] : rows) {
-    if (value == nullptr) {
-      model.storedRuns.erase(key);
-      changes.push_back({key, {}, {}});
-      continue;
-    }
-    const int64_t sum = RowSum(key, *value);
-    const auto [stored, isNew] = model.storedRuns.try_emplace(key, sum);
-    if (!isNew && stored->second == sum) continue;
-    stored->second = sum;
-    changes.push_back({key, *value, {}});
+  for (auto row = rows_.begin(); row != rows_.end(); row = rows_.erase(row)) {
+    if (slice.IsOver()) return false;
+    Take(row->first, row->second, changes);
   }
+  return true;
+}
+
+void RunRows::Collect(const ApplyKey& key, uint32_t ifIndex) {
+  const std::string prefix = Prefix(key, ifIndex);
+  for (auto row = model_.storedRuns.lower_bound(prefix);
+       row != model_.storedRuns.end() && row->first.starts_with(prefix); ++row) {
+    rows_.try_emplace(row->first, nullptr);
+  }
+  const auto application = model_.applications.find(key);
+  if (application == model_.applications.end() || application->second.ifIndex != ifIndex) return;
+  const uint16_t sp = application->second.sp;
+  auto layers = layersOf_.find(sp);
+  if (layers == layersOf_.end()) {
+    layers = layersOf_.emplace(sp, LayersOf(model_, model_.sps.All().at(sp))).first;
+  }
+  for (const auto& [end, value] : layers->second) rows_[prefix + end] = &value;
+}
+
+void RunRows::Take(const std::string& key, const Bytes* value, std::vector<Change>& changes) {
+  if (value == nullptr) {
+    model_.storedRuns.erase(key);
+    changes.push_back({key, {}, {}});
+    return;
+  }
+  const int64_t sum = RowSum(key, *value);
+  const auto [stored, isNew] = model_.storedRuns.try_emplace(key, sum);
+  if (!isNew && stored->second == sum) return;
+  stored->second = sum;
+  changes.push_back({key, *value, {}});
 }
 
 }  // namespace hqosd

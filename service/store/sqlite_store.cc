@@ -2,6 +2,7 @@
 #include <sys/stat.h>
 
 #include <filesystem>
+#include <span>
 
 #include "service/model/log.h"
 #include "service/store/records.h"
@@ -16,6 +17,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
+constexpr size_t kChangesAtOnce = 100;
 constexpr char kLocked[] = "another process has locked it";
 constexpr char kNoRoom[] = "its disk is full";
 
@@ -51,6 +53,28 @@ class SqliteStore final : public Store {
 
   std::string Write(const std::vector<Change>& changes) override {
     return Transact(changes, [this](const std::vector<Change>& all) { return Make(all); });
+  }
+
+  // What fails is tried again at once as a whole, with all that Write does about it.
+  std::string WriteSome(const std::vector<Change>& changes, const Slice& slice,
+                        size_t& done) override {
+    const bool canBegin = hasRoom_ && damage_.empty() && lock_.Check().empty();
+    bool isMade = canBegin && (done != 0 || Execute("BEGIN IMMEDIATE"));
+    const size_t first = done;
+    while (isMade && done < changes.size() && (done == first || !slice.IsOver())) {
+      const size_t count = std::min(kChangesAtOnce, changes.size() - done);
+      isMade = Make(std::span(changes).subspan(done, count));
+      done += count;
+    }
+    if (isMade && done < changes.size()) return "";
+    if (isMade && Execute("COMMIT")) return "";
+    Abandon();
+    done = changes.size();
+    return Write(changes);
+  }
+
+  void Abandon() override {
+    if (sqlite3_get_autocommit(db_.get()) == 0) Execute("ROLLBACK");
   }
 
   std::string WhyLocked() override {
@@ -126,7 +150,7 @@ class SqliteStore final : public Store {
   template <class What, class Carry>
   std::string OpenAgainAndTransact(const std::vector<What>& what, const Carry& make);
 
-  bool Make(const std::vector<Change>& changes) {
+  bool Make(std::span<const Change> changes) {
     const Statement put = Prepare(kPut), del = Prepare(kDelete), quarantine = Prepare(kQuarantine);
     if (put == nullptr || del == nullptr || quarantine == nullptr) return false;
     for (const Change& change : changes) {

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "service/model/slice.h"
 #include "service/model/tlvs.h"
 
 namespace hqosd {
@@ -40,6 +41,13 @@ class Store {
                            std::vector<QuarantinedRecord>* quarantine = nullptr) = 0;
   // Makes the changes, all or none. They are on disk when it returns "".
   virtual std::string Write(const std::vector<Change>& changes) = 0;
+  // The same in slices: makes changes from number `done` on and counts them there, until all are
+  // made and on disk or the slice is over. Until then nothing else is written, and when the store
+  // is closed before, none is made.
+  virtual std::string WriteSome(const std::vector<Change>& changes, const Slice& slice,
+                                size_t& done) = 0;
+  // Undoes the changes made so far.
+  virtual void Abandon() = 0;
   // Why nothing can be written when another process has locked it, else "". Waits a moment, but not
   // again while the lock is held.
   virtual std::string WhyLocked() = 0;
