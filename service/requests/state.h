@@ -54,8 +54,20 @@ struct StateFile {
   std::vector<StateCommand> commands;  // in the bytes of the file
 };
 
-// Throws a Refusal when the bytes are no such file.
-StateFile ParseState(std::span<const uint8_t> bytes);
+// Takes a file apart. The bytes stay as they are.
+class StateReader {
+ public:
+  explicit StateReader(std::span<const uint8_t> bytes) : size_(bytes.size()), rest_(bytes) {}
+
+  // True when all is read. Throws a Refusal when the bytes are no such file.
+  bool Step(const Slice& slice, StateFile& file);
+
+ private:
+  void ReadHead(StateFile& file);
+
+  size_t size_;
+  std::span<const uint8_t> rest_;
+};
 
 // A refused command.
 struct RefusedCommand {
@@ -67,7 +79,7 @@ struct RefusedCommand {
 class Replacement;
 class TransactionRun {
  public:
-  // `model` and `file` stay as they are meanwhile.
+  // `model` and `file`, which is complete at the first step, stay as they are meanwhile.
   TransactionRun(const Model& model, const StateFile& file);
   ~TransactionRun();
   TransactionRun(const TransactionRun&) = delete;
@@ -80,8 +92,12 @@ class TransactionRun {
   Model& Result() { return result_; }
 
  private:
+  void Begin();
+
+  const Model& model_;
   const StateFile& file_;
   Model result_;
+  bool isBegun_ = false;
   std::unique_ptr<Replacement> replacement_;
   uint32_t next_ = 0;
   std::vector<RefusedCommand> refusals_;

@@ -145,46 +145,65 @@ class Replacement {
   std::map<uint32_t, uint16_t> given_;  // identifiers by the number of the command
 };
 
-StateFile ParseState(std::span<const uint8_t> bytes) {
-  const auto refuse = [](const char* why) { Refuse(HQOSD_MALFORMED, "the file: {}", why); };
-  StateFile file;
+namespace {
+
+[[noreturn]] void RefuseFile(const char* why) { Refuse(HQOSD_MALFORMED, "the file: {}", why); }
+
+}  // namespace
+
+void StateReader::ReadHead(StateFile& file) {
   hqos::StateHead& head = file.head;
-  if (!Decode(hqos::kStateHead, bytes.data(), bytes.size(), head)) refuse("it has no head");
-  if (head.format != hqos::kStateFormat) refuse("its format is not known");
-  if (head.mode > HQOSD_MODE_REVERT || head.check > 1) refuse("its mode is not known");
-  if (head.length != bytes.size()) refuse("its head has another length");
-  bytes = bytes.subspan(hqos::kStateHead.size);
-  if (head.fcs > bytes.size() / hqos::kObjPayload.size) refuse("it has fewer FCs than it says");
+  if (!Decode(hqos::kStateHead, rest_.data(), size_, head)) RefuseFile("it has no head");
+  if (head.format != hqos::kStateFormat) RefuseFile("its format is not known");
+  if (head.mode > HQOSD_MODE_REVERT || head.check > 1) RefuseFile("its mode is not known");
+  if (head.length != size_) RefuseFile("its head has another length");
+  rest_ = rest_.subspan(hqos::kStateHead.size);
+  if (head.fcs > rest_.size() / hqos::kObjPayload.size) {
+    RefuseFile("it has fewer FCs than it says");
+  }
   for (uint32_t i = 0; i < head.fcs; ++i) {
     HQOS_ObjPayload& fc = file.fcs.emplace_back();
-    Decode(hqos::kObjPayload, bytes.data(), bytes.size(), fc);
-    bytes = bytes.subspan(hqos::kObjPayload.size);
+    Decode(hqos::kObjPayload, rest_.data(), rest_.size(), fc);
+    rest_ = rest_.subspan(hqos::kObjPayload.size);
   }
-  while (!bytes.empty()) {
-    const auto room = static_cast<uint16_t>(std::min<size_t>(bytes.size(), HQOS_MSG_MAX));
-    const hqos::Tlv tlv = hqos::FirstTlv(bytes.data(), room);
-    if (tlv.value == nullptr || bytes[0] < HQOS_MSGHEAD_LEN) refuse("it has what is no command");
-    const auto length = static_cast<size_t>(tlv.value + tlv.length - bytes.data());
-    file.commands.push_back({bytes.first(length), tlv});
-    bytes = bytes.subspan(length);
-  }
-  if (head.commands != file.commands.size()) refuse("it has not as many commands as it says");
-  return file;
 }
 
-TransactionRun::TransactionRun(const Model& model, const StateFile& file) : file_(file) {
-  if (file.head.mode == HQOSD_MODE_CHANGE) {
-    result_ = model.Copy();
-    return;
+bool StateReader::Step(const Slice& slice, StateFile& file) {
+  if (rest_.size() == size_) ReadHead(file);
+  while (!rest_.empty()) {
+    if (slice.IsOver()) return false;
+    const auto room = static_cast<uint16_t>(std::min<size_t>(rest_.size(), HQOS_MSG_MAX));
+    const hqos::Tlv tlv = hqos::FirstTlv(rest_.data(), room);
+    if (tlv.value == nullptr || rest_[0] < HQOS_MSGHEAD_LEN)
+      RefuseFile("it has what is no command");
+    const auto length = static_cast<size_t>(tlv.value + tlv.length - rest_.data());
+    file.commands.push_back({rest_.first(length), tlv});
+    rest_ = rest_.subspan(length);
   }
-  result_.interfaces = model.interfaces;
-  result_.debug = model.debug;
-  replacement_ = std::make_unique<Replacement>(model, file, result_);
+  if (file.head.commands != file.commands.size()) {
+    RefuseFile("it has not as many commands as it says");
+  }
+  return true;
 }
+
+TransactionRun::TransactionRun(const Model& model, const StateFile& file)
+    : model_(model), file_(file) {}
 
 TransactionRun::~TransactionRun() = default;
 
+void TransactionRun::Begin() {
+  if (file_.head.mode == HQOSD_MODE_CHANGE) {
+    result_ = model_.Copy();
+    return;
+  }
+  result_.interfaces = model_.interfaces;
+  result_.debug = model_.debug;
+  replacement_ = std::make_unique<Replacement>(model_, file_, result_);
+}
+
 bool TransactionRun::Step(const Slice& slice) {
+  if (!isBegun_) Begin();
+  isBegun_ = true;
   for (; next_ < file_.commands.size() && refusals_.size() < kMaxRefusals; ++next_) {
     if (slice.IsOver()) return false;
     const StateCommand& command = file_.commands[next_];

@@ -11,12 +11,19 @@ constexpr size_t kMaxBytes = 16 << 20;  // of all states, compressed
 constexpr int kLevel = 1;               // the fastest
 constexpr size_t kPiece = 256 << 10;    // of an export, compressed at once
 
-// The layouts of the records: a state's is followed by its compressed export.
+// Bytes of a compressed export in one row. SQLite compares whole rows when it searches, so that a
+// long one would make every write slow.
+constexpr size_t kPartSize = 900;
+
+// A state's record, whose export is in rows of their own.
 struct Length {
   uint64_t value;
 };
 constexpr auto kLength = hqos::Table<8>(hqos::Field{0, 8, hqos::kBigEndian, &Length::value});
 std::string KeyOf(uint64_t revision) { return fmt::format("{}{:020}", kKeyHistory, revision); }
+std::string PartKeyOf(uint64_t revision, size_t part) {
+  return fmt::format("{}{:020}-{:05}", kKeyHistoryPart, revision, part);
+}
 
 }  // namespace
 
@@ -65,6 +72,11 @@ void History::Load(const std::vector<StoredRecord>& records) {
       kept.length = length.value;
       kept.file.assign(value + hqos::kKeptState.size + kLength.size, value + size);
       kept_[kept.what.revision] = std::move(kept);
+    } else if (record.key.starts_with(kKeyHistoryPart)) {  // after all records of states
+      const std::string number = record.key.substr(sizeof kKeyHistoryPart - 1);
+      const auto found = kept_.find(std::strtoull(number.c_str(), nullptr, 10));
+      if (found == kept_.end()) continue;
+      found->second.file.insert(found->second.file.end(), value, value + size);
     }
   }
 }
@@ -95,15 +107,28 @@ void History::Keep(KeptExport& present, const hqos::KeptState& what, std::vector
   Bytes value = Encoded(hqos::kKeptState, what);
   const Bytes length = Encoded(kLength, Length{kept.length});
   value.insert(value.end(), length.begin(), length.end());
-  value.insert(value.end(), kept.file.begin(), kept.file.end());
   changes.push_back({KeyOf(what.revision), std::move(value), {}});
+  for (size_t at = 0; at < kept.file.size(); at += kPartSize) {
+    const auto part =
+        std::span(kept.file).subspan(at).first(std::min(kPartSize, kept.file.size() - at));
+    changes.push_back(
+        {PartKeyOf(what.revision, at / kPartSize), Bytes(part.begin(), part.end()), {}});
+  }
   size_t total = 0;
   for (const auto& [number, state] : kept_) total += state.file.size();
   while (kept_.size() > 1 && (kept_.size() > kMaxStates || total > kMaxBytes)) {
     total -= kept_.begin()->second.file.size();
-    changes.push_back({KeyOf(kept_.begin()->first), std::nullopt, {}});
-    kept_.erase(kept_.begin());
+    RemoveOldest(changes);
   }
+}
+
+void History::RemoveOldest(std::vector<Change>& changes) {
+  const auto oldest = kept_.begin();
+  changes.push_back({KeyOf(oldest->first), std::nullopt, {}});
+  for (size_t at = 0; at < oldest->second.file.size(); at += kPartSize) {
+    changes.push_back({PartKeyOf(oldest->first, at / kPartSize), std::nullopt, {}});
+  }
+  kept_.erase(oldest);
 }
 
 std::vector<Change> History::Rows(bool wasPending) const {

@@ -61,6 +61,8 @@ class History {
   std::vector<Change> Rows(bool wasPending) const;
 
  private:
+  void RemoveOldest(std::vector<Change>& changes);
+
   std::map<uint64_t, Kept> kept_;
 };
 

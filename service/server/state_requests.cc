@@ -84,14 +84,17 @@ Bytes Transactor::Transact(Bytes bytes, const std::string& user, bool mayConfigu
                            uint64_t& ticket) {
   hqos::StateHead head{};
   Decode(hqos::kStateHead, bytes.data(), bytes.size(), head);
-  if (!mayConfigure && head.check == 0) {
+  const bool decides = head.mode == HQOSD_MODE_CONFIRM || head.mode == HQOSD_MODE_REVERT;
+  if (!mayConfigure && (head.check == 0 || decides)) {
     Refuse(HQOSD_NOT_ALLOWED,
            "only root, the service's user and members of group hqos may configure");
   }
   if (underway_ != nullptr && head.check != 0) RefuseBusy();
   MakeWay();
-  if (head.mode == HQOSD_MODE_CONFIRM || head.mode == HQOSD_MODE_REVERT) {
-    ParseState(bytes);
+  if (decides) {
+    if (head.check != 0) Refuse(HQOSD_MALFORMED, "the file: only commands can be checked");
+    StateFile file;
+    StateReader(bytes).Step(Slice(), file);
     if (!history_.pending) Refuse(HQOSD_NOT_FOUND, "no transaction waits for its confirmation");
     if (head.mode == HQOSD_MODE_REVERT) return Begin(NewRevert(user), ticket);
     Confirm();

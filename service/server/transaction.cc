@@ -32,7 +32,9 @@ void AppendRefusals(const std::vector<RefusedCommand>& refusals, Bytes& reply) {
 Transactor::Transactor(Model model) : model_(std::move(model)) {}
 Transactor::~Transactor() = default;
 
-bool Transactor::IsBusy() const { return underway_ != nullptr || !finished_.empty(); }
+bool Transactor::IsBusy() const {
+  return underway_ != nullptr || past_ != nullptr || needsCheckpoint_ || !finished_.empty();
+}
 
 // For a change. Throws a Refusal unless what is under way only checks.
 void Transactor::MakeWay() {
@@ -40,7 +42,7 @@ void Transactor::MakeWay() {
   if (!underway_->IsCheck()) RefuseBusy();
   finished_.push_back(
       {underway_->ticket, StateReply(HQOSD_BUSY, "a change came first", history_.revision)});
-  underway_.reset();
+  past_ = std::move(underway_);
 }
 
 Bytes Transactor::Begin(std::unique_ptr<Transaction> transaction, uint64_t& ticket) {
@@ -52,7 +54,11 @@ Bytes Transactor::Begin(std::unique_ptr<Transaction> transaction, uint64_t& tick
 }
 
 std::vector<LateReply> Transactor::Continue() {
-  if (underway_ != nullptr) {
+  if (past_ != nullptr) {
+    past_.reset();
+  } else if (underway_ == nullptr && std::exchange(needsCheckpoint_, false)) {
+    store_->Checkpoint();
+  } else if (underway_ != nullptr) {
     const uint64_t ticket = underway_->ticket;
     std::optional<Bytes> reply = Step(Slice(kSlice));
     if (reply) finished_.push_back({ticket, std::move(*reply)});
@@ -66,7 +72,8 @@ std::optional<Bytes> Transactor::Step(const Slice& slice) {
   const std::vector<RefusedCommand>& refusals = t->run.Refusals();
   Refusal refusal{0, ""};
   try {
-    if (!t->run.Step(slice) || (refusals.empty() && !t->IsCheck() && !Install(*t, slice))) {
+    const bool isRun = t->reader.Step(slice, t->file) && t->run.Step(slice);
+    if (!isRun || (refusals.empty() && !t->IsCheck() && !Install(*t, slice))) {
       underway_ = std::move(t);
       return std::nullopt;
     }
@@ -79,8 +86,10 @@ std::optional<Bytes> Transactor::Step(const Slice& slice) {
   }
   if (refusal.code != 0 && store_ != nullptr) store_->Abandon();
   if (t->reverts) LogRevert(*t->reverts, refusal);
+
   Bytes reply = StateReply(refusal.code, refusal.text, history_.revision);
   AppendRefusals(refusals, reply);
+  past_ = std::move(t);  // takes long, too
   return reply;
 }
 
@@ -103,6 +112,7 @@ bool Transactor::Install(Transaction& t, const Slice& slice) {
   if (changes.empty()) return true;
   if (!t.history && !Keep(t, slice)) return false;
   if (store_ != nullptr) {
+    needsCheckpoint_ = t.written != 0;
     const std::string why = WriteSome(changes, slice, t.written);
     if (!why.empty()) Refuse(HQOSD_NOT_STORED, "nothing is changed, the store fails: {}", why);
     if (t.written < changes.size()) return false;
@@ -125,7 +135,8 @@ bool Transactor::Keep(Transaction& t, const Slice& slice) {
   hqos::KeptState what{history.revision, Now(), {}, {}};
   t.user.copy(what.user, sizeof what.user - 1);
   const hqos::StateHead& head = t.file.head;
-  std::copy(std::begin(head.comment), std::end(head.comment), what.comment);
+  const std::string comment = t.comment.empty() ? head.comment : t.comment;
+  comment.copy(what.comment, sizeof what.comment - 1);
   history.Keep(*t.kept, what, changes);
   history.pending.reset();
   if (head.confirm != 0) history.pending = PendingState{Now() + head.confirm, history.revision};
@@ -148,8 +159,7 @@ std::unique_ptr<Transaction> Transactor::NewRevert(const std::string& user) {
   const uint64_t revision = history_.pending->revision;
   auto revert = std::make_unique<Transaction>(model_, history_.Export(revision), user);
   revert->reverts = revision;
-  fmt::format("unconfirmed, reverted to revision {}", revision)
-      .copy(revert->file.head.comment, sizeof revert->file.head.comment - 1);
+  revert->comment = fmt::format("unconfirmed, reverted to revision {}", revision);
   return revert;
 }
 

@@ -10,10 +10,10 @@
 namespace hqosd {
 
 struct Transaction {
-  // `model` stays as it is meanwhile. Throws a Refusal when the bytes are no file of commands.
+  // `model` stays as it is meanwhile.
   Transaction(const Model& model, Bytes commands, std::string byUser)
       : bytes(std::move(commands)),
-        file(ParseState(bytes)),
+        reader(bytes),
         user(std::move(byUser)),
         run(model, file),
         rows(model, run.Result()) {}
@@ -23,9 +23,11 @@ struct Transaction {
   bool IsCheck() const { return file.head.check != 0; }
 
   const Bytes bytes;
+  StateReader reader;
   StateFile file;  // in the bytes
   std::string user;
   uint64_t ticket = 0;              // of the reply; 0: nobody waits for it
+  std::string comment;              // instead of the one in the file, unless it is empty
   std::optional<uint64_t> reverts;  // to this revision, because it was not confirmed
 
   TransactionRun run;

@@ -88,8 +88,10 @@ class Transactor {
   std::string failure_;                    // of the store in the middle of a turn: for Commit
   std::unique_ptr<Store> store_;           // null: nothing is stored
   std::vector<Change> repairs_;            // of the store, not written yet
+  bool needsCheckpoint_ = false;           // of the store
   bool needsReload_ = false;               // the model is not what the store holds
   std::unique_ptr<Transaction> underway_;  // meanwhile model and store stay as they are
+  std::unique_ptr<Transaction> past_;      // to be freed in a slice of its own
   std::vector<LateReply> finished_;
   uint64_t lastTicket_ = 0;
   std::chrono::nanoseconds writing_{};  // time of the slices of a commit so far

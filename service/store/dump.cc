@@ -175,8 +175,12 @@ bool KeptToJson(const Bytes& value, Json& record) {
   record = {{"revision", kept.revision},
             {"time", kept.time},
             {"user", kept.user},
-            {"comment", kept.comment},
-            {"bytes", value.size()}};
+            {"comment", kept.comment}};
+  return true;
+}
+
+bool PartToJson(const Bytes& value, Json& record) {
+  record = {{"bytes", value.size()}};
   return true;
 }
 
@@ -194,6 +198,7 @@ constexpr struct {
 } kDecoders[] = {{HQOSD_KEY_VERSION, "", VersionToJson},
                  {kKeyRevision, "", RevisionToJson},
                  {kKeyHistory, "", KeptToJson},
+                 {kKeyHistoryPart, "", PartToJson},
                  {kKeyPending, "", PendingToJson},
                  {kKeySP, "", SPToJson},
                  {kKeyFG, "", NamedToJson<HQOS_FGInfo, hqosd::DecodeFG>},

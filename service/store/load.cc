@@ -26,7 +26,8 @@ constexpr char kOtherName[] = "the record has another name than its key";
 
 // Records that the server reads itself.
 bool IsOfWholeState(const std::string& key) {
-  return key == kKeyRevision || key == kKeyPending || key.starts_with(kKeyHistory);
+  return key == kKeyRevision || key == kKeyPending || key.starts_with(kKeyHistory) ||
+         key.starts_with(kKeyHistoryPart);
 }
 
 class Loader {

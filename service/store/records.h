@@ -27,6 +27,7 @@ constexpr char kKeyApply[] = "APPLY-";
 constexpr char kKeyRevision[] = "REVISION";
 constexpr char kKeyPending[] = "PENDING";
 constexpr char kKeyHistory[] = "HISTORY-";
+constexpr char kKeyHistoryPart[] = "PART-";  // ordered after it
 
 // Until `time`, seconds since 1970, the transaction that has replaced the state `revision` can be
 // confirmed.

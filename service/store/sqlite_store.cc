@@ -18,6 +18,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr size_t kChangesAtOnce = 100;
+constexpr int kAutoCheckpoint = 1000;  // pages in the log, SQLite's default
 constexpr char kLocked[] = "another process has locked it";
 constexpr char kNoRoom[] = "its disk is full";
 
@@ -61,16 +62,25 @@ class SqliteStore final : public Store {
     const bool canBegin = hasRoom_ && damage_.empty() && lock_.Check().empty();
     bool isMade = canBegin && (done != 0 || Execute("BEGIN IMMEDIATE"));
     const size_t first = done;
-    while (isMade && done < changes.size() && (done == first || !slice.IsOver())) {
+    while (isMade && done < changes.size()) {
+      if (done != first && slice.IsOver()) break;
       const size_t count = std::min(kChangesAtOnce, changes.size() - done);
       isMade = Make(std::span(changes).subspan(done, count));
       done += count;
     }
-    if (isMade && done < changes.size()) return "";
-    if (isMade && Execute("COMMIT")) return "";
+    if (isMade && done < changes.size()) {
+      StartWriting(file_ + "-wal");
+      return "";
+    }
+    if (isMade && (first == 0 ? Execute("COMMIT") : CommitWithoutCheckpoint())) return "";
     Abandon();
+    Execute(kOverwrite);  // as in TransactOnce
     done = changes.size();
     return Write(changes);
+  }
+
+  void Checkpoint() override {
+    sqlite3_wal_checkpoint_v2(db_.get(), nullptr, SQLITE_CHECKPOINT_PASSIVE, nullptr, nullptr);
   }
 
   void Abandon() override {
@@ -93,6 +103,13 @@ class SqliteStore final : public Store {
       }
       return true;
     });
+  }
+
+  bool CommitWithoutCheckpoint() {
+    sqlite3_wal_autocheckpoint(db_.get(), 0);
+    const bool isDone = Execute("COMMIT");
+    sqlite3_wal_autocheckpoint(db_.get(), kAutoCheckpoint);
+    return isDone;
   }
 
   std::string OpenToRead();

@@ -48,6 +48,9 @@ class Store {
                                 size_t& done) = 0;
   // Undoes the changes made so far.
   virtual void Abandon() = 0;
+  // Moves what has been written from the log to the file. WriteSome leaves that to the caller when
+  // it has taken several slices.
+  virtual void Checkpoint() = 0;
   // Why nothing can be written when another process has locked it, else "". Waits a moment, but not
   // again while the lock is held.
   virtual std::string WhyLocked() = 0;

@@ -63,6 +63,13 @@ bool HasRoom(const std::string& file, uint64_t bytes) {
          disk.f_bavail * disk.f_frsize >= bytes;
 }
 
+void StartWriting(const std::string& file) {
+  const int fd = open(file.c_str(), O_RDONLY | O_CLOEXEC);
+  if (fd < 0) return;
+  sync_file_range(fd, 0, 0, SYNC_FILE_RANGE_WRITE);
+  close(fd);
+}
+
 bool Reserve::Exists() const { return access(file_.c_str(), F_OK) == 0; }
 
 bool Reserve::GiveUp() const { return unlink(file_.c_str()) == 0; }

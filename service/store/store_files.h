@@ -30,6 +30,9 @@ class StoreLock {
 // Whether the disk of the file has that much room.
 bool HasRoom(const std::string& file, uint64_t bytes);
 
+// Has the system begin to write what the file has in memory, so that a sync waits less.
+void StartWriting(const std::string& file);
+
 // Bytes on the disk that are given up when it is full, so that deleting still works.
 class Reserve {
  public:
