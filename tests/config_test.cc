@@ -2,11 +2,13 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 
+#include <atomic>
 #include <chrono>
 #include <fstream>
 #include <thread>
 
 #include "client/write_model.h"
+#include "hqosd.h"
 #include "tests/process.h"
 #include "tests/random_model.h"
 
@@ -99,6 +101,68 @@ TEST(Config, IsWholeAfterAKill) {
     EXPECT_TRUE(isNew || (applied.status != 0 && now == withoutRevision(states[known])));
     if (isNew) known = next;
   }
+}
+
+// A transaction that was not confirmed is reverted when its time is over, and by a restart.
+TEST(Config, RevertsWhatIsNotConfirmed) {
+  Service service({"--store", "@/store"});
+  std::mt19937 random(8);
+  ASSERT_EQ(Config({"apply", WriteFile(service, RandomModel(random).Draw())}).status, 0);
+  const auto withoutRevision = [] {
+    const std::string text = Export();
+    return text.substr(text.find('['));
+  };
+  const std::string before = withoutRevision();
+  for (const bool isKilled : {true, false}) {
+    const std::string file = WriteFile(service, RandomModel(random).Draw());
+    ASSERT_EQ(Config({"apply", file, "--confirm", isKilled ? "600" : "1"}).status, 0);
+    if (isKilled) {
+      EXPECT_NE(withoutRevision(), before);
+      service.Signal(SIGKILL);
+      service.Wait();
+      service.Start();
+    } else {
+      std::this_thread::sleep_for(std::chrono::milliseconds(2500));
+    }
+    EXPECT_EQ(withoutRevision(), before);
+    EXPECT_EQ(Config({"confirm"}).status, 1);
+  }
+}
+
+// While a large transaction is carried out, queries are answered and commands are refused; a dry
+// run gives way to a command.
+TEST(Config, HoldsNobodyUp) {
+  Service service({"--store", "@/store"});
+  client::Model model;
+  for (int fp = 0; fp < 20'000; ++fp) model.fp["fp" + std::to_string(fp)].bandwidth = 7;
+  const std::string file = WriteFile(service, model);
+  const auto runBeside = [&](std::vector<std::string> arguments, int& answered) {
+    Outcome applied;
+    std::atomic<bool> isDone = false;
+    uint32_t busy = 0;
+    std::thread thread([&] {
+      applied = Config(std::move(arguments));
+      isDone = true;
+    });
+    while (!isDone) {
+      HQOS_Result result{};
+      HQOS_FPInfo info{};
+      EXPECT_EQ(HQOS_lib_DelSP("missing", &result), 0u);
+      const bool isBusy = result.code == HQOSD_BUSY;
+      EXPECT_TRUE(isBusy || result.code == HQOSD_NOT_FOUND) << result.text;
+      const uint32_t status = HQOS_lib_GetFP("fp7", &info);
+      EXPECT_NE(status, HQOS_ERR_FAILED);
+      if (isBusy && ++busy != 0) answered += status == HQOSD_NOT_FOUND ? 1 : 0;
+    }
+    thread.join();
+    return applied;
+  };
+  int fromBefore = 0;
+  const Outcome dryRun = runBeside({"apply", file, "--dry-run"}, fromBefore);
+  EXPECT_TRUE(dryRun.status == 1 || dryRun.status == 4) << dryRun.err;
+  EXPECT_EQ(fromBefore, 0);
+  EXPECT_EQ(runBeside({"apply", file}, fromBefore).status, 0);
+  EXPECT_GT(fromBefore, 0);
 }
 
 }  // namespace

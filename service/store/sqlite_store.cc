@@ -74,7 +74,7 @@ class SqliteStore final : public Store {
     }
     if (isMade && (first == 0 ? Execute("COMMIT") : CommitWithoutCheckpoint())) return "";
     Abandon();
-    Execute(kOverwrite);  // as in TransactOnce
+    if (isMade) Execute(kOverwrite);  // as in TransactOnce
     done = changes.size();
     return Write(changes);
   }
