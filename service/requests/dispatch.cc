@@ -22,7 +22,7 @@ void LogBytes(const char* what, const uint8_t* bytes, size_t length) {
   for (size_t i = 0; i < length; ++i) {
     line += fmt::format("{}{:02x}", i % 4 == 0 ? " " : "", bytes[i]);
   }
-  Log("%s", line.c_str());
+  LogDebug("%s", line.c_str());
 }
 
 Bytes NewReply(uint8_t opClass) {
@@ -43,9 +43,9 @@ Response Handle(Model& model, const Request& request, const Payload& payload) {
     response.reply.insert(response.reply.end(), data.begin(), data.end());
     response.isAcceptedChange = response.isCommand && request.type != HQOS_CMD_SET_DEBUG &&
                                 request.type != HQOS_CMD_RESET_DEBUG;
-    if (isLogged) Log("%s: 0x%08x ", request.name, 0u);
+    if (isLogged) LogDebug("%s: 0x%08x ", request.name, 0u);
   } catch (const Refusal& refusal) {
-    if (isLogged) Log("%s: 0x%08x %s", request.name, refusal.code, refusal.text.c_str());
+    if (isLogged) LogDebug("%s: 0x%08x %s", request.name, refusal.code, refusal.text.c_str());
     throw;
   }
   return response;

@@ -39,7 +39,7 @@ Response RespondGuarded(Transactor& transactor, const Bytes& request, Bytes file
     return transactor.Respond(request);
   } catch (const std::bad_alloc&) {
     if (isCommand) {
-      Log("out of memory in the middle of a command");
+      Log(Level::Error, "out of memory in the middle of a command");
       std::_Exit(1);
     }
     return RefuseRequest(request, {HQOSD_NO_MEMORY, kShort});

@@ -95,10 +95,11 @@ std::optional<Bytes> Transactor::Step(const Slice& slice) {
 
 void Transactor::LogRevert(uint64_t revision, const Refusal& refusal) {
   if (refusal.code == 0) {
-    Log("reverted to revision %llu", static_cast<unsigned long long>(revision));
+    Log(Level::Warning, "reverted to revision %llu", static_cast<unsigned long long>(revision));
     return;
   }
-  Log("cannot revert the transaction that was not confirmed: %s", refusal.text.c_str());
+  Log(Level::Error, "cannot revert the transaction that was not confirmed: %s",
+      refusal.text.c_str());
   if (history_.pending && history_.pending->time <= Now()) {
     history_.pending->time = Now() + 1;  // try again
   }

@@ -19,9 +19,9 @@ constexpr char kNotStored[] = "nothing is changed, the store fails: {}";
 bool Transactor::AttachStore(std::unique_ptr<Store> store) {
   store_ = std::move(store);
   const std::string why = Reload();
-  if (!why.empty()) Log("cannot use the store: %s", why.c_str());
+  if (!why.empty()) Log(Level::Error, "cannot use the store: %s", why.c_str());
   if (!why.empty() || !history_.pending) return why.empty();
-  Log("a transaction was not confirmed before this start");
+  Log(Level::Warning, "a transaction was not confirmed before this start");
   history_.pending->time = 0;
   RevertIfDue();
   while (IsBusy()) Continue();
@@ -40,12 +40,13 @@ std::string Transactor::Reload() try {
   repairs_ = Load(records, fresh);
   for (const Change& change : repairs_) {
     if (change.quarantine.empty()) continue;
-    Log("quarantined %s: %s", PrintableKey(change.key).c_str(), change.quarantine.c_str());
+    Log(Level::Warning, "quarantined %s: %s", PrintableKey(change.key).c_str(),
+        change.quarantine.c_str());
   }
   if (!repairs_.empty()) {
     why = store_->Write(repairs_);
     if (why.empty()) repairs_.clear();
-    if (!why.empty()) Log("the store is not repaired yet: %s", why.c_str());
+    if (!why.empty()) Log(Level::Warning, "the store is not repaired yet: %s", why.c_str());
   }
   fresh.counters = std::move(model_.counters);
   model_ = std::move(fresh);
@@ -119,9 +120,9 @@ void Transactor::Settle(std::vector<Exchange>& exchanges) {
   }
   const std::string why = failure_.empty() ? Save() : std::exchange(failure_, "");
   if (why.empty()) return;
-  Log("cannot write to the store: %s", why.c_str());
+  Log(Level::Error, "cannot write to the store: %s", why.c_str());
   const std::string unread = Reload();
-  if (!unread.empty()) Log("cannot read the store: %s", unread.c_str());
+  if (!unread.empty()) Log(Level::Error, "cannot read the store: %s", unread.c_str());
   for (Exchange& exchange : exchanges) {
     if (exchange.response.isAcceptedChange) {
       exchange.response =

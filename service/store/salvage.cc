@@ -161,7 +161,8 @@ std::string Salvage(const std::string& file, const std::string& damage) {
   }
   why = Replace(fresh, file);
   if (!why.empty()) return why;
-  Log("the store was damaged: %s; %zu records can be read, %zu of them only from their pages, and "
+  Log(Level::Warning,
+      "the store was damaged: %s; %zu records can be read, %zu of them only from their pages, and "
       "all others are lost; the damaged store is kept as %s",
       damage.c_str(), found.count, found.count - found.byKeys, kept.c_str());
   return "";

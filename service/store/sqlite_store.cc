@@ -229,7 +229,8 @@ std::string SqliteStore::TryRepair() {
 std::string SqliteStore::OpenDamaged(const std::string& why) {
   db_ = ReadDamaged(file_);
   if (db_ == nullptr) return "out of memory";
-  Log("the store is damaged (%s) and can only be read: %s", damage_.c_str(), why.c_str());
+  Log(Level::Warning, "the store is damaged (%s) and can only be read: %s", damage_.c_str(),
+      why.c_str());
   return "";
 }
 
@@ -250,7 +251,8 @@ std::string SqliteStore::OpenToServe() {
     damage_ = FindDamage();
     if (!damage_.empty() && IsOutOfRoom(db_.get()) && OpenWithoutRoom().empty()) {
       damage_ = FindDamage();
-      if (damage_.empty()) Log("the store can only be read until there is room: %s", kNoRoom);
+      if (damage_.empty())
+        Log(Level::Warning, "the store can only be read until there is room: %s", kNoRoom);
       if (damage_.empty()) return "";
     }
   }
