@@ -6,6 +6,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <sstream>
 #include <nlohmann/json.hpp>
 #include <string>
 
@@ -49,9 +50,11 @@ class Chassis : public testing::Test {
   bool EndServices() const {
     bool any = false;
     for (const auto& process : std::filesystem::directory_iterator("/proc")) {
-      std::ifstream cmdline(process.path() / "cmdline"), environment(process.path() / "environ");
-      const std::string command{std::istreambuf_iterator<char>(cmdline), {}};
-      const std::string variables{std::istreambuf_iterator<char>(environment), {}};
+      // Reading from a process that has just ended fails.
+      std::ostringstream cmdline, environment;
+      cmdline << std::ifstream(process.path() / "cmdline").rdbuf();
+      environment << std::ifstream(process.path() / "environ").rdbuf();
+      const std::string command = cmdline.str(), variables = environment.str();
       if (command.find("--node") == std::string::npos ||
           variables.find(std::string("HQOS_RUNTIME_DIR=") + dir_ + '\0') == std::string::npos) {
         continue;
