@@ -1,19 +1,16 @@
 // hqosd: stand-in for the hqos service.
-#include <arpa/inet.h>
 #include <signal.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
-#include <cerrno>
-#include <cstring>
 #include <filesystem>
 
 #include "hqos.h"
-#include "platform/lip.h"
 #include "platform/slot.h"
 #include "service/model/log.h"
+#include "service/server/endpoint.h"
 #include "service/server/server.h"
 #include "service/server/transactor.h"
 #include "service/store/dump.h"
@@ -22,71 +19,25 @@
 
 namespace {
 
+using hqosd::Level;
+using hqosd::Log;
 using hqosd::Purpose;
 
-constexpr int kBacklog = 512;
-
-// The endpoint where the service listens, a socket in the file system.
-class Endpoint {
- public:
-  explicit Endpoint(uint32_t node) : fd_(LIP_Socket(LIP_FAMILY, SOCK_DGRAM, LIP_PROTOCOL)) {
-    const sockaddr_lip address{
-        sizeof(sockaddr_lip), LIP_FAMILY, htons(HQOS_SERVICE_PORT), htonl(node), {}};
-    uint32_t candidate = 0;
-    const bool listening = fd_ >= 0 && LIP_Listen(fd_, &address, kBacklog, &candidate) == 0;
-    reason_ = listening ? 0 : errno;
-    LIP_GetEndpoint(node, HQOS_SERVICE_PORT, candidate, path_, sizeof path_);
-    lstat(path_, &file_);
-  }
-  // Removes the socket, unless another has taken its place.
-  ~Endpoint() {
-    struct stat now;
-    if (reason_ == 0 && lstat(path_, &now) == 0 && now.st_ino == file_.st_ino &&
-        now.st_dev == file_.st_dev) {
-      unlink(path_);
-    }
-    if (fd_ >= 0) close(fd_);
-  }
-  Endpoint(const Endpoint&) = delete;
-  Endpoint& operator=(const Endpoint&) = delete;
-
-  int fd() const { return fd_; }
-  int reason() const { return reason_; }  // why it does not listen; 0: it does
-  const char* path() const { return path_; }
-
- private:
-  int fd_;
-  int reason_;
-  char path_[4096] = "";
-  struct stat file_ {};
-};
-
-// Why a service cannot listen, by the errno of LIP_Listen.
-const char* WhyNot(int reason) {
-  switch (reason) {
-    case EADDRINUSE:
-      return "it is taken, by a service or a file";
-    case EPERM:
-      return "others could change what is there, or lip.lock beside it is another user's";
-    case EWOULDBLOCK:
-      return "another process holds lip.lock beside it; find it with fuser, and end it";
-    default:
-      return std::strerror(reason);
-  }
-}
-
 int Serve(uint32_t node, hqosd::Transactor& transactor, hqosd::Access access) {
-  const Endpoint endpoint(node);
-  if (endpoint.reason() != 0) {
-    hqosd::Log("cannot listen at %s: %s", endpoint.path(), WhyNot(endpoint.reason()));
+  const hqosd::Endpoint endpoint(node);
+  if (!endpoint.fault().empty()) {
+    Log(Level::Error, "cannot listen at %s: %s", endpoint.path(), endpoint.fault().c_str());
     return 1;
   }
-  hqosd::Log("listening at %s", endpoint.path());
+  Log("listening at %s", endpoint.path());
 
   hqosd::Server server(endpoint.fd(), transactor, access);
-  const bool ended = server.Run();
-  hqosd::Log(ended ? "ended" : "the event loop failed");
-  return ended ? 0 : 1;
+  if (!server.Run()) {
+    Log(Level::Error, "the event loop failed");
+    return 1;
+  }
+  Log("ended");
+  return 0;
 }
 
 // The default store of the own slot (node 0), or of another; "" when there is no place for it.
@@ -100,7 +51,9 @@ std::string DefaultStore(uint16_t node) {
 std::unique_ptr<hqosd::Store> Open(const std::string& file, Purpose purpose) {
   std::string why = "there is no place for it";
   auto store = file.empty() ? nullptr : hqosd::OpenStore(file, purpose, why);
-  if (store == nullptr) hqosd::Log("cannot open the store %s: %s", file.c_str(), why.c_str());
+  if (store == nullptr) {
+    Log(Level::Error, "cannot open the store %s: %s", file.c_str(), why.c_str());
+  }
   return store;
 }
 
@@ -180,7 +133,7 @@ int main(int argc, char** argv) {
   RaiseDescriptorLimit();
   char fault[4096];
   if (o.node != 0 && DEV_GetChassisFault(fault, sizeof fault) != 0) {
-    hqosd::Log("cannot use the chassis that HQOS_CHASSIS names: %s", fault);
+    Log(Level::Error, "cannot use the chassis that HQOS_CHASSIS names: %s", fault);
     return 1;
   }
   // The own slot's service listens where its programs look for it.
@@ -189,12 +142,16 @@ int main(int argc, char** argv) {
   if (o.file.empty()) o.file = DefaultStore(isOwn ? 0 : o.node);
   if (o.dump) {
     const std::string why = hqosd::DumpStore(o.file, o.form);
-    if (!why.empty()) hqosd::Log("cannot read the store %s: %s", o.file.c_str(), why.c_str());
+    if (!why.empty()) {
+      Log(Level::Error, "cannot read the store %s: %s", o.file.c_str(), why.c_str());
+    }
     return why.empty() ? 0 : 1;
   }
   if (!o.backup.empty()) {
     const std::string why = hqosd::BackUpStore(o.file, o.backup);
-    if (!why.empty()) hqosd::Log("cannot copy the store %s: %s", o.file.c_str(), why.c_str());
+    if (!why.empty()) {
+      Log(Level::Error, "cannot copy the store %s: %s", o.file.c_str(), why.c_str());
+    }
     return why.empty() ? 0 : 1;
   }
   if (!o.restore.empty()) {

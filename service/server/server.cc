@@ -14,6 +14,7 @@
 #include "service/model/log.h"
 #include "service/server/guard.h"
 #include "service/server/message.h"
+#include "service/server/supervisor.h"
 
 namespace hqosd {
 
@@ -47,6 +48,8 @@ Server::Server(int listener, Transactor& transactor, Access access)
   interrupt_ = NewEvent(SIGINT, EV_SIGNAL | EV_PERSIST, stop, this);
   deadline_ = NewEvent(
       -1, 0, [](evutil_socket_t, short, void*) {}, this);  // ends a turn
+  alive_ = NewEvent(
+      -1, EV_PERSIST, [](evutil_socket_t, short, void*) { ReportAlive(); }, this);
 }
 
 Server::~Server() {
@@ -61,6 +64,9 @@ bool Server::Run() {
   for (const EventPtr* e : {&accept_, &terminate_, &interrupt_}) {
     if (*e == nullptr || event_add(e->get(), nullptr) != 0) return false;
   }
+  const auto interval = ReportInterval();
+  if (interval && (alive_ == nullptr || event_add(alive_.get(), &*interval) != 0)) return false;
+  ReportReady();
   while (!stop_) {
     WatchDeadline();
     const int how = transactor_.IsBusy() ? EVLOOP_NONBLOCK : EVLOOP_ONCE;
@@ -68,6 +74,7 @@ bool Server::Run() {
     Finish();
     if (transactor_.IsBusy()) Continue();
   }
+  ReportEnd();
   return true;
 }
 
