@@ -236,5 +236,4 @@ TEST(Faults, SignalsDisturbNoCall) {
   EXPECT_GT(g_alarms, 100);
 }
 
-// Memory that the kernel no longer gives. Not with sanitizers, which cannot live without.
 }  // namespace

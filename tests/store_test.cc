@@ -240,8 +240,17 @@ TEST_F(Kept, IsNotWaitedForLong) {
   EXPECT_EQ(text, "nothing is changed, the store fails: another process has locked it");
   EXPECT_EQ(Do(HQOS_lib_AddSP, "sp", HQOS_ID_NONE), uint32_t{HQOSD_NOT_STORED});
   EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(400));
-  sqlite3_close(db);
+  sqlite3_exec(db, "ROLLBACK", nullptr, nullptr, nullptr);
   EXPECT_EQ(Do(HQOS_lib_AddSP, "sp", HQOS_ID_NONE), 0u);
+  // A lock against readers keeps a service from starting, and is no damage.
+  Close();
+  sqlite3_exec(db, "PRAGMA locking_mode=EXCLUSIVE; BEGIN EXCLUSIVE", nullptr, nullptr, nullptr);
+  std::string why;
+  EXPECT_EQ(hqosd::OpenStore(file(), hqosd::Purpose::Serve, why), nullptr);
+  EXPECT_EQ(why, "another process has locked it");
+  sqlite3_close(db);
+  EXPECT_EQ(Open(), "");
+  EXPECT_EQ(Do(HQOS_lib_AddSP, "sp", HQOS_ID_NONE), uint32_t{HQOSD_EXISTS});
 }
 
 TEST_F(Kept, IsRefusedWhenItIsAnothersOrNewer) {

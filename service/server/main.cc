@@ -170,7 +170,10 @@ int main(int argc, char** argv) {
   hqosd::Transactor transactor(std::move(model));
   if (!o.ephemeral) {
     auto store = Open(o.file, Purpose::Serve);
-    if (store == nullptr && CanOnlyBeRead(o.file)) store = Open(o.file, Purpose::Read);
+    if (store == nullptr && CanOnlyBeRead(o.file)) {
+      hqosd::Log("it is only read, and changes are refused");
+      store = Open(o.file, Purpose::Read);
+    }
     if (store == nullptr || !transactor.AttachStore(std::move(store))) return 1;
   }
   return Serve(endpoint, transactor,

@@ -69,7 +69,7 @@ Response Transactor::Respond(const Bytes& request) try {
     return RefuseRequest(request, {HQOSD_UNCONFIRMED, UnconfirmedText(*history_.pending)});
   }
   // Known before the model changes, it need not be read back.
-  const std::string why = store_ != nullptr && IsCommand(request) ? store_->WhyLocked() : "";
+  const std::string why = store_ != nullptr && IsCommand(request) ? store_->WhyNotWritten() : "";
   if (!why.empty()) {
     return RefuseRequest(request, {HQOSD_NOT_STORED, fmt::format(kNotStored, why)});
   }

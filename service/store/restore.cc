@@ -35,6 +35,9 @@ bool CheckStore(Store& store) {
     std::printf("the store cannot be used: %s\n", why.c_str());
     return false;
   }
+  const std::string damage = store.Damage();
+  if (!damage.empty())
+    std::printf("the store is damaged: %s; what can be read of it:\n", damage.c_str());
   Model model;
   const std::vector<Change> repairs = Load(records, model);
   std::printf("%zu records: %zu SPs, %zu FGs, %zu FCs, %zu FPs, %zu DPs, %zu applications\n",
@@ -50,7 +53,7 @@ bool CheckStore(Store& store) {
     std::printf("in quarantine since %s: %s: %s\n", record.since.c_str(),
                 PrintableKey(record.key).c_str(), record.reason.c_str());
   }
-  return repairs.empty();
+  return repairs.empty() && damage.empty();
 }
 
 bool RestoreRecords(Store& store, const std::vector<std::string>& keys) {

@@ -41,13 +41,11 @@ void ReadByKeys(sqlite3* db, Found& found) {
     const std::string key = TextAt(row, 0);
     found.rows.insert({key, {BytesAt(row, 1), sqlite3_column_int64(row, 2)}});
   };
-  for (const char* sum : {"sum", "row_sum(key, value)"}) {
-    for (const char* order : {"", " DESC"}) {
-      const std::string sql =
-          fmt::format("SELECT key, value, {} FROM record ORDER BY key{}", sum, order);
-      ForEachRow(db, sql.c_str(), take);
-    }
-    if (!found.rows.empty()) break;
+  const char* const sum = VersionOf(db) == "1" ? "row_sum(key, value)" : "sum";
+  for (const char* order : {"", " DESC"}) {
+    const std::string sql =
+        fmt::format("SELECT key, value, {} FROM record ORDER BY key{}", sum, order);
+    ForEachRow(db, sql.c_str(), take);
   }
   for (const char* table : {"quarantine", "set_aside"}) {
     ForEachRow(db, fmt::format("SELECT key, value, reason, since FROM {}", table).c_str(),

@@ -61,7 +61,8 @@ std::string FindDamage(sqlite3* db) {
   });
   const std::string why = sqlite3_errmsg(db);
   if (result == SQLITE_DONE) {
-    const bool isUsable = VersionOf(db) == "1" || Prepare(db, kReadQuarantine) != nullptr;
+    const bool isUsable = VersionOf(db) == "1" || (Prepare(db, kReadRecords) != nullptr &&
+                                                   Prepare(db, kReadQuarantine) != nullptr);
     return isUsable ? unordered : sqlite3_errmsg(db);
   }
   return FirstText(db, "SELECT count(*) FROM sqlite_master") == "0" ? "" : why;

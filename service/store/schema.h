@@ -11,6 +11,9 @@ constexpr char kCreateTables[] =
     " WITHOUT ROWID;"
     "CREATE TABLE IF NOT EXISTS quarantine(key TEXT, value BLOB, reason TEXT, since TEXT);";
 
+// The third column: whether the checksum is right.
+constexpr char kReadRecords[] =
+    "SELECT key, value, sum IS row_sum(key, value) FROM record ORDER BY key";
 constexpr char kReadQuarantine[] =
     "SELECT key, value, reason, since FROM quarantine ORDER BY rowid";
 
@@ -30,8 +33,8 @@ std::string VersionOf(sqlite3* db);
 // "" when the version is the present one, or one that can be upgraded.
 std::string CheckVersion(sqlite3* db);
 
-// What SQLite's own check finds, or a row whose key has left the order of the tree, which that
-// passes over; "" when there is no damage.
+// What SQLite's own check finds, or what that passes over: a row whose key has left the order of
+// the tree, a table without its columns; "" when there is no damage.
 std::string FindDamage(sqlite3* db);
 
 // From version 1 to the present one: its rows are accepted as they are, once.

@@ -1,5 +1,6 @@
 // The store in an SQLite database: one table of text key to value, and one for quarantined records.
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <span>
@@ -21,6 +22,7 @@ constexpr size_t kChangesAtOnce = 100;
 constexpr int kAutoCheckpoint = 1000;  // pages in the log, SQLite's default
 constexpr char kLocked[] = "another process has locked it";
 constexpr char kNoRoom[] = "its disk is full";
+constexpr char kEmpty[] = "it is empty";
 
 // Commits are on disk when they return: synchronous=FULL syncs the log at each.
 constexpr char kSetUp[] =
@@ -59,7 +61,7 @@ class SqliteStore final : public Store {
   // What fails is tried again at once as a whole, with all that Write does about it.
   std::string WriteSome(const std::vector<Change>& changes, const Slice& slice,
                         size_t& done) override {
-    const bool canBegin = hasRoom_ && damage_.empty() && lock_.Check().empty();
+    const bool canBegin = hasRoom_ && damage_.empty() && CheckFiles().empty();
     bool isMade = canBegin && (done != 0 || Execute("BEGIN IMMEDIATE"));
     const size_t first = done;
     while (isMade && done < changes.size()) {
@@ -87,7 +89,9 @@ class SqliteStore final : public Store {
     if (sqlite3_get_autocommit(db_.get()) == 0) Execute("ROLLBACK");
   }
 
-  std::string WhyLocked() override {
+  std::string WhyNotWritten() override {
+    const std::string lost = CheckFiles();
+    if (!lost.empty()) return lost;
     sqlite3_busy_timeout(db_.get(), wasLocked_ ? 0 : kBusyTime);
     const bool isFree = Execute("BEGIN IMMEDIATE");
     wasLocked_ = !isFree && sqlite3_errcode(db_.get()) == SQLITE_BUSY;
@@ -105,19 +109,10 @@ class SqliteStore final : public Store {
     });
   }
 
-  bool CommitWithoutCheckpoint() {
-    sqlite3_wal_autocheckpoint(db_.get(), 0);
-    const bool isDone = Execute("COMMIT");
-    sqlite3_wal_autocheckpoint(db_.get(), kAutoCheckpoint);
-    return isDone;
-  }
+  std::string Damage() const override { return damage_; }
 
   std::string OpenToRead();
-  std::string OpenToCheck() {
-    std::string why = OpenReadOnly();
-    if (why.empty()) why = FindDamage();
-    return why;
-  }
+  std::string OpenToCheck();
   std::string OpenToServe();
 
  private:
@@ -126,12 +121,24 @@ class SqliteStore final : public Store {
   std::string Why() const { return db_ == nullptr ? "out of memory" : sqlite3_errmsg(db_.get()); }
 
   bool Open(const std::string& name, int flags) { return OpenDatabase(name, flags, db_); }
-  std::string FindDamage() const { return hqosd::FindDamage(db_.get()); }
+  std::string FindDamage() const {
+    // A store that was served once has tables.
+    const bool isEmpty =
+        reserve_.Exists() && FirstText(db_.get(), "SELECT count(*) FROM sqlite_master") == "0";
+    return isEmpty ? kEmpty : hqosd::FindDamage(db_.get());
+  }
   std::string SetUp();
+  bool CommitWithoutCheckpoint() {
+    sqlite3_wal_autocheckpoint(db_.get(), 0);
+    const bool isDone = Execute("COMMIT");
+    sqlite3_wal_autocheckpoint(db_.get(), kAutoCheckpoint);
+    return isDone;
+  }
   // Closing will not fold the log into the file.
   void LeaveLog() {
     if (db_ != nullptr) sqlite3_db_config(db_.get(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, 1, nullptr);
   }
+  std::string CheckFiles();
   std::string OpenWithoutRoom();
   std::string OpenReadOnly();
   std::string Repair();
@@ -139,10 +146,8 @@ class SqliteStore final : public Store {
   std::string OpenDamaged(const std::string& why);
 
   std::string ReadRecords(std::vector<StoredRecord>& records) {
-    const bool hasSums = !VersionOf(db_.get()).empty() && VersionOf(db_.get()) != "1";
-    const char* const sql = hasSums ? "SELECT key, value, sum IS row_sum(key, value) FROM record"
-                                      " ORDER BY key"
-                                    : "SELECT key, value, 1 FROM record ORDER BY key";
+    const bool isOld = VersionOf(db_.get()) == "1";
+    const char* const sql = isOld ? "SELECT key, value, 1 FROM record ORDER BY key" : kReadRecords;
     const int result = ForEachRow(db_.get(), sql, [&records](sqlite3_stmt* row) {
       records.push_back({TextAt(row, 0), BytesAt(row, 1), sqlite3_column_int(row, 2) != 0});
     });
@@ -195,6 +200,17 @@ std::string SqliteStore::SetUp() {
   return FirstText(db_.get(), "PRAGMA journal_mode") == "wal" ? "" : "it cannot have a log";
 }
 
+// "" when the files are those that were opened.
+std::string SqliteStore::CheckFiles() {
+  const std::string lost = lock_.Check();
+  if (!lost.empty()) LeaveLog();  // it may be all that is left
+  const bool isOnDisk = lock_.IsTaken() && damage_.empty();
+  if (!lost.empty() || !isOnDisk || access((file_ + "-wal").c_str(), F_OK) == 0) return lost;
+  Log("%s-wal has been removed; it is made again", file_.c_str());
+  db_.reset();  // has the log open still, and writes it to the database
+  return Open(file_, SQLITE_OPEN_READWRITE) ? SetUp() : Why();
+}
+
 // In exclusive mode SQLite needs no file for its index of the log.
 std::string SqliteStore::OpenWithoutRoom() {
   const bool isOpen = Open(file_, SQLITE_OPEN_READWRITE) &&
@@ -237,15 +253,19 @@ std::string SqliteStore::OpenDamaged(const std::string& why) {
 std::string SqliteStore::OpenToServe() {
   std::error_code ignored;
   fs::create_directories(fs::path(file_).parent_path(), ignored);
-  const bool wasThere = reserve_.Exists();
+  const bool wasThere = reserve_.Exists(), hasLostLog = HasLostLog(file_);
   std::string why = lock_.Take(file_);
   if (!why.empty()) return why;
+  if (hasLostLog) Log("the store has lost its log, %s-wal, and what that held", file_.c_str());
   // Who can read a store can lock it, and keep its log from being emptied.
   for (const char* end : {"", "-wal", "-shm"}) chmod((file_ + end).c_str(), S_IRUSR | S_IWUSR);
   std::error_code noSize;
-  if (wasThere && fs::file_size(file_, noSize) == 0) damage_ = "it is empty";
+  if (wasThere && fs::file_size(file_, noSize) == 0) damage_ = kEmpty;
   if (damage_.empty()) {
     if (!Open(file_, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE)) return Why();
+    if (!Execute("SELECT 1 FROM sqlite_master") && sqlite3_errcode(db_.get()) == SQLITE_BUSY) {
+      return kLocked;  // that is no damage
+    }
     why = CheckVersion(db_.get());
     if (!why.empty()) return why;
     damage_ = FindDamage();
@@ -275,6 +295,16 @@ std::string SqliteStore::OpenReadOnly() {
   const bool hasNoRoom = IsOutOfRoom(db_.get()) || sqlite3_errcode(db_.get()) == SQLITE_BUSY;
   if (!isRead && hasNoRoom && !Open(ReadingUri(file_, true), kReadUri)) return Why();
   return CheckVersion(db_.get());
+}
+
+std::string SqliteStore::OpenToCheck() {
+  const bool hasLostLog = HasLostLog(file_);
+  const std::string why = OpenReadOnly();
+  if (!why.empty()) return why;
+  damage_ = FindDamage();
+  if (!damage_.empty()) db_ = ReadDamaged(file_);
+  if (damage_.empty() && hasLostLog) damage_ = "it has lost its log";
+  return db_ == nullptr ? "out of memory" : "";
 }
 
 std::string SqliteStore::OpenToRead() {
@@ -312,8 +342,7 @@ std::string SqliteStore::OpenAgainAndTransact(const std::vector<What>& what, con
 
 template <class What, class Carry>
 std::string SqliteStore::Transact(const std::vector<What>& what, const Carry& make) {
-  std::string why = lock_.Check();
-  if (!why.empty()) LeaveLog();  // it may be all that is left
+  std::string why = CheckFiles();
   if (why.empty() && !damage_.empty()) why = TryRepair();
   if (!why.empty()) return why;
   why = hasRoom_ ? TransactOnce(what, make) : OpenAgainAndTransact(what, make);

@@ -51,19 +51,21 @@ class Store {
   // Moves what has been written from the log to the file. WriteSome leaves that to the caller when
   // it has taken several slices.
   virtual void Checkpoint() = 0;
-  // Why nothing can be written when another process has locked it, else "". Waits a moment, but not
-  // again while the lock is held.
-  virtual std::string WhyLocked() = 0;
+  // Why nothing can be written: its files have gone, or another process has locked it; else "".
+  // Waits a moment for the lock, but not again while it is held.
+  virtual std::string WhyNotWritten() = 0;
+  // What is wrong with the database itself; "" when it is sound.
+  virtual std::string Damage() const = 0;
   // The quarantined values of the keys have been put back.
   virtual std::string Restored(const std::vector<std::string>& keys) = 0;
 };
 
 enum class Purpose { Read, Check, Serve };
 
-// Opens the store in the file. To check, damage is looked for first. To serve, it is created when
-// there is none, upgraded, and salvaged when it is damaged; on a full disk it can be read and
-// refuses to write until there is room. Null when it cannot be opened, or another service has it;
-// `why` then says so.
+// Opens the store in the file. To check, what is readable of a damaged one is read. To serve, it is
+// created when there is none, upgraded, and salvaged when it is damaged; on a full disk it can be
+// read and refuses to write until there is room. Null when it cannot be opened, or another service
+// has it; `why` then says so.
 std::unique_ptr<Store> OpenStore(const std::string& file, Purpose purpose, std::string& why);
 
 // Copies the store to the new file, also while a service has it.

@@ -12,12 +12,16 @@
 #include <cstring>
 #include <filesystem>
 
+#include "service/model/log.h"
+
 namespace hqosd {
 
 namespace {
 
 constexpr off_t kReserve = 262'144;     // bytes
 constexpr uint64_t kSpare = 1'048'576;  // bytes on the disk beyond which the reserve is made
+
+bool Exists(const std::string& file) { return access(file.c_str(), F_OK) == 0; }
 
 }  // namespace
 
@@ -46,15 +50,23 @@ std::string StoreLock::Check() {
   if (fd_ < 0 || !lost_.empty()) return lost_;
   if (stat(file_.c_str(), &there) != 0 || fstat(fd_, &mine) != 0 || there.st_ino != mine.st_ino ||
       there.st_dev != mine.st_dev) {
-    return lost_ = file_ + " has been removed or replaced; restart hqosd";
+    return Lose(" has been removed or replaced");
   }
   // SQLite never makes it smaller.
   if (mine.st_size == 0 || mine.st_size < size_) {
-    return lost_ = file_ + " has been truncated; restart hqosd";
+    return Lose(" has been truncated");
   }
   size_ = mine.st_size;
   return "";
 }
+
+std::string StoreLock::Lose(const char* how) {
+  lost_ = file_ + how + "; restart hqosd";
+  Log("%s", lost_.c_str());
+  return lost_;
+}
+
+bool HasLostLog(const std::string& file) { return Exists(file + "-shm") && !Exists(file + "-wal"); }
 
 bool HasRoom(const std::string& file, uint64_t bytes) {
   struct statvfs disk {};
@@ -70,7 +82,7 @@ void StartWriting(const std::string& file) {
   close(fd);
 }
 
-bool Reserve::Exists() const { return access(file_.c_str(), F_OK) == 0; }
+bool Reserve::Exists() const { return hqosd::Exists(file_); }
 
 bool Reserve::GiveUp() const { return unlink(file_.c_str()) == 0; }
 
@@ -91,11 +103,13 @@ std::string ReadingUri(const std::string& file, bool isFull) {
     uri += isPlain ? std::string(1, c) : fmt::format("%{:02X}", byte);
   }
   const std::string dir = std::filesystem::path(file).parent_path();
-  const bool canLog = !isFull && access(dir.empty() ? "." : dir.c_str(), W_OK) == 0;
-  std::error_code noLog;
+  std::error_code noFile, noLog;
+  const bool isEmpty = std::filesystem::file_size(file, noFile) == 0 && !noFile;
   const auto logSize = std::filesystem::file_size(file + "-wal", noLog);
+  const bool canLog =
+      !isFull && !HasLostLog(file) && access(dir.empty() ? "." : dir.c_str(), W_OK) == 0;
   const bool hasLog = !noLog && (logSize > 0 || !isFull);
-  return canLog || hasLog ? uri : uri + "?immutable=1";
+  return (canLog || hasLog) && !isEmpty ? uri : uri + "?immutable=1";
 }
 
 }  // namespace hqosd

@@ -18,14 +18,19 @@ class StoreLock {
   std::string Take(const std::string& file);
   bool IsTaken() const { return fd_ >= 0; }
   // "" while the path leads to the file that is locked, and that has become no smaller; once it is
-  // lost it remains so.
+  // lost it remains so, and that is logged.
   std::string Check();
 
  private:
+  std::string Lose(const char* how);
+
   int fd_ = -1;
   std::string file_, lost_;
   int64_t size_ = 0;  // bytes at the last check
 };
+
+// Whether the log has been removed after a service died: a clean end removes its index as well.
+bool HasLostLog(const std::string& file);
 
 // Whether the disk of the file has that much room.
 bool HasRoom(const std::string& file, uint64_t bytes);
@@ -48,7 +53,7 @@ class Reserve {
 
 // The file as SQLite opens it to read. One that nobody has open, in a directory where no log can be
 // made beside it (the directory is read-only, or the disk is full), is opened as one that does not
-// change.
+// change; so is an empty one, whose log SQLite would remove.
 std::string ReadingUri(const std::string& file, bool isFull);
 
 }  // namespace hqosd
