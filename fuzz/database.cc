@@ -11,6 +11,7 @@
 #include "fuzz/require.h"
 #include "service/store/load.h"
 #include "service/store/rows.h"
+#include "service/store/schema.h"
 
 namespace {
 
@@ -19,17 +20,27 @@ using hqosd::Bytes;
 using hqosd::OpenStore;
 using hqosd::Purpose;
 
-constexpr size_t kPage = 4096;
+constexpr size_t kPage = 512;  // the smallest: few records fill many pages
 
-const fs::path& Directory() {
-  static const fs::path dir = [] {
-    fs::path made = fs::temp_directory_path() / ("hqos-database-" + std::to_string(getpid()));
-    fs::create_directories(made);
-    std::atexit([] { fs::remove_all(Directory()); });
-    return made;
-  }();
-  return dir;
-}
+// A directory for one input; in memory if possible, where nothing waits for a disk.
+class Directory {
+ public:
+  Directory() {
+    const fs::path base =
+        access("/dev/shm", W_OK) == 0 ? fs::path("/dev/shm") : fs::temp_directory_path();
+    dir_ = base / ("hqos-database-" + std::to_string(getpid()));
+    fs::remove_all(dir_);
+    fs::create_directories(dir_);
+  }
+  ~Directory() { fs::remove_all(dir_); }
+  Directory(const Directory&) = delete;
+  Directory& operator=(const Directory&) = delete;
+
+  std::string File() const { return dir_ / "store.db"; }
+
+ private:
+  fs::path dir_;
+};
 
 std::vector<hqosd::StoredRecord> Read(hqosd::Store& store) {
   std::vector<hqosd::StoredRecord> records;
@@ -38,13 +49,19 @@ std::vector<hqosd::StoredRecord> Read(hqosd::Store& store) {
   return records;
 }
 
-// A store of 400 FGs, and its bytes.
+// A store of 60 FGs, and its bytes.
 std::string MakeStore(std::map<std::string, Bytes>& rows) {
-  const std::string file = Directory() / "good.db";
+  const Directory dir;
+  const std::string file = dir.File();
+  hqosd::Database empty;
+  fuzz::Require(hqosd::OpenDatabase(file, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE, empty) &&
+                    hqosd::Execute(empty.get(), "PRAGMA page_size = 512; VACUUM"),
+                "a database is made");
+  empty.reset();
   std::string why;
   auto store = OpenStore(file, Purpose::Serve, why);
   hqosd::Model model;
-  for (uint16_t i = 0; i < 400; ++i) model.fgs.Add("fg" + std::to_string(i), i);
+  for (uint16_t i = 0; i < 60; ++i) model.fgs.Add("fg" + std::to_string(i), i);
   std::vector<hqosd::Change> changes = hqosd::TakeChanges(model);
   changes.push_back({"VERSION", hqosd::VersionValue(), {}});
   fuzz::Require(store != nullptr && store->Write(changes).empty(), "a store is made");
@@ -71,10 +88,8 @@ void Damage(std::string& bytes, const uint8_t* data, size_t size) {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   static std::map<std::string, Bytes> rows;
   static const std::string good = MakeStore(rows);
-  const fs::path dir = Directory() / "damaged";
-  fs::remove_all(dir);
-  fs::create_directories(dir);
-  const std::string file = dir / "store.db";
+  const Directory dir;
+  const std::string file = dir.File();
   std::string bytes = good, why;
   Damage(bytes, data, size);
   std::ofstream(file, std::ios::binary) << bytes;
