@@ -3,8 +3,11 @@
 
 #include <stdlib.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -92,7 +95,11 @@ bool ReadTable(toml::table& file, Chassis& chassis, Fault& fault) {
 
 bool ReadFile(const char* name, Chassis& chassis, Fault& fault) {
   struct stat info {};
-  if (stat(name, &info) == 0 && !S_ISREG(info.st_mode)) {
+  if (stat(name, &info) != 0 || access(name, R_OK) != 0) {
+    fault.reason = std::strerror(errno);
+    return false;
+  }
+  if (!S_ISREG(info.st_mode)) {
     fault.reason = "it is not a regular file";  // reading a pipe would block
     return false;
   }

@@ -217,6 +217,7 @@ std::string SqliteStore::OpenWithoutRoom() {
                       Execute("PRAGMA locking_mode=EXCLUSIVE") &&
                       !FirstText(db_.get(), "SELECT count(*) FROM record").empty();
   hasRoom_ = false;
+  if (isOpen) unlink((file_ + "-shm").c_str());  // of another time; see HasLostLog
   return isOpen ? "" : Why();
 }
 
