@@ -22,6 +22,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
+constexpr char kReady[] = ".repaired";  // ends the name of a complete fresh store
+
 struct Row {
   Bytes value;
   int64_t sum;
@@ -129,17 +131,27 @@ std::string Keep(const std::string& file, const std::string& kept) {
   return why;
 }
 
-// Puts the fresh store in the place of the damaged one, whose log must not be applied to it.
+// Puts the fresh store in the place of the damaged one. A death in between is finished at the next
+// start: the log, which must not be applied to the fresh one, goes before.
 std::string Replace(const std::string& fresh, const std::string& file) {
   const fs::path dir = fs::path(file).parent_path();
-  if (!Sync(dir)) return std::strerror(errno);
-  for (const char* end : {"-wal", "-shm"}) unlink((file + end).c_str());
-  if (rename(fresh.c_str(), file.c_str()) != 0) return std::strerror(errno);
-  Sync(dir);
-  return "";
+  if (rename(fresh.c_str(), (file + kReady).c_str()) != 0 || !Sync(dir)) {
+    return std::strerror(errno);
+  }
+  return FinishSalvage(file);
 }
 
 }  // namespace
+
+bool IsSalvageReady(const std::string& file) { return fs::exists(file + kReady); }
+
+std::string FinishSalvage(const std::string& file) {
+  const std::string ready = file + kReady;
+  for (const char* end : {"-wal", "-shm"}) unlink((file + end).c_str());
+  if (rename(ready.c_str(), file.c_str()) != 0) return std::strerror(errno);
+  Sync(fs::path(file).parent_path());
+  return "";
+}
 
 std::string Salvage(const std::string& file, const std::string& damage) {
   const std::string fresh = file + ".salvaged";

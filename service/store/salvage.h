@@ -13,6 +13,11 @@ namespace hqosd {
 // Returns "", or why it could not; the damaged store is then as it was.
 std::string Salvage(const std::string& file, const std::string& damage);
 
+// Whether the death of a service has interrupted a salvage at its last step; this completes it, and
+// returns "" or why it could not.
+bool IsSalvageReady(const std::string& file);
+std::string FinishSalvage(const std::string& file);
+
 // A store in memory with the same rows, for one that cannot be replaced. Null when memory is short.
 Database ReadDamaged(const std::string& file);
 

@@ -254,10 +254,16 @@ std::string SqliteStore::OpenDamaged(const std::string& why) {
 std::string SqliteStore::OpenToServe() {
   std::error_code ignored;
   fs::create_directories(fs::path(file_).parent_path(), ignored);
-  const bool wasThere = reserve_.Exists(), hasLostLog = HasLostLog(file_);
+  const bool wasThere = reserve_.Exists();
   std::string why = lock_.Take(file_);
+  if (why.empty() && IsSalvageReady(file_)) {
+    Log("the salvage of a damaged store was interrupted, and is completed");
+    why = FinishSalvage(file_);
+    if (why.empty()) why = lock_.Take(file_);
+  }
   if (!why.empty()) return why;
-  if (hasLostLog) Log("the store has lost its log, %s-wal, and what that held", file_.c_str());
+  if (HasLostLog(file_))
+    Log("the store has lost its log, %s-wal, and what that held", file_.c_str());
   // Who can read a store can lock it, and keep its log from being emptied.
   for (const char* end : {"", "-wal", "-shm"}) chmod((file_ + end).c_str(), S_IRUSR | S_IWUSR);
   std::error_code noSize;
