@@ -15,7 +15,7 @@ namespace hqosctl {
 
 namespace {
 
-constexpr double kPatience = 0.2;  // seconds
+constexpr double kPatience = 0.2;  // seconds for the service, however much is asked
 constexpr auto kAll = [](CLI::App*) { return true; };
 constexpr char kFiles[] = "";  // the candidate that stands for files
 
@@ -106,6 +106,9 @@ class Place {
   Place(CLI::App& app, const std::vector<std::string>& words) : line_{&app} {
     for (const std::string& word : words) Go(word);
   }
+
+  // Whether the next word is the value of an option.
+  bool IsValue() const { return waiting_ != nullptr; }
 
   Candidates Next(const std::string& last, const std::string& before) const {
     if (waiting_ != nullptr) return Read(SourceOf(*waiting_), before);
@@ -200,14 +203,22 @@ class Place {
 void Complete(CLI::App& app, std::vector<std::string> words) {
   if (words.empty()) words.emplace_back();
   SetTimeout(kPatience);
-  const std::string last = words.back();
+  std::string last = words.back(), option;  // --option=value: both in one word
   words.pop_back();
+  if (const size_t end = last.find('='); last.starts_with("--") && end != std::string::npos) {
+    words.push_back(last.substr(0, end));
+    option = last.substr(0, end + 1);
+    last.erase(0, end + 1);
+  }
+  const Place place(app, words);
+  if (!option.empty() && !place.IsValue()) return;
   try {
     std::set<std::string> printed;
-    for (const Candidate& one : Place(app, words).Next(last, words.empty() ? "" : words.back())) {
+    for (const Candidate& one : place.Next(last, words.empty() ? "" : words.back())) {
       const bool fits = one.word.starts_with(last) || one.word == kFiles;
       if (!fits || Shown(one.word) != one.word || !printed.insert(one.word).second) continue;
-      std::cout << one.word << '\t' << Shown(one.about) << '\n';
+      std::cout << (one.word == kFiles ? "" : option) << one.word << '\t' << Shown(one.about)
+                << '\n';
     }
   } catch (const Failure&) {
     // The service does not answer: there is nothing to offer.
