@@ -36,7 +36,7 @@ int Run(int argc, char** argv, hqosctl::Output& output) {
   app.set_version_flag("--version", "hqosctl " HQOS_VERSION);
   app.footer(
       "Exit status: 0 done, 1 refused by the service, 2 wrong usage, 3 no service, no answer in "
-      "time, or out of memory.");
+      "time, or out of memory, 4 a difference (config diff, config apply --dry-run).");
   app.fallthrough();
   app.add_flag("--json", output.json, "listings as one JSON array");
   std::string batch;
