@@ -2,7 +2,8 @@
 # zsh completes a command, a name that has a blank, and nothing without a service.
 # Usage: complete_zsh.sh BIN_DIR COMPLETION_DIR
 set -eu
-command -v zsh || { echo "there is no zsh"; exit 77; }
+command -v zsh ||
+  { echo "complete_zsh: Skipped"; echo "there is no zsh"; exit 77; }
 dir=$(mktemp -d)
 service=
 finish() {

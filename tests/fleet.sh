@@ -3,7 +3,8 @@
 # its health check reverts, the others keep their change; a refusal on the first host stops the rest.
 # Usage: fleet.sh BIN_DIR EXAMPLE_DIR
 set -eu
-command -v ansible-playbook || { echo "there is no ansible-playbook (package ansible-core)"; exit 77; }
+command -v ansible-playbook ||
+  { echo "fleet: Skipped"; echo "there is no ansible-playbook (package ansible-core)"; exit 77; }
 dir=$(mktemp -d)
 services=
 finish() {

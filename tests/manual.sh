@@ -46,7 +46,8 @@ done
 
 sed -n '/^\.Bd/,/^\.Ed/{/^\./!p}' "$man/man5/hqos.toml.5" | "$bin/hqosctl" config validate -
 
-[ -d "$man/man3" ] || { echo "the library's pages were not made: there is no Python 3"; exit 77; }
+[ -d "$man/man3" ] ||
+  { echo "manual: Skipped"; echo "the library's pages were not made: there is no Python 3"; exit 77; }
 for name in $(grep -v '^ *//' "$3" | grep -oE '\bHQOS_(lib|msg|dbmtype|util)_\w+\(' | tr -d '('); do
   page=$man/$(sed 's/^\.so //' "$man/man3/$name.3")
   grep -qx "\.Fo $name" "$page" && grep -qx "\.It Fn $name" "$page" && continue
@@ -54,7 +55,8 @@ for name in $(grep -v '^ *//' "$3" | grep -oE '\bHQOS_(lib|msg|dbmtype|util)_\w+
   exit 1
 done
 
-command -v mandoc >"$dir/which" || { echo "the pages are not checked: there is no mandoc"; exit 77; }
+command -v mandoc >"$dir/which" ||
+  { echo "manual: Skipped"; echo "the pages are not checked: there is no mandoc"; exit 77; }
 mkdir "$dir/flat"  # where mandoc finds what pages refer to
 cp "$man"/man?/* "$dir/flat"
 cd "$dir/flat"

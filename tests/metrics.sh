@@ -50,4 +50,4 @@ END
 else
   skipped="$skipped; no python3-prometheus-client reads OpenMetrics"
 fi
-[ -z "$skipped" ] || { echo "skipped${skipped}"; exit 77; }
+[ -z "$skipped" ] || { echo "metrics: Skipped"; echo "${skipped#; }"; exit 77; }
