@@ -15,7 +15,7 @@ namespace hqosctl {
 
 namespace {
 
-constexpr double kPatience = 0.2;  // seconds for the service, however much is asked
+constexpr double kTimeout = 0.2;  // seconds for the service, however much is asked
 constexpr auto kAll = [](CLI::App*) { return true; };
 constexpr char kFiles[] = "";  // the candidate that stands for files
 
@@ -101,9 +101,9 @@ std::vector<CLI::Option*> OptionsOf(CLI::App& command) {
 }
 
 // Where the words before the last have led.
-class Place {
+class CommandLine {
  public:
-  Place(CLI::App& app, const std::vector<std::string>& words) : line_{&app} {
+  CommandLine(CLI::App& app, const std::vector<std::string>& words) : line_{&app} {
     for (const std::string& word : words) Go(word);
   }
 
@@ -202,7 +202,7 @@ class Place {
 
 void Complete(CLI::App& app, std::vector<std::string> words) {
   if (words.empty()) words.emplace_back();
-  SetTimeout(kPatience);
+  SetTimeout(kTimeout);
   std::string last = words.back(), option;  // --option=value: both in one word
   words.pop_back();
   if (const size_t end = last.find('='); last.starts_with("--") && end != std::string::npos) {
@@ -210,11 +210,11 @@ void Complete(CLI::App& app, std::vector<std::string> words) {
     option = last.substr(0, end + 1);
     last.erase(0, end + 1);
   }
-  const Place place(app, words);
-  if (!option.empty() && !place.IsValue()) return;
+  const CommandLine line(app, words);
+  if (!option.empty() && !line.IsValue()) return;
   try {
     std::set<std::string> printed;
-    for (const Candidate& one : place.Next(last, words.empty() ? "" : words.back())) {
+    for (const Candidate& one : line.Next(last, words.empty() ? "" : words.back())) {
       const bool fits = one.word.starts_with(last) || one.word == kFiles;
       if (!fits || Shown(one.word) != one.word || !printed.insert(one.word).second) continue;
       std::cout << (one.word == kFiles ? "" : option) << one.word << '\t' << Shown(one.about)

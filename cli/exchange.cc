@@ -1,19 +1,15 @@
 #include "cli/exchange.h"
 
 #include <arpa/inet.h>
-#include <fcntl.h>
-#include <sys/mman.h>
-#include <sys/socket.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cstring>
 
-#include "cli/deadline.h"
 #include "cli/failure.h"
 #include "client/commands.h"
 #include "hqosd.h"
+#include "msg/sealed_file.h"
 #include "msg/state_file.h"
 #include "platform/lip.h"
 #include "platform/text.h"
@@ -27,22 +23,16 @@ using Bytes = std::vector<uint8_t>;
 // A descriptor that is closed with it.
 class Descriptor {
  public:
-  explicit Descriptor(int fd = -1) : fd_(fd) {}
+  explicit Descriptor(int fd) : fd_(fd) {}
   ~Descriptor() {
     if (fd_ >= 0) close(fd_);
   }
   Descriptor(const Descriptor&) = delete;
   Descriptor& operator=(const Descriptor&) = delete;
   int get() const { return fd_; }
-  void set(int fd) { fd_ = fd; }
 
  private:
   int fd_;
-};
-
-union Control {
-  cmsghdr head;
-  char room[CMSG_SPACE(sizeof(int))];
 };
 
 [[noreturn]] void FailRoundTrip(uint32_t status) {
@@ -52,36 +42,6 @@ union Control {
 
 [[noreturn]] void FailFile(const char* what) {
   throw Failure(kNoService, std::string("cannot ") + what + ": " + std::strerror(errno));
-}
-
-// A memory file that nobody can change any more.
-int NewSealed(const Bytes& bytes) {
-  const int fd = memfd_create("hqos-state", MFD_CLOEXEC | MFD_ALLOW_SEALING);
-  if (fd < 0) FailFile("make a memory file");
-  size_t done = 0;
-  while (done < bytes.size()) {
-    const ssize_t size = write(fd, bytes.data() + done, bytes.size() - done);
-    if (size <= 0) FailFile("write a memory file");
-    done += static_cast<size_t>(size);
-  }
-  if (fcntl(fd, F_ADD_SEALS, F_SEAL_WRITE | F_SEAL_SHRINK | F_SEAL_GROW | F_SEAL_SEAL) != 0) {
-    FailFile("seal a memory file");
-  }
-  return fd;
-}
-
-Bytes ReadWhole(int fd) {
-  struct stat file {};
-  if (fstat(fd, &file) != 0) FailFile("read the service's file");
-  Bytes bytes(static_cast<size_t>(file.st_size));
-  size_t done = 0;
-  while (done < bytes.size()) {
-    const ssize_t size =
-        pread(fd, bytes.data() + done, bytes.size() - done, static_cast<off_t>(done));
-    if (size <= 0) FailFile("read the service's file");
-    done += static_cast<size_t>(size);
-  }
-  return bytes;
 }
 
 void Connect(int fd) {
@@ -94,23 +54,14 @@ void Connect(int fd) {
 }
 
 // Sends a request, with a file unless `file` is empty.
-void SendRequest(int fd, Bytes& request, const Bytes& file) {
-  iovec part{request.data(), request.size()};
-  Control control{};
-  msghdr message{};
-  message.msg_iov = &part;
-  message.msg_iovlen = 1;
-  const Descriptor passed(file.empty() ? -1 : NewSealed(file));
+void SendRequest(int fd, const Bytes& request, const Bytes& file) {
+  hqos::MessageWithFile message(request.data(), request.size());
+  std::optional<hqos::SealedFile> passed;
   if (!file.empty()) {
-    message.msg_control = &control;
-    message.msg_controllen = sizeof control;
-    control.head.cmsg_level = SOL_SOCKET;
-    control.head.cmsg_type = SCM_RIGHTS;
-    control.head.cmsg_len = CMSG_LEN(sizeof(int));
-    const int number = passed.get();
-    std::memcpy(CMSG_DATA(&control.head), &number, sizeof number);
+    if (passed.emplace(file).fd() < 0) FailFile("write a memory file");
+    message.Attach(passed->fd());
   }
-  while (sendmsg(fd, &message, MSG_NOSIGNAL) < 0) {
+  while (sendmsg(fd, &message.head, MSG_NOSIGNAL) < 0) {
     if (errno != EINTR) FailRoundTrip(HQOS_ERR_FAILED);
   }
 }
@@ -123,24 +74,19 @@ struct Reply {
 Reply Receive(int fd) {
   Reply reply;
   reply.message.resize(HQOS_MSG_MAX);
-  iovec part{reply.message.data(), reply.message.size()};
-  Control control{};
-  msghdr message{};
-  message.msg_iov = &part;
-  message.msg_iovlen = 1;
-  message.msg_control = &control;
-  message.msg_controllen = sizeof control;
+  hqos::MessageWithFile message(reply.message.data(), reply.message.size());
+  message.Expect();
   ssize_t length = 0;
-  while ((length = recvmsg(fd, &message, MSG_CMSG_CLOEXEC)) < 0 && errno == EINTR) {
+  while ((length = recvmsg(fd, &message.head, MSG_CMSG_CLOEXEC)) < 0 && errno == EINTR) {
   }
   if (length <= 0) FailRoundTrip(HQOS_ERR_FAILED);
   reply.message.resize(static_cast<size_t>(length));
-  const cmsghdr* const head = CMSG_FIRSTHDR(&message);
+  const cmsghdr* const head = CMSG_FIRSTHDR(&message.head);
   if (head == nullptr || head->cmsg_type != SCM_RIGHTS) return reply;
   int number = -1;
   std::memcpy(&number, CMSG_DATA(head), sizeof number);
   const Descriptor passed(number);
-  reply.file = ReadWhole(number);
+  if (!hqos::ReadFile(number, UINT64_MAX, reply.file)) FailFile("read the service's file");
   return reply;
 }
 

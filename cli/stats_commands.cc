@@ -45,12 +45,12 @@ std::vector<HQOS_SPSon> SonsOf(const std::vector<Record>& records) {
   return sons;
 }
 
-std::string Title(const HQOS_ApplyInfo& info) {
+std::string TargetText(const HQOS_ApplyInfo& info) {
   return ObjectText(info.obj) + " " + DirectionText(info.obj) + ": SP " + info.sp.name;
 }
 
 std::string KeyOf(const HQOS_ApplyInfo& info, const HQOS_SPSon& son) {
-  std::string key = Title(info);
+  std::string key = TargetText(info);
   for (const uint16_t field : son.path.field) key += ' ' + std::to_string(field);
   return key;
 }
@@ -92,9 +92,9 @@ void ShowStats(const ApplyTarget& target, Round* last, Output& output) {
       record["counters"] = {{"stat32", stats[i].counters.stat32},
                             {"stat64", stats[i].counters.stat64}};
     };
-    output.Line(Title(info), {{"obj", ObjectRecord(info.obj)},
-                              {"sp", SPRecord(info.sp)},
-                              {"children", Nested(sons, addCounters)}});
+    output.Line(TargetText(info), {{"obj", ObjectRecord(info.obj)},
+                                   {"sp", SPRecord(info.sp)},
+                                   {"children", Nested(sons, addCounters)}});
     const std::vector<std::string> lines = Draw(sons);
     for (size_t i = 0; i < stats.size(); ++i) {
       const std::string key = KeyOf(info, sons[i]);
@@ -149,7 +149,7 @@ void ShowDiag(const ApplyTarget& target, Output& output) {
     const std::vector<HQOS_SPSonDiag> diags = ReadSPSonDiags(info.obj, info.sp);
     const std::vector<HQOS_SPSon> sons = SonsOf(diags);
     const auto addDiag = [&](size_t i, Output::Record& record) { record["diag"] = diags[i].diag; };
-    AddDiagLine(Title(info), info.sp.words, output,
+    AddDiagLine(TargetText(info), info.sp.words, output,
                 {{"obj", ObjectRecord(info.obj)},
                  {"sp", SPRecord(info.sp)},
                  {"children", Nested(sons, addDiag)}});

@@ -14,15 +14,15 @@
 
 #include "cli/failure.h"
 #include "cli/output.h"
-#include "fuzz/live.h"
+#include "fuzz/fake_peer.h"
 #include "fuzz/require.h"
-#include "fuzz/seam.h"
+#include "fuzz/service_harness.h"
 #include "platform/if_select.h"
 #include "platform/service_manager.h"
 
 namespace {
 
-fuzz::Live* g_live = nullptr;
+fuzz::ServiceHarness* g_service = nullptr;
 
 // Takes what is printed, and after some rounds no more: then a watch without an end does.
 class Sink final : public std::streambuf {
@@ -57,14 +57,14 @@ uint32_t SERVICE_BatchStart(const uint16_t*, uint32_t count, const char*, uint32
 
 // The machine's interfaces are those of the model.
 int32_t IF_Select_GetNext(const IF_Select*, const char* after, char* name) {
-  const auto next = g_live->interfaces.all.upper_bound(after);
-  if (next == g_live->interfaces.all.end()) return 0;
+  const auto next = g_service->interfaces.all.upper_bound(after);
+  if (next == g_service->interfaces.all.end()) return 0;
   std::strcpy(name, next->first.c_str());
   return 1;
 }
 
 unsigned if_nametoindex(const char* name) noexcept {
-  const auto found = g_live->interfaces.Find(std::string(name));
+  const auto found = g_service->interfaces.Find(std::string(name));
   return found ? found->index : 0;
 }
 
@@ -72,10 +72,10 @@ unsigned if_nametoindex(const char* name) noexcept {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (size == 0) return 0;
-  fuzz::Live live;
-  g_live = &live;
-  seam::peer.answer = [&live](const seam::Bytes& request) {
-    return live.Ask(request.data(), request.size());
+  fuzz::ServiceHarness service;
+  g_service = &service;
+  fake_peer::peer.answer = [&service](const fake_peer::Bytes& request) {
+    return service.Ask(request.data(), request.size());
   };
   Sink out;
   auto* const cout = std::cout.rdbuf(&out);
@@ -89,6 +89,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   output.Finish();
   std::cout.rdbuf(cout);
   std::cerr.rdbuf(cerr);
-  live.Finish();
+  service.Finish();
   return 0;
 }

@@ -3,9 +3,9 @@
 #include "tests/calls.h"
 
 #include "fuzz/arguments.h"
-#include "fuzz/live.h"
+#include "fuzz/fake_peer.h"
 #include "fuzz/require.h"
-#include "fuzz/seam.h"
+#include "fuzz/service_harness.h"
 
 namespace {
 
@@ -93,29 +93,29 @@ void Do(uint32_t (*function)(Parameters...), Source& source) {
 }
 
 // An interface goes, or comes with an index that is another's no longer.
-void ChangeInterfaces(Input& in, fuzz::Live& live) {
+void ChangeInterfaces(Input& in, fuzz::ServiceHarness& service) {
   static constexpr const char* kInterfaces[] = {"eth0", "eth1", "lo0"};
   const std::string name = in.PickValueInArray(kInterfaces);
-  live.interfaces.all.erase(name);
+  service.interfaces.all.erase(name);
   const auto index = in.ConsumeIntegralInRange<uint32_t>(0, 4);
-  if (index != 0 && !live.interfaces.Find(index))
-    live.interfaces.Add(name, index, in.ConsumeBool());
+  if (index != 0 && !service.interfaces.Find(index))
+    service.interfaces.Add(name, index, in.ConsumeBool());
 }
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
-  fuzz::Live live;
-  seam::peer.answer = [&live](const seam::Bytes& request) {
-    return live.Ask(request.data(), request.size());
+  fuzz::ServiceHarness service;
+  fake_peer::peer.answer = [&service](const fake_peer::Bytes& request) {
+    return service.Ask(request.data(), request.size());
   };
   Input in(data, size);
   Source source{in};
   while (in.remaining_bytes() > 0) {
     const auto which = in.ConsumeIntegralInRange<size_t>(0, calls::kCount);
-    if (which == calls::kCount) ChangeInterfaces(in, live);
+    if (which == calls::kCount) ChangeInterfaces(in, service);
     calls::With(which, [&](auto* function) { Do(function, source); });
   }
-  live.Finish();
+  service.Finish();
   return 0;
 }

@@ -1,7 +1,7 @@
 // A reply of any bytes, to a command and to every query. The first byte chooses the call, the rest
 // is the reply.
+#include "fuzz/fake_peer.h"
 #include "fuzz/require.h"
-#include "fuzz/seam.h"
 #include "tests/reply_rules.h"
 
 void reply_rules::Require(bool holds, const char* what) { fuzz::Require(holds, what); }
@@ -21,10 +21,10 @@ struct Arguments {
 template <class... Parameters>
 void Do(uint32_t (*function)(Parameters...)) {
   using Call = calls::Call<Parameters...>;
-  const auto run = [](auto call) { return seam::Watched(call); };
-  seam::peer.fill = 0;
+  const auto run = [](auto call) { return fake_peer::Watched(call); };
+  fake_peer::peer.fill = 0;
   Call first(function, Arguments{}, run);
-  seam::peer.fill = 0xA5;
+  fake_peer::peer.fill = 0xA5;
   Call second(function, Arguments{}, run);
   Require(first.status == second.status, "what comes after a reply does not matter");
   if constexpr (sizeof...(Parameters) > 1) {
@@ -42,8 +42,8 @@ void Do(uint32_t (*function)(Parameters...)) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (size == 0) return 0;
-  const seam::Bytes reply(data + 1, data + size);
-  seam::peer.answer = [&reply](const seam::Bytes&) { return reply; };
+  const fake_peer::Bytes reply(data + 1, data + size);
+  fake_peer::peer.answer = [&reply](const fake_peer::Bytes&) { return reply; };
   calls::With(data[0] % calls::kCount, [](auto* function) { Do(function); });
   return 0;
 }

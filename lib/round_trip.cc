@@ -4,6 +4,8 @@
 #include <errno.h>
 #include <unistd.h>
 
+#include <algorithm>
+
 #include "platform/lip.h"
 
 namespace {
@@ -20,23 +22,25 @@ uint32_t Connect(int fd) {
   return 0;
 }
 
-// A status can be used when its code is whole and its text ends inside the TLV.
-bool IsUsableStatus(const hqos::Tlv& tlv) {
-  for (size_t i = hqos::kResultCode.size; i < tlv.length; ++i) {
-    if (tlv.value[i] == 0) return true;
+// The length of a status TLV's text; -1 when the code is not whole or the text does not end inside
+// the TLV.
+int TextLength(const hqos::Tlv& tlv) {
+  for (int i = hqos::kResultCode.size; i < tlv.length; ++i) {
+    if (tlv.value[i] == 0) return i - int{hqos::kResultCode.size};
   }
-  return false;
+  return -1;
 }
 
-}  // namespace
-
+// Writes a request, a message head and one TLV, into buf (HQOS_MSG_MAX bytes); returns its length.
 uint32_t HQOS_lib_EncapReq(uint8_t opClass, uint16_t type, const void* value, uint16_t length,
                            uint8_t* buf) {
-  const uint32_t headLen = HQOS_msg_EncapMsgHead(1, opClass, 1, buf);
-  return headLen + STLV_Set(buf + headLen, static_cast<uint16_t>(HQOS_MSG_MAX - headLen), type,
-                            length, value);
+  HQOS_msg_EncapMsgHead(1, opClass, 1, buf);
+  return HQOS_MSGHEAD_LEN +
+         STLV_Set(buf + HQOS_MSGHEAD_LEN, HQOS_MSG_MAX - HQOS_MSGHEAD_LEN, type, length, value);
 }
 
+// Sends the request and receives the reply, at most replyCap bytes, over a socket of its own.
+// Return: 0, or HQOS_ERR_FAILED.
 uint32_t HQOS_lib_Transact(uint16_t reqLen, const uint8_t* req, uint16_t replyCap, uint8_t* reply,
                            uint16_t* replyLen) {
   const int fd = LIP_Socket(LIP_FAMILY, SOCK_DGRAM, LIP_PROTOCOL);
@@ -48,37 +52,43 @@ uint32_t HQOS_lib_Transact(uint16_t reqLen, const uint8_t* req, uint16_t replyCa
   return status;
 }
 
+// A request and its reply, which has room for HQOS_MSG_MAX bytes.
+uint32_t RoundTrip(uint8_t opClass, uint16_t type, const void* value, uint16_t length,
+                   uint8_t* reply, uint16_t* replyLen) {
+  uint8_t request[HQOS_MSG_MAX];
+  const uint32_t reqLen = HQOS_lib_EncapReq(opClass, type, value, length, request);
+  return HQOS_lib_Transact(static_cast<uint16_t>(reqLen), request, HQOS_MSG_MAX, reply, replyLen);
+}
+
+// Reads the status with which a reply begins. Return: 0, or HQOS_ERR_BADREPLY with *result cleared
+// when the reply does not begin with a usable status TLV.
 uint32_t HQOS_lib_DecapResult(const uint8_t* reply, uint16_t replyLen, HQOS_Result* result) {
   *result = {};
   hqos::Tlv tlv;
-  if (!hqos::WalkMessage(reply, replyLen).Next(tlv) || tlv.type != HQOS_TLV_RESULT ||
-      !IsUsableStatus(tlv)) {
+  if (!hqos::WalkMessage(reply, replyLen).Next(tlv) || tlv.type != HQOS_TLV_RESULT) {
     return HQOS_ERR_BADREPLY;
   }
+  const int length = TextLength(tlv);
+  if (length < 0) return HQOS_ERR_BADREPLY;
   hqos::Decode(hqos::kResultCode, tlv.value, tlv.length, *result);
-  strlcpy(result->text, reinterpret_cast<const char*>(tlv.value) + hqos::kResultCode.size,
-          sizeof result->text);
+  const size_t kept = std::min(static_cast<size_t>(length), sizeof result->text - 1);
+  memcpy(result->text, tlv.value + hqos::kResultCode.size, kept);
   return 0;
 }
 
+}  // namespace
+
 uint32_t HQOS_lib_Config(uint16_t cmdCode, const void* payload, uint16_t length,
                          HQOS_Result* result) {
-  uint8_t request[HQOS_MSG_MAX];
   uint8_t reply[HQOS_MSG_MAX];
-  const uint32_t reqLen = HQOS_lib_EncapReq(HQOS_OP_CONFIG, cmdCode, payload, length, request);
   uint16_t replyLen = 0;
-  const uint32_t status =
-      HQOS_lib_Transact(static_cast<uint16_t>(reqLen), request, sizeof reply, reply, &replyLen);
-  if (status != 0) return status;
-  return HQOS_lib_DecapResult(reply, replyLen, result);
+  const uint32_t status = RoundTrip(HQOS_OP_CONFIG, cmdCode, payload, length, reply, &replyLen);
+  return status != 0 ? status : HQOS_lib_DecapResult(reply, replyLen, result);
 }
 
 uint32_t HQOS_lib_Query(uint8_t opClass, uint16_t queryType, uint16_t length, const void* value,
                         uint8_t* reply, uint16_t* replyLen) {
-  uint8_t request[HQOS_MSG_MAX];
-  const uint32_t reqLen = HQOS_lib_EncapReq(opClass, queryType, value, length, request);
-  const uint32_t status =
-      HQOS_lib_Transact(static_cast<uint16_t>(reqLen), request, HQOS_MSG_MAX, reply, replyLen);
+  const uint32_t status = RoundTrip(opClass, queryType, value, length, reply, replyLen);
   if (status != 0) return status;
   HQOS_Result verdict;
   if (HQOS_lib_DecapResult(reply, *replyLen, &verdict) == 0) return verdict.code;

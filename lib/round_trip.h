@@ -7,19 +7,6 @@
 #include "msg/records.h"
 #include "platform/text.h"
 
-// Writes a request, a message head and one TLV, into buf (HQOS_MSG_MAX bytes); returns its length.
-uint32_t HQOS_lib_EncapReq(uint8_t opClass, uint16_t type, const void* value, uint16_t length,
-                           uint8_t* buf);
-
-// Sends the request and receives the reply, at most replyCap bytes, over a socket of its own.
-// Return: 0, or HQOS_ERR_FAILED.
-uint32_t HQOS_lib_Transact(uint16_t reqLen, const uint8_t* req, uint16_t replyCap, uint8_t* reply,
-                           uint16_t* replyLen);
-
-// Reads the status with which a reply begins. Return: 0, or HQOS_ERR_BADREPLY with *result cleared
-// when the reply does not begin with a usable status TLV.
-uint32_t HQOS_lib_DecapResult(const uint8_t* reply, uint16_t replyLen, HQOS_Result* result);
-
 // A command: returns as the public commands do.
 uint32_t HQOS_lib_Config(uint16_t cmdCode, const void* payload, uint16_t length,
                          HQOS_Result* result);

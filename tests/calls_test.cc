@@ -13,8 +13,8 @@
 #include <filesystem>
 
 #include "tests/call_text.h"
+#include "tests/fake_peer.h"
 #include "tests/reply_rules.h"
-#include "tests/wire.h"
 
 void reply_rules::Require(bool holds, const char* what) { EXPECT_TRUE(holds) << what; }
 

@@ -5,7 +5,7 @@
 #include <map>
 
 #include "service/requests/dispatch.h"
-#include "tests/wire.h"
+#include "tests/fake_peer.h"
 
 namespace wire {
 

@@ -110,8 +110,8 @@ void Service::Start() {
 
 void Service::Signal(int signal) const { kill(pid_, signal); }
 
-void Service::LimitDescriptors(unsigned most) const {
-  const rlimit limit{most, most};
+void Service::LimitDescriptors(unsigned max) const {
+  const rlimit limit{max, max};
   prlimit(pid_, RLIMIT_NOFILE, &limit, nullptr);
 }
 

@@ -38,7 +38,7 @@ class Service {
   int Wait();
 
   // Lets it open no more than that many descriptors.
-  void LimitDescriptors(unsigned most) const;
+  void LimitDescriptors(unsigned max) const;
   // What it has logged.
   std::string Log() const;
 

@@ -187,7 +187,7 @@ uint32_t ResultOf(const std::vector<Program>& programs, const Frame& frame) {
 std::mt19937 g_random(5);
 uint32_t Below(uint32_t bound) { return static_cast<uint32_t>(g_random() % bound); }
 
-Branch RandomTree(int levels, uint32_t most, uint32_t& leaves) {
+Branch RandomTree(int levels, uint32_t maxChildren, uint32_t& leaves) {
   Branch branch;
   branch.leaf = ++leaves;
   if (levels == 0) return branch;
@@ -196,8 +196,8 @@ Branch RandomTree(int levels, uint32_t most, uint32_t& leaves) {
   const uint32_t type = kTypes[Below(4)];
   const uint32_t max = type == HQOS_MATCH_DOT1P || type == HQOS_MATCH_LOCAL_PRECEDENCE ? 7 : 4094;
   uint32_t value = Below(3);
-  for (uint32_t i = Below(most); i > 0 && value <= max; --i) {
-    branch.children.push_back(RandomTree(levels - 1, std::min(most, 6u), leaves));
+  for (uint32_t i = Below(maxChildren); i > 0 && value <= max; --i) {
+    branch.children.push_back(RandomTree(levels - 1, std::min(maxChildren, 6u), leaves));
     Branch& child = branch.children.back();
     child.takes = Branch::Takes::Values;
     child.rule.type = type;
@@ -215,7 +215,8 @@ Branch RandomTree(int levels, uint32_t most, uint32_t& leaves) {
     branch.children.back().priority = priority;
     branch.children.back().leaf = ++leaves;
   }
-  if (Below(3) == 0) branch.children.push_back(RandomTree(levels - 1, std::min(most, 6u), leaves));
+  if (Below(3) == 0)
+    branch.children.push_back(RandomTree(levels - 1, std::min(maxChildren, 6u), leaves));
   return branch;
 }
 

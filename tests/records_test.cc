@@ -176,10 +176,10 @@ TEST(LayerRun, OfLayer1IsStoredAndRead) {
 struct Layer2 {
   HQOS_LayerRun parent, entries[3];
   uint32_t status, count = 99;
-  explicit Layer2(const Bytes& record, uint32_t most = 3) {
+  explicit Layer2(const Bytes& record, uint32_t max = 3) {
     memset(&parent, kBefore, sizeof parent);
     memset(entries, kBefore, sizeof entries);
-    status = HQOS_dbmtype_DecapLayer2Run(record.data(), static_cast<uint16_t>(record.size()), most,
+    status = HQOS_dbmtype_DecapLayer2Run(record.data(), static_cast<uint16_t>(record.size()), max,
                                          &parent, entries, &count);
   }
 };

@@ -5,8 +5,8 @@
 #include <string>
 
 #include "hqos.h"
+#include "tests/fake_peer.h"
 #include "tests/records.h"
-#include "tests/wire.h"
 
 namespace {
 

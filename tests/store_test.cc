@@ -8,13 +8,13 @@
 
 #include "hqosd.h"
 #include "service/store/dump.h"
-#include "tests/kept.h"
+#include "tests/store_fixture.h"
 
 namespace {
 
 using namespace wire;
 
-TEST_F(Kept, IsReadBackAsItWas) {
+TEST_F(StoreTest, IsReadBackAsItWas) {
   std::string last;
   for (int round = 0; round < 12; ++round) {
     for (int i = 0; i < 120; ++i) DoAtRandom();
@@ -26,7 +26,7 @@ TEST_F(Kept, IsReadBackAsItWas) {
   }
 }
 
-TEST_F(Kept, IsNotChangedWhenTheDiskFails) {
+TEST_F(StoreTest, IsNotChangedWhenTheDiskFails) {
   struct {
     int sync, write;
   } const cases[] = {{SQLITE_IOERR_FSYNC, SQLITE_OK}, {SQLITE_OK, SQLITE_FULL}};
@@ -63,7 +63,7 @@ TEST_F(Kept, IsNotChangedWhenTheDiskFails) {
 }
 
 // An index that goes from one interface to another, and more children than a record holds.
-TEST_F(Kept, KeepsRunTimeStateApart) {
+TEST_F(StoreTest, KeepsRunTimeStateApart) {
   const char* const none = nullptr;
   const HQOS_MatchRule rule = Rule(HQOS_MATCH_DOT1P, {{1, 1}});
   Do(HQOS_lib_AddSP, "sp", HQOS_ID_NONE);
@@ -105,7 +105,7 @@ TEST_F(Kept, KeepsRunTimeStateApart) {
 }
 
 // Requests that come together are committed together; when that fails, none has been.
-TEST_F(Kept, RefusesAllThatCameTogether) {
+TEST_F(StoreTest, RefusesAllThatCameTogether) {
   const FailingVfs vfs;
   Open();
   hqosd::Transactor transactor{hqosd::Model()};
@@ -131,7 +131,7 @@ TEST_F(Kept, RefusesAllThatCameTogether) {
   }
 }
 
-TEST_F(Kept, QuarantinesDamagedRecords) {
+TEST_F(StoreTest, QuarantinesDamagedRecords) {
   const HQOS_AppObj slot{HQOS_APPOBJ_SLOT, 1, 2, {}}, eth{HQOS_APPOBJ_IFINDEX, 3, 1, "eth0"};
   const HQOS_MatchRule rule = Rule(HQOS_MATCH_DOT1P, {{1, 1}});
   const char* const none = nullptr;
@@ -214,7 +214,7 @@ TEST_F(Kept, QuarantinesDamagedRecords) {
 }
 
 // Older services took names that are refused now.
-TEST_F(Kept, KeepsAnOlderName) {
+TEST_F(StoreTest, KeepsAnOlderName) {
   Do(HQOS_lib_AddDP, "x", HQOS_ID_NONE);
   Close();
   Sql("UPDATE record SET key = 'DP-cfg-' || CAST(x'FF' AS TEXT), value = CAST(x'FF' || "
@@ -231,7 +231,7 @@ TEST_F(Kept, KeepsAnOlderName) {
 }
 
 // A lock that somebody else holds costs one short wait, however many commands there are.
-TEST_F(Kept, IsNotWaitedForLong) {
+TEST_F(StoreTest, IsNotWaitedForLong) {
   sqlite3* db = nullptr;
   sqlite3_open(file().c_str(), &db);
   sqlite3_exec(db, "BEGIN IMMEDIATE", nullptr, nullptr, nullptr);
@@ -253,7 +253,7 @@ TEST_F(Kept, IsNotWaitedForLong) {
   EXPECT_EQ(Do(HQOS_lib_AddSP, "sp", HQOS_ID_NONE), uint32_t{HQOSD_EXISTS});
 }
 
-TEST_F(Kept, IsRefusedWhenItIsAnothersOrNewer) {
+TEST_F(StoreTest, IsRefusedWhenItIsAnothersOrNewer) {
   std::string why;
   EXPECT_EQ(hqosd::OpenStore(file(), hqosd::Purpose::Serve, why), nullptr);
   EXPECT_EQ(why, "another service has it");

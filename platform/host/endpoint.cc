@@ -1,9 +1,7 @@
 #include "platform/host/endpoint.h"
 
-#include <arpa/inet.h>
 #include <errno.h>
 #include <pwd.h>
-#include <stddef.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
@@ -24,18 +22,15 @@ static_assert(kServiceNode == 0x80000000 && kServicePort == 1174);
 template <size_t N>
 uint32_t Compose(const char* dir, const char (&subdir)[N], uint32_t node, uint16_t port, char* path,
                  uint32_t room) {
-  char other[sizeof "/lip-01234567-65535"];
-  const char* name = kServiceName;
-  size_t nameLength = sizeof kServiceName - 1;
   if (node != kServiceNode || port != kServicePort) {
-    nameLength = static_cast<size_t>(snprintf(other, sizeof other, "/lip-%08x-%u", node, port));
-    name = other;
+    const int length = snprintf(path, room, "%s%s/lip-%08x-%u", dir, subdir, node, port);
+    return length > 0 && static_cast<uint32_t>(length) < room ? static_cast<uint32_t>(length) : 0;
   }
-  const size_t dirLength = strlen(dir), length = dirLength + N - 1 + nameLength;
+  const size_t dirLength = strlen(dir), length = dirLength + N - 1 + sizeof kServiceName - 1;
   if (length >= room) return 0;
-  char* at = static_cast<char*>(mempcpy(path, dir, dirLength));
-  at = static_cast<char*>(mempcpy(at, subdir, N - 1));
-  memcpy(at, name, nameLength + 1);
+  memcpy(path, dir, dirLength);
+  memcpy(path + dirLength, subdir, N - 1);
+  memcpy(path + dirLength + N - 1, kServiceName, sizeof kServiceName);
   return static_cast<uint32_t>(length);
 }
 
@@ -44,46 +39,37 @@ const char* Environment(const char* name) {
   return value != nullptr && *value != '\0' ? value : nullptr;
 }
 
-// In the home directory of the user database. Not inlined, so that only this path pays for the
-// buffer.
-[[gnu::noinline]] uint32_t ComposeInHome(uint32_t node, uint16_t port, char* path, uint32_t room) {
+// The candidates after the first, in the user's own directories. Not inlined, so that only this
+// path pays for the buffer.
+[[gnu::noinline]] uint32_t ComposeForUser(uint32_t node, uint16_t port, uint32_t candidate,
+                                          char* path, uint32_t room) {
+  if (const char* dir = Environment("XDG_RUNTIME_DIR")) {
+    if (--candidate == 0) return Compose(dir, "/hqos", node, port, path, room);
+  }
+  if (candidate != 1) return 0;
+  const char* home = Environment("HOME");
   char buffer[4096];
   passwd entry;
   passwd* found = nullptr;
-  if (getpwuid_r(geteuid(), &entry, buffer, sizeof buffer, &found) != 0 || found == nullptr) {
-    return 0;
+  if (home == nullptr && getpwuid_r(geteuid(), &entry, buffer, sizeof buffer, &found) == 0 &&
+      found != nullptr) {
+    home = found->pw_dir;
   }
-  return Compose(found->pw_dir, "/.hqos", node, port, path, room);
+  return home != nullptr ? Compose(home, "/.hqos", node, port, path, room) : 0;
 }
 
 }  // namespace
 
 uint32_t LIP_GetEndpoint(uint32_t node, uint16_t port, uint32_t candidate, char* path,
                          uint32_t room) {
-  if (const char* dir = Environment("HQOS_RUNTIME_DIR")) {
-    return candidate == 0 ? Compose(dir, "", node, port, path, room) : 0;
+  const char* const dir = Environment("HQOS_RUNTIME_DIR");
+  if (candidate == 0) {
+    return Compose(dir != nullptr ? dir : "/run/hqos", "", node, port, path, room);
   }
-  if (candidate == 0) return Compose("/run/hqos", "", node, port, path, room);
-  if (const char* dir = Environment("XDG_RUNTIME_DIR")) {
-    if (--candidate == 0) return Compose(dir, "/hqos", node, port, path, room);
-  }
-  if (candidate != 1) return 0;
-  const char* const home = Environment("HOME");
-  return home != nullptr ? Compose(home, "/.hqos", node, port, path, room)
-                         : ComposeInHome(node, port, path, room);
+  return dir != nullptr ? 0 : ComposeForUser(node, port, candidate, path, room);
 }
 
 namespace hqos::host {
-
-bool EndpointAddress(const sockaddr_lip& address, uint32_t candidate, sockaddr_un* out,
-                     socklen_t* length) {
-  const uint32_t n = LIP_GetEndpoint(ntohl(address.slip_node), ntohs(address.slip_port), candidate,
-                                     out->sun_path, sizeof out->sun_path);
-  if (n == 0) return false;
-  out->sun_family = AF_UNIX;
-  *length = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + n + 1);
-  return true;
-}
 
 void CopyDirectory(const sockaddr_un& endpoint, char (&dir)[sizeof(sockaddr_un::sun_path)]) {
   const char* const slash = strrchr(endpoint.sun_path, '/');
@@ -92,8 +78,7 @@ void CopyDirectory(const sockaddr_un& endpoint, char (&dir)[sizeof(sockaddr_un::
   dir[length] = '\0';
 }
 
-bool IsTrusted(const sockaddr_un& endpoint, uint32_t candidate) {
-  if (candidate == 0) return true;
+bool IsInOwnDirectory(const sockaddr_un& endpoint) {
   char dir[sizeof endpoint.sun_path];
   CopyDirectory(endpoint, dir);
   struct stat info;
@@ -103,17 +88,13 @@ bool IsTrusted(const sockaddr_un& endpoint, uint32_t candidate) {
          (info.st_mode & (S_IWGRP | S_IWOTH)) == 0;
 }
 
-bool IsPeerTrusted(int connected, const sockaddr_un& endpoint) {
-  ucred peer;
-  socklen_t size = sizeof peer;
-  if (getsockopt(connected, SOL_SOCKET, SO_PEERCRED, &peer, &size) != 0) return false;
-  if (peer.uid == 0 || peer.uid == geteuid()) return true;
+bool IsDirectoryOwner(uid_t peer, const sockaddr_un& endpoint) {
   char dir[sizeof endpoint.sun_path];
   CopyDirectory(endpoint, dir);
   struct stat info;
   if (stat(dir, &info) != 0) return false;
   errno = EPERM;
-  return peer.uid == info.st_uid;
+  return peer == info.st_uid;
 }
 
 }  // namespace hqos::host

@@ -43,20 +43,20 @@ void Print(Level level, const char* format, va_list arguments) {
 // So many lines a second.
 class Limit {
  public:
-  explicit Limit(unsigned most) : most_(most) {}
+  explicit Limit(unsigned max) : max_(max) {}
 
   void Print(Level level, const char* format, va_list arguments) {
     const Clock::time_point now = Clock::now();
     if (now - second_ >= std::chrono::seconds(1)) {
-      if (lines_ > most_) Log(level, "%u lines were left out", lines_ - most_);
+      if (lines_ > max_) Log(level, "%u lines were left out", lines_ - max_);
       second_ = now;
       lines_ = 0;
     }
-    if (++lines_ <= most_) hqosd::Print(level, format, arguments);
+    if (++lines_ <= max_) hqosd::Print(level, format, arguments);
   }
 
  private:
-  unsigned most_;
+  unsigned max_;
   unsigned lines_ = 0;
   Clock::time_point second_;
 };

@@ -2,15 +2,36 @@
 
 #include <pwd.h>
 
+#include <cstddef>
 #include <cstdlib>
 #include <new>
 
 #include "service/model/log.h"
-#include "service/server/reserve.h"
 
 namespace hqosd {
 
 namespace {
+
+// More than a request needs, except a change to a very large hierarchy that is applied in many
+// places. It is never written to, so it costs addresses, not memory.
+constexpr size_t kReserve = size_t{64} << 20;
+void* s_reserve = nullptr;
+
+void UseReserve() {
+  if (s_reserve == nullptr) throw std::bad_alloc();
+  std::free(s_reserve);
+  s_reserve = nullptr;
+}
+
+// Reserves memory for `new` to use when there is no other, so that a request that has begun is
+// completed. False when none can be reserved: then no command may begin.
+bool KeepReserve() {
+  if (s_reserve == nullptr) {
+    s_reserve = std::malloc(kReserve);
+    std::set_new_handler(UseReserve);
+  }
+  return s_reserve != nullptr;
+}
 
 bool IsState(const Bytes& request) { return request.size() > 3 && request[3] == HQOSD_OP_STATE; }
 

@@ -1,4 +1,4 @@
-#include "tests/wire.h"
+#include "tests/fake_peer.h"
 
 #include <fcntl.h>
 #include <sys/socket.h>

@@ -9,9 +9,9 @@
 
 namespace fuzz {
 
-class Live {
+class ServiceHarness {
  public:
-  Live();
+  ServiceHarness();
 
   wire::FakeInterfaces interfaces;  // at first lo0 1, eth0 2 and eth1 3, which is down
   hqosd::Model model;

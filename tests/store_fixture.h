@@ -24,9 +24,9 @@ namespace wire {
 // The first six are those of the random commands.
 constexpr const char* kNames[] = {"a", "b", "c", "d", "e", "f", "there", "never", "after"};
 
-class Kept : public testing::Test, public Caller {
+class StoreTest : public testing::Test, public Caller {
  protected:
-  Kept() : dir_(testing::TempDir() + "hqos-store-" + std::to_string(getpid())) {
+  StoreTest() : dir_(testing::TempDir() + "hqos-store-" + std::to_string(getpid())) {
     std::filesystem::remove_all(dir_);
     interfaces_.Add("eth0", 3);
     interfaces_.Add("eth1", 4);

@@ -9,7 +9,7 @@
 #include <functional>
 #include <vector>
 
-namespace seam {
+namespace fake_peer {
 
 using Bytes = std::vector<uint8_t>;
 
@@ -36,4 +36,4 @@ auto Watched(Call call) {
   return result;
 }
 
-}  // namespace seam
+}  // namespace fake_peer

@@ -1,4 +1,4 @@
-#include "fuzz/live.h"
+#include "fuzz/service_harness.h"
 
 #include <cstdarg>
 
@@ -105,20 +105,20 @@ void Apply(const std::vector<hqosd::Change>& changes, std::map<std::string, hqos
 
 }  // namespace
 
-Live::Live() : rows_{{HQOSD_KEY_VERSION, hqosd::VersionValue()}} {
+ServiceHarness::ServiceHarness() : rows_{{HQOSD_KEY_VERSION, hqosd::VersionValue()}} {
   interfaces.Add("lo0", 1);
   interfaces.Add("eth0", 2);
   interfaces.Add("eth1", 3, false);
   model.interfaces = &interfaces;
 }
 
-bool Live::Store() {
+bool ServiceHarness::Store() {
   const std::vector<hqosd::Change> changes = hqosd::TakeChanges(model);
   Apply(changes, rows_);
   return !changes.empty();
 }
 
-hqosd::Bytes Live::Ask(const uint8_t* request, size_t length) {
+hqosd::Bytes ServiceHarness::Ask(const uint8_t* request, size_t length) {
   const uint32_t debug = model.debug;
   hqosd::Bytes reply = hqosd::Respond(model, request, length).reply;
   const uint32_t code = CheckReply(reply);
@@ -129,7 +129,7 @@ hqosd::Bytes Live::Ask(const uint8_t* request, size_t length) {
   return reply;
 }
 
-void Live::Finish() {
+void ServiceHarness::Finish() {
   CheckInvariants(model);
   std::map<std::string, hqosd::Bytes> all{{HQOSD_KEY_VERSION, hqosd::VersionValue()}};
   MarkEverythingDirty(model);

@@ -1,4 +1,4 @@
-#include "fuzz/seam.h"
+#include "fuzz/fake_peer.h"
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -9,15 +9,15 @@
 #include "fuzz/require.h"
 #include "platform/lip.h"
 
-namespace seam {
+namespace fake_peer {
 
 Peer peer;
 
-}  // namespace seam
+}  // namespace fake_peer
 
 namespace {
 
-seam::Bytes g_request;
+fake_peer::Bytes g_request;
 
 }  // namespace
 
@@ -40,15 +40,15 @@ ssize_t send(int, const void* buf, size_t length, int) {
 }
 
 ssize_t recv(int, void* buf, size_t length, int) {
-  const seam::Bytes reply = seam::peer.answer(g_request);
+  const fake_peer::Bytes reply = fake_peer::peer.answer(g_request);
   const size_t taken = std::min(reply.size(), length);
   if (taken == 0) return 0;
   auto* const at = static_cast<uint8_t*>(buf);
   std::memcpy(at, reply.data(), taken);
-  std::memset(at + taken, seam::peer.fill, length - taken);
-  if (seam::peer.isClosed) {
-    seam::peer.closedAt = at + taken;
-    seam::peer.closedSize = length - taken;
+  std::memset(at + taken, fake_peer::peer.fill, length - taken);
+  if (fake_peer::peer.isClosed) {
+    fake_peer::peer.closedAt = at + taken;
+    fake_peer::peer.closedSize = length - taken;
     ASAN_POISON_MEMORY_REGION(at + taken, length - taken);
   }
   return static_cast<ssize_t>(taken);
