@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "hqos.h"
+#include "msg/state_file.h"
 #include "tests/bytes.h"
 #include "tests/records.h"
 
@@ -106,6 +107,41 @@ TEST(BulkRequest, LeavesWhatIsMissingOrShort) {
     EXPECT_EQ(path.field[0], c.path ? 9 : 0xEEEE);
     EXPECT_EQ(count, c.count ? 0x01020304 : 0xEEEEu);
   }
+}
+
+// The record has these bytes, and is read from them.
+template <class Layout, class Record>
+void ExpectBytes(const Layout& layout, const Record& record, const Bytes& bytes) {
+  Bytes out(Layout::size);
+  hqos::Encode(layout, record, out.data());
+  EXPECT_EQ(out, bytes);
+  Record read{};
+  EXPECT_TRUE(hqos::Decode(layout, bytes.data(), bytes.size(), read));
+  hqos::Encode(layout, read, out.data());
+  EXPECT_EQ(out, bytes);
+}
+
+TEST(StateFile, HasTheseBytes) {
+  constexpr uint64_t kLong = 0x0102030405060708;
+  const Bytes bytesOfLong = Hex("0102030405060708");
+  ExpectBytes(hqos::kStateHead,
+              hqos::StateHead{1, 0x11121314, 0x21222324, 0x31323334, kLong, kLong + 1, 0x41424344,
+                              0x51525354, "why"},
+              Hex("00000001 11121314 21222324 31323334") + bytesOfLong + Hex("0102030405060709") +
+                  Hex("41424344 51525354") + Field("why", 128));
+  ExpectBytes(hqos::kExportKey, hqos::ExportKey{0x11121314, kLong}, Hex("11121314") + bytesOfLong);
+  ExpectBytes(hqos::kRevision, hqos::Revision{kLong}, bytesOfLong);
+  ExpectBytes(hqos::kStateRefusal, hqos::StateRefusal{0x11121314, 0x21222324},
+              Hex("11121314 21222324"));
+  ExpectBytes(hqos::kKeptState, hqos::KeptState{kLong, kLong + 1, "root", "why"},
+              bytesOfLong + Hex("0102030405060709") + Field("root", 32) + Field("why", 128));
+  ExpectBytes(hqos::kServiceStatus,
+              hqos::ServiceStatus{
+                  kLong, {1, 2, 3, 4, 5}, 6, 7, 8, 9, {10, 11, 12, 13, 14, 15}, 16, kLong + 1},
+              bytesOfLong + Hex("00000001 00000002 00000003 00000004 00000005 00000006") +
+                  Hex("0000000000000007 0000000000000008 0000000000000009 000000000000000a") +
+                  Hex("000000000000000b 000000000000000c 000000000000000d 000000000000000e") +
+                  Hex("000000000000000f 0000000000000010 0102030405060709"));
 }
 
 }  // namespace
