@@ -120,11 +120,12 @@ def main():
         found = service.records()
         service.stop()
         with open(service.log, encoding="utf-8", errors="replace") as log:
-            told = "damaged" in log.read() or "quarantined" in open(service.log, errors="replace").read()
+            text = log.read()
+        noted = "damaged" in text or "quarantined" in text
         missing = sum(found.get(key) != value for key, value in records.items())
         lost.setdefault(kind, []).append(missing)
         intact += missing == 0
-        if missing and not told:
+        if missing and not noted:
             silent += 1
             print(f"round {number}, {kind}: {missing} records lost or changed without a word")
     shutil.rmtree(root)

@@ -89,7 +89,7 @@ class Worker {
              info.bandwidth == bandwidth;
     };
     Expect(fp.name == name_ && isWhole(fp), "an FP");
-    // A listing from just before it, wherever the other clients' FPs stand.
+    // A listing from just before it, wherever the FPs of other clients are.
     std::vector<HQOS_FPInfo> block(HQOS_BULK_FP_MAX);
     uint32_t count = 0;
     const auto before = static_cast<uint16_t>(fp.id == 0 ? HQOS_ID_NONE : fp.id - 1);
@@ -193,7 +193,7 @@ void PrintLatencies(const char* what, std::vector<float> all) {
 
 void Pause(double seconds) { std::this_thread::sleep_for(std::chrono::duration<double>(seconds)); }
 
-// What the service looks like while the clients are at it.
+// What the service looks like while the clients run.
 struct Run {
   double seconds;  // that it took
   Footprint quarter, end;

@@ -179,7 +179,7 @@ constexpr uint32_t kChildren = 5;  // of 280 bytes each, in a reply
 uint8_t g_reply[HQOS_MSG_MAX];
 uint16_t g_replyLen;
 
-// A reply whose bytes are all different from their neighbours, but for the names.
+// A reply in which all neighbouring bytes differ, except in the names.
 void MakeReply() {
   g_replyLen = static_cast<uint16_t>(HQOS_msg_EncapMsgHead(2, HQOS_OP_BULK, 1, g_reply));
   for (uint32_t child = 0; child < kChildren; ++child) {

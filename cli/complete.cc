@@ -17,7 +17,7 @@ namespace {
 
 constexpr double kTimeout = 0.2;  // seconds for the service, however much is asked
 constexpr auto kAll = [](CLI::App*) { return true; };
-constexpr char kFiles[] = "";  // the candidate that stands for files
+constexpr char kFiles[] = "";  // the candidate that means file names
 
 struct Candidate {
   std::string word, about;
@@ -100,7 +100,7 @@ std::vector<CLI::Option*> OptionsOf(CLI::App& command) {
   return options;
 }
 
-// Where the words before the last have led.
+// The commands and options that the words before the last name.
 class CommandLine {
  public:
   CommandLine(CLI::App& app, const std::vector<std::string>& words) : line_{&app} {
@@ -165,7 +165,7 @@ class CommandLine {
     return candidates;
   }
 
-  // Whether the option cannot be given any more.
+  // Whether the option can no longer be given.
   bool IsOver(CLI::Option* option, CLI::App& part) const {
     const auto isUsed = [this](CLI::Option* one) { return used_.contains(one); };
     const auto group = part.get_options();

@@ -8,8 +8,8 @@
 namespace hqosctl {
 
 // Prints what the last of `words` may become: a line for each candidate, with a tab and its
-// description; a tab alone stands for the names of files. What the service knows is asked from it,
-// for a fifth of a second; without it that is left out.
+// description; a tab alone means file names. Names of objects come from the service, which has
+// a fifth of a second to answer; otherwise they are left out.
 void Complete(CLI::App& app, std::vector<std::string> words);
 
 }  // namespace hqosctl

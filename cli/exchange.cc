@@ -103,7 +103,7 @@ Reply Exchange(uint16_t type, const void* value, uint16_t length, const Bytes& f
   return Receive(socket.get());
 }
 
-// What a reply says beside its file.
+// The contents of a reply's message.
 struct Answer {
   HQOS_Result result{};
   uint64_t revision = 0;

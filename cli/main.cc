@@ -81,7 +81,7 @@ int Run(int argc, char** argv, hqosctl::Output& output) {
 }  // namespace
 
 // The library opens its sockets by this program's definition, so that none waits for longer than
-// the time left. The kernel may wake a tick too early: a tick more is waited.
+// the time left. The kernel may wake a tick too early, so the bound is a tick longer.
 extern "C" int LIP_Socket(int family, int type, int protocol) {
   using std::chrono::microseconds;
   constexpr microseconds kTick(10'000);

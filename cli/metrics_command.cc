@@ -73,7 +73,7 @@ struct Sample {
   HQOS_SPSonCounters counters;
 };
 
-// The names on the way down to a child, joined by slashes; one in a name is escaped.
+// The names on the path down to a child, joined by slashes; a slash in a name is escaped.
 std::string PathText(const std::vector<std::string>& names) {
   std::string path;
   for (const std::string& name : names) {

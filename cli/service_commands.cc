@@ -38,7 +38,7 @@ std::string SlotsText(const std::vector<uint16_t>& slots) {
   return text;
 }
 
-// A chassis that cannot be read must not pass for one slot.
+// A chassis file that cannot be read must not look like a chassis of one slot.
 void CheckChassis() {
   char why[4096];
   if (DEV_GetChassisFault(why, sizeof why) == 0) return;

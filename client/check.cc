@@ -92,7 +92,7 @@ void CheckOverlaps(const char* kind, const std::string& parent, std::vector<Span
   std::map<const void*, bool> reported;
   for (const Span& span : spans) {
     if (widest != nullptr && span.range.low <= widest->range.high && span.child != widest->child) {
-      // Reported where the later of the two stands.
+      // Reported at the later of the two.
       const bool isLater = span.child->second.place > widest->child->second.place;
       const auto& later = isLater ? *span.child : *widest->child;
       const auto& earlier = isLater ? *widest->child : *span.child;
@@ -156,10 +156,10 @@ class Levels {
 
  private:
   struct State {
-    bool isOpen = true;  // on the way down to where the walk is
+    bool isOpen = true;  // on the walk's current path
     int levels = 1;      // of the FG with what is below it
     uint64_t descendants = 0;
-    std::string deepest;  // the way down to the lowest level
+    std::string deepest;  // the path down to the lowest level
   };
 
   const State& Visit(const std::string& name) {

@@ -1,4 +1,4 @@
-// The command line's batch reader, with the service on a live model behind it. Its input is a batch
+// The command line's batch reader, calling the service on a model in memory. Its input is a batch
 // file. Every command is carried out: what would reach out of the process is replaced here, so that
 // no process is started, and a watch ends.
 #include "cli/batch.h"

@@ -1,4 +1,4 @@
-// Every command and query of the library, with the service on a live model behind it. The input
+// Every command and query of the library, calling the service on a model in memory. The input
 // chooses the calls and their arguments.
 #include "tests/calls.h"
 

@@ -1,5 +1,5 @@
-// The peer of the library: this program takes the place of the platform's socket seam and of send()
-// and recv(). Nothing goes through the kernel but the opening and closing of a descriptor.
+// The peer of the library: this program replaces the platform's socket functions, send() and
+// recv(). Only opening and closing a descriptor reach the kernel.
 #pragma once
 
 #include <sanitizer/asan_interface.h>
@@ -15,17 +15,17 @@ using Bytes = std::vector<uint8_t>;
 
 struct Peer {
   std::function<Bytes(const Bytes& request)> answer;  // an empty reply: the peer has closed
-  uint8_t fill = 0;       // what is found behind a reply in the buffer that it is received into
-  bool isClosed = false;  // nothing may be read there: see Watched
-  // What is closed at present.
+  uint8_t fill = 0;       // the bytes after a reply in the buffer that it is received into
+  bool isClosed = false;  // nobody may read them: see Watched
+  // What is closed now.
   void* closedAt = nullptr;
   size_t closedSize = 0;
 };
 
 extern Peer peer;
 
-// The result of a call of the library, in which nothing behind the reply may be read. `call` is
-// that call and no more: the buffer was on its stack, and is opened again behind it.
+// The result of a call of the library that may read nothing after the reply. `call` makes that
+// call only: the buffer was on its stack, and is opened again after it.
 template <class Call>
 auto Watched(Call call) {
   peer.isClosed = true;

@@ -19,7 +19,7 @@ template <class Table>
 void CheckTable(const Table& table) {
   uint16_t free = 0;
   for (const auto& [id, object] : table.All()) {
-    Require(id != HQOS_ID_NONE && id == object.id, "an object stands at its identifier",
+    Require(id != HQOS_ID_NONE && id == object.id, "an object is found by its identifier",
             object.name);
     Require(hqosd::IsStoredName(object.name) && object.name.size() < HQOS_NAME_SIZE,
             "a name is 1 to 31 characters without control characters", object.name);
@@ -231,7 +231,7 @@ void CheckApplications(const Model& model) {
     }
     if (key.type != HQOS_APPOBJ_IFINDEX) continue;
     Require(indexes.emplace(application.ifIndex, key.param).second,
-            "an index stands for one interface in one direction", place);
+            "an index belongs to one interface in each direction", place);
   }
 }
 

@@ -1,5 +1,5 @@
-// The service's request handler on a live model. The input is a sequence of datagrams: a length of
-// two bytes, the low one first, and its bytes.
+// The service's request handler on a model in memory. The input is a sequence of datagrams: a
+// length of two bytes, the low one first, and its bytes.
 #include "fuzz/guard.h"
 #include "fuzz/service_harness.h"
 

@@ -53,10 +53,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   static fuzz::Guard guard, secondGuard;
   const uint8_t* const end = data + size;
   const uint8_t* const line = std::find(data, end, '\n');
-  const uint8_t* const behind = line == end ? end : line + 1;
+  const uint8_t* const rest = line == end ? end : line + 1;
   const char* const texts[] = {
       guard.Text(data, static_cast<size_t>(line - data)),
-      secondGuard.Text(behind, static_cast<size_t>(end - behind)),
+      secondGuard.Text(rest, static_cast<size_t>(end - rest)),
   };
   std::optional<HQOS_MatchRule> rules[2];
   for (int i = 0; i < 2; ++i) {

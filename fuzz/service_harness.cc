@@ -59,7 +59,7 @@ uint32_t CheckReply(const hqosd::Bytes& reply) {
     for (int i = 0; i < 4; ++i) code = code << 8 | tlv.value[i];
   }
   Require(end == reply.data() + reply.size(), "a reply is made of whole TLVs");
-  Require(!hasStatus || tlvs == 1, "a status stands alone");
+  Require(!hasStatus || tlvs == 1, "a status is the only TLV");
   Require(hasStatus || reply[3] != HQOS_OP_CONFIG, "a command is answered with a status");
   return code;
 }

@@ -1,4 +1,4 @@
-// The service on a model of its own, held to its rules after every request.
+// The service on a model of its own, which is checked after every request.
 #pragma once
 
 #include <map>
@@ -21,7 +21,7 @@ class ServiceHarness {
   hqosd::Bytes Ask(const uint8_t* request, size_t length);
 
   // Checks at the end that the records are those of the whole model, and that a new service would
-  // take them as they are.
+  // accept them unchanged.
   void Finish();
 
  private:

@@ -56,7 +56,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   fuzz::Require(hqosd::TakeChanges(model).empty(), "what was loaded has not changed");
   hqosd::Model again;
   const std::vector<hqosd::Change> more = LoadRows(rows, again);
-  if (!more.empty()) fuzz::Require(false, "what was mended is sound:", more[0].key);
+  if (!more.empty()) fuzz::Require(false, "the repaired records are sound:", more[0].key);
   fuzz::CheckInvariants(again);
   return 0;
 }

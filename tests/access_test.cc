@@ -1,4 +1,4 @@
-// Who may configure: by what the kernel says of the client.
+// Who may configure: by the kernel's credentials of the client.
 #include "service/server/access.h"
 
 #include <grp.h>
@@ -48,8 +48,8 @@ class Connection {
                 ? 0
                 : 1);
     }
-    const timeval patience{10, 0};
-    setsockopt(listener, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
+    const timeval timeout{10, 0};
+    setsockopt(listener, SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof timeout);
     fd_ = accept(listener, nullptr, nullptr);
     EXPECT_GE(fd_, 0);
     close(listener);

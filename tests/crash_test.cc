@@ -89,7 +89,7 @@ TEST(Crash, LosesAndInventsNothing) {
   RecordProperty("fps", static_cast<int>(known));
 }
 
-// Leaves a store with one SP behind, without a service.
+// Creates a store with one SP, and ends its service.
 void MakeStore(Service& service) {
   HQOS_Result result;
   HQOS_lib_AddSP("gold", 1, &result);
@@ -128,7 +128,7 @@ TEST(Crash, ServesAStoreThatCanOnlyBeRead) {
   }
 }
 
-TEST(Crash, CheckTellsWhatIsThere) {
+TEST(Crash, CheckReportsWhatIsThere) {
   Service service({"--store", "@/store"});
   for (const char* end : {"", "-wal", "-shm", "-reserve"}) {
     EXPECT_EQ(std::filesystem::status(service.dir() + "/store" + end).permissions(),

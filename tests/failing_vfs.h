@@ -1,4 +1,4 @@
-// An SQLite file layer that can be made to fail: the default one while it stands.
+// An SQLite file layer that can be made to fail: the default one while it exists.
 #pragma once
 
 #include <sqlite3.h>
@@ -26,7 +26,7 @@ class FailingVfs {
   }
 
  private:
-  // The real file stands behind this one, with methods of ours before its own.
+  // The real file follows this one in memory; its methods are called by ours.
   struct File {
     sqlite3_file base;
     const sqlite3_io_methods* realMethods;

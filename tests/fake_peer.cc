@@ -52,7 +52,7 @@ int LIP_Connect(int, const sockaddr_lip* address, socklen_t length) {
 }
 
 ssize_t send(int fd, const void* buf, size_t length, int flags) {
-  if (++g_seen.sends > 100) abort();  // would go on for ever
+  if (++g_seen.sends > 100) abort();  // an endless loop
   g_seen.sendFlags = flags;
   const auto* bytes = static_cast<const uint8_t*>(buf);
   g_seen.requests.emplace_back(bytes, bytes + length);

@@ -1,6 +1,5 @@
-// A scripted peer for the library: this program takes the place of the platform's socket seam and
-// of send() and recv(), so that a case can put a reply on the wire, read the request that went out
-// and let any call fail.
+// A scripted peer for the library: this program replaces the platform's socket functions,
+// send() and recv(), so that a test can send a reply, read the request and make any call fail.
 #pragma once
 
 #include <deque>

@@ -1,4 +1,4 @@
-// The hierarchy that the service keeps, by way of the library.
+// The hierarchy that the service keeps, through the library.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -62,7 +62,7 @@ class Hierarchy : public testing::Test {
 
   Service service_;
   HQOS_Result result_;
-  std::vector<HQOS_SPSon> all_;  // what a listing must be, in its order, but for the words
+  std::vector<HQOS_SPSon> all_;  // what a listing must be, in its order, except for the words
 
  private:
   static std::string Name(int fg) { return "fg" + std::to_string(fg); }

@@ -1,5 +1,5 @@
 // The service in this process: calls of the library reach its request handler directly, with
-// interfaces and counters made up by the test.
+// interfaces and counters of the test's own.
 #pragma once
 
 #include <map>

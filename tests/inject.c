@@ -1,7 +1,7 @@
 // Loaded before a program: makes one of its calls meet a fault, just once. The file named by
 // $HQOS_INJECT says which: "<call> before|after <fault>", where the fault is "kill" or "stop" (the
 // signal to the program itself) or the errno with which the call fails. The file is then removed.
-// While the file named by $HQOS_INJECT with ".clock" behind it exists, it is an hour earlier.
+// While the file $HQOS_INJECT.clock exists, the clock is an hour slow.
 #define _GNU_SOURCE
 #include <dlfcn.h>
 #include <errno.h>

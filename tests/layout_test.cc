@@ -91,7 +91,7 @@ TEST(Layout, TablesThatDoNotFitAreNoticed) {
   static_assert(!FieldsFit<8>(Field{0, 4, kText, &Outer::name}));
 }
 
-// The copy of many characters at a time against what it stands for, byte by byte.
+// The vectorised copy of texts against a plain one, byte by byte.
 TEST(Layout, TextsEndAtTheirFirstNul) {
   std::mt19937 random(1);
   for (int round = 0; round < 20000; ++round) {
@@ -132,7 +132,7 @@ TEST(TlvWalk, NeverLeavesItsRoom) {
 TEST(TlvWalk, OfAMessageBeginsBehindItsHead) {
   for (const auto& [headLen, tlvs] :
        {std::pair(0, 3), {4, 2}, {8, 1}, {11, 0}, {12, 0}, {13, 0}, {255, 0}}) {
-    Bytes message(12);  // TLVs without values, one behind the other
+    Bytes message(12);  // TLVs without values, one after the other
     message[0] = static_cast<uint8_t>(headLen);
     const auto length = static_cast<uint16_t>(message.size());
     EXPECT_EQ(CountTlvs(hqos::WalkMessage(message.data(), length)), tlvs) << headLen;

@@ -230,7 +230,7 @@ TEST(LayerRun, OfLayer2IsReadFromWhateverComes) {
 
 // ---- FPs ----------------------------------------------------------------------------------------
 
-// The settings, and their bytes with the reference behind them.
+// The settings, and their bytes followed by the reference.
 template <class Record>
 void FillSettings(Record& record, uint32_t flags) {
   if (flags & 1) {

@@ -45,7 +45,7 @@ TEST(Service, AnswersMalformedRequestsAndChangesNothing) {
   std::vector<Bytes> requests = {
       wire::Message(1, 1, addSP) + Bytes(1500),       // too long
       wire::Message(1, 1, addSP + addSP),             // two TLVs
-      wire::Message(1, 1, addSP + Hex("00")),         // something behind it
+      wire::Message(1, 1, addSP + Hex("00")),         // a byte too many
       Hex("09 01 01 01 01 00 00 00") + addSP,         // head beyond
       Hex("00 01 01 01 01 00 00 00") + addSP,         // no head
       Hex("08 02 01 01 01 00 00 00") + addSP,         // another format
@@ -136,7 +136,7 @@ TEST(Service, EndsAWaitWhenItDies) {
   service.Signal(SIGKILL);
   for (std::thread& caller : callers) caller.join();
   EXPECT_EQ(service.Wait(), 128 + SIGKILL);
-  // What it left behind is replaced by the next one.
+  // The next one replaces the endpoint that it left.
   EXPECT_TRUE(std::filesystem::exists(service.endpoint()));
   service.Start();
 }

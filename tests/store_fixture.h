@@ -1,4 +1,4 @@
-// A service in this process that keeps what it has in a store.
+// A service in this process, with a store.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -60,7 +60,7 @@ class StoreTest : public testing::Test, public Caller {
     return exchanges[0].response.reply;
   }
 
-  // Everything that queries can tell of the objects of the random commands and a few more.
+  // The results of all queries for the objects of the random commands and a few more.
   std::string Snapshot() {
     std::string all;
     const auto add = [&all](const auto& bytes) { all.append(bytes.begin(), bytes.end()); };

@@ -8,7 +8,7 @@
 #include "platform/interface.h"
 #include "platform/vlan.h"
 
-// Stands in for the platform's: interface 5 is on slot 3, interface 6 is not known.
+// Replaces the platform's function: interface 5 is on slot 3, interface 6 is not known.
 uint32_t IF_GetDataByIfIndex(uint32_t ifIndex, uint32_t item, void* data) {
   if (item != 6 || *static_cast<uint16_t*>(data) != 0xFFFF) return 22;
   if (ifIndex == 6) return 9;

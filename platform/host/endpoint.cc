@@ -12,7 +12,7 @@
 
 namespace {
 
-// The name of the endpoint of the own slot's service, which nearly all calls use, in constant form.
+// The endpoint's name on the own slot, which nearly all calls use, as a constant.
 constexpr uint32_t kServiceNode = HQOS_SERVICE_NODE;
 constexpr uint16_t kServicePort = HQOS_SERVICE_PORT;
 constexpr char kServiceName[] = "/lip-80000000-1174";

@@ -1,5 +1,5 @@
 // Classic BPF with labels. Jumps go forward only; those that are too far for a conditional jump's 8
-// bits go by way of an unconditional one.
+// bits go through an unconditional one.
 #pragma once
 
 #include <linux/filter.h>
@@ -23,7 +23,7 @@ class Assembler {
   void Do(uint16_t code, uint32_t k = 0) { code_.push_back({code, k, 0, 0, false, false}); }
   void Return(uint32_t value) { Do(BPF_RET | BPF_K, value); }
   void Jump(Label to) { code_.push_back({BPF_JMP | BPF_JA, 0, to, to, true, true}); }
-  // Goes on with the next instruction otherwise.
+  // Otherwise continues with the next instruction.
   void JumpIf(uint16_t comparison, uint32_t k, Label to) {
     code_.push_back({Conditional(comparison), k, to, 0, true, false});
   }

@@ -37,7 +37,7 @@ class Monitor {
   int fd() const { return mnl_socket_get_fd(socket_.get()); }
 
   struct News {
-    bool areLost = false;           // some: anything may have changed
+    bool areLost = false;           // some were lost: anything may have changed
     std::vector<int> links, trees;  // devices of which a link or the traffic control has changed
   };
   // All there is; does not wait.

@@ -10,7 +10,7 @@ namespace hqosd::kernel {
 
 namespace {
 
-// What the kernel fills at most in one go of a dump, when it sees that there is so much room.
+// The kernel fills at most this much at a time in a dump, if the buffer has so much room.
 constexpr size_t kRoom = 65536;
 constexpr int kDumpTries = 10;
 constexpr int kSecondsToAnswer = 10;
@@ -43,12 +43,11 @@ class Socket : public Transport {
     if (socket_ == nullptr) throw ErrorOf("cannot open a socket");
     if (mnl_socket_bind(socket_.get(), 0, MNL_SOCKET_AUTOPID) != 0) throw ErrorOf("cannot bind");
     for (const int option : {NETLINK_EXT_ACK, NETLINK_CAP_ACK}) {
-      int on = 1;  // an old kernel says less
+      int on = 1;  // old kernels report less
       mnl_socket_setsockopt(socket_.get(), option, &on, sizeof on);
     }
-    const timeval patience{kSecondsToAnswer, 0};
-    setsockopt(mnl_socket_get_fd(socket_.get()), SOL_SOCKET, SO_RCVTIMEO, &patience,
-               sizeof patience);
+    const timeval timeout{kSecondsToAnswer, 0};
+    setsockopt(mnl_socket_get_fd(socket_.get()), SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof timeout);
   }
 
   void Send(const nlmsghdr& message) override {
@@ -176,7 +175,7 @@ bool Netlink::DumpOnce(Message& message, std::vector<char>& answer) {
   Send(message, NLM_F_DUMP);
   for (bool isWhole = true;;) {
     const size_t length = transport_->Receive(room_);
-    if (length == 0) isWhole = false;  // but what follows has to be received
+    if (length == 0) isWhole = false;  // but the rest must still be received
     for (const nlmsghdr* one : MessagesIn({room_.data(), length})) {
       if (one->nlmsg_seq != sequence_) continue;
       if ((one->nlmsg_flags & NLM_F_DUMP_INTR) != 0) isWhole = false;

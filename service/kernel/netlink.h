@@ -16,7 +16,7 @@
 
 namespace hqosd::kernel {
 
-// The kernel cannot be talked to, or refused something that is only read.
+// The kernel cannot be reached, or refused to be read.
 struct NetlinkError : std::runtime_error {
   NetlinkError(int number, const std::string& text) : std::runtime_error(text), error(number) {}
   int error;  // errno
@@ -68,7 +68,7 @@ class Attributes {
   const char* end_ = nullptr;
 };
 
-// A message in the making.
+// A message under construction.
 class Message {
  public:
   // `room` is for everything after the fixed part, in bytes.
@@ -103,12 +103,12 @@ const T& FixedOf(const nlmsghdr& message) {
   return *static_cast<const T*>(mnl_nlmsg_get_payload(&message));
 }
 
-// Carries messages to the kernel; a test may put its own in the place. Both throw NetlinkError.
+// Carries messages to the kernel; tests replace it. Send and Receive throw a NetlinkError.
 class Transport {
  public:
   virtual ~Transport() = default;
   virtual void Send(const nlmsghdr& message) = 0;
-  // Of the next datagram; 0 when datagrams were lost.
+  // Returns the length of the next datagram; 0 when datagrams were lost.
   virtual size_t Receive(std::span<char> room) = 0;
   virtual uint32_t port() const = 0;  // by which the kernel knows the socket
 };
@@ -124,9 +124,9 @@ class Netlink {
     int error;         // errno
     std::string text;  // of the error and what the kernel says about it
   };
-  // Has it done; nothing when it is done.
+  // Carries out the request. Returns the kernel's refusal; nothing on success.
   std::optional<Failure> Do(Message& message);
-  // All messages that answer, one after the other. Starts again when the kernel's state changed
+  // All messages of the reply, one after the other. Restarts when the kernel's state changed
   // meanwhile or messages were lost.
   std::vector<char> Dump(Message& message);
 

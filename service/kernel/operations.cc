@@ -53,8 +53,8 @@ Message Encode(int device, const RemoveTree&) {
   return TcMessage(RTM_DELQDISC, 0, {device, TC_H_ROOT, kTreeHandle});
 }
 
-// The rate with 32 bits, and that the kernel is to compute the times itself instead of looking them
-// up in a table.
+// The rate in 32 bits, with a mark that the kernel computes the times instead of looking them up in
+// a table.
 tc_ratespec RateOf(uint64_t rate) {
   tc_ratespec spec{};
   spec.linklayer = TC_LINKLAYER_ETHERNET;

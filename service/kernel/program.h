@@ -31,7 +31,7 @@ using Program = std::vector<sock_filter>;
 // that is too short to be read gets 0 from all of them, and so the qdisc's default class.
 std::vector<Program> MakePrograms(const Branch& tree);
 
-// The kernel takes 4,096; of more than about 4,040 it cannot say any more what it has.
+// The kernel accepts 4,096, but cannot list a program of more than about 4,040.
 constexpr std::size_t kMaxInstructions = 4000;
 
 }  // namespace hqosd::kernel

@@ -24,7 +24,7 @@ void UndoApply(Model& model, const SPObject& sp, const ApplyKey& key);
 // Whether it is this SP that is applied there.
 bool IsApplied(const Model& model, const SPObject& sp, const ApplyKey& key);
 
-// The refusal of a request that needs it to be.
+// The refusal of a request that requires it to be applied there.
 [[noreturn]] void RefuseNotApplied(const SPObject& sp, const ApplyKey& key);
 
 // Whether what is applied there takes effect: HQOSD_DIAG_IN_EFFECT or why not.

@@ -40,7 +40,7 @@ class File final : public CounterSource {
   explicit File(std::string file) : file_(std::move(file)) {}
 
   bool Refresh() override {
-    // Something else than a file, such as a pipe, must not hold the service up.
+    // Anything except a regular file, such as a pipe, could block the service.
     const int fd = open(file_.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
     struct stat now {};
     std::string why = fd < 0 || fstat(fd, &now) != 0 ? std::strerror(errno)

@@ -12,7 +12,7 @@ namespace hqosd {
 class CounterSource {
  public:
   virtual ~CounterSource() = default;
-  // Brings itself up to date; false when there are no counters to be had.
+  // Updates the counters; false when none are available.
   virtual bool Refresh() { return true; }
   // The counters of a child, by the names on the way to it, where its SP is applied ("interface
   // eth0 outbound"); zeros for one that it does not know.

@@ -12,7 +12,7 @@ bool IsUtf8(const std::string& text);
 // is.
 bool IsUsableName(const std::string& name);
 
-// Whether a stored object keeps it: older services took more. Line feeds divide keys.
+// Whether a stored object keeps it: older versions accepted more. Line feeds divide keys.
 bool IsStoredName(const std::string& name);
 
 // The text as a terminal shows it faithfully: unless it is a usable name, all bytes that are not

@@ -1,4 +1,4 @@
-// Who may do what: the kernel says who a client is.
+// Who may do what: the kernel identifies the client.
 #pragma once
 
 #include <sys/types.h>
@@ -10,14 +10,14 @@ namespace hqosd {
 // The group whose members may configure; none when the system does not have it.
 std::optional<gid_t> ConfiguringGroup();
 
-// The user of the peer of a connected socket; (uid_t)-1 when it cannot be told.
+// The user of the peer of a connected socket; (uid_t)-1 when it is unknown.
 uid_t UserOf(int client);
 
 class Access {
  public:
   // Root, the service's own user and members of `group` may configure.
   explicit Access(std::optional<gid_t> group) : group_(group) {}
-  // Everybody may.
+  // Any user may.
   static Access Open();
 
   // Whether the peer of a connected socket, as it was when it connected, may configure.

@@ -102,7 +102,7 @@ bool Read(std::ifstream& in, Bytes& bytes) {
                    static_cast<std::streamsize>(bytes.size()));
 }
 
-// The size of the pages that the header of the file or log gives; 4096 when it makes no sense.
+// The size of the pages that the header of the file or log gives; 4096 when it is invalid.
 size_t PageSize(const Bytes& header, bool isLog) {
   Cursor in(header, isLog ? 8 : 16);
   uint64_t size = in.Big(isLog ? 4 : 2).value_or(0);

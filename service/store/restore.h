@@ -9,8 +9,8 @@ namespace hqosd {
 // when nothing is wrong.
 bool CheckStore(Store& store);
 
-// Restores the first quarantined value of each key that fits, and
-// prints what becomes of each; true when all are restored. Keys are as they are printed.
+// Restores the first quarantined value of each key that fits, and prints what becomes of each; true
+// when all are restored. Keys are as they are printed.
 bool RestoreRecords(Store& store, const std::vector<std::string>& keys);
 
 }  // namespace hqosd

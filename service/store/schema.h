@@ -27,7 +27,7 @@ constexpr int kReadUri = SQLITE_OPEN_READONLY | SQLITE_OPEN_URI;
 // why, or is null when memory is short.
 bool OpenDatabase(const std::string& name, int flags, Database& db);
 
-// The number of the store's version in its text form; "" when it has none that can be believed.
+// The number of the store's version in its text form; "" when it has no valid one.
 std::string VersionOf(sqlite3* db);
 
 // "" when the version is the present one, or one that can be upgraded.
