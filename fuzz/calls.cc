@@ -11,8 +11,7 @@ namespace {
 
 using namespace fuzz;
 
-// ---- What every answer obeys
-// ----------------------------------------------------------------------
+// ---- What every answer obeys --------------------------------------------------------------------
 
 template <class Call>
 void CheckCommand(Call& call) {

@@ -49,8 +49,7 @@ void KeepStored(HQOS_MatchRule& rule) {
   if (!hqos::HasStoredRanges(rule.type)) rule = hqos::EmptyRule(rule.type);
 }
 
-// ---- Records of the library
-// -----------------------------------------------------------------------
+// ---- Records of the library ---------------------------------------------------------------------
 
 template <class Record, auto decap, auto encap, class Keep>
 void Stored(const uint8_t* data, size_t size, Keep keep) {
@@ -163,8 +162,7 @@ void Head(const uint8_t* msg, size_t size) {
   }
 }
 
-// ---- Records of the service
-// -----------------------------------------------------------------------
+// ---- Records of the service ---------------------------------------------------------------------
 
 template <auto read, class Record, class Encode>
 void Own(const uint8_t* data, size_t size, Encode encode) {
@@ -191,8 +189,7 @@ size_t EncodeApply(const HQOS_ApplyInfo& record, uint8_t* out) {
   return bytes.size();
 }
 
-// ---- Texts
-// ----------------------------------------------------------------------------------------
+// ---- Texts --------------------------------------------------------------------------------------
 
 // What a text holds: texts in room of exactly the sizes that the header gives, numbers, a rule.
 struct Parts {

@@ -17,8 +17,7 @@ using hqos::host::IsPeerTrusted;
 using hqos::host::IsTrusted;
 using hqos::host::ShouldTryNext;
 
-// ---- Clients
-// ---------------------------------------------------------------------------------------
+// ---- Clients ------------------------------------------------------------------------------------
 
 int LIP_Socket(int family, int type, int protocol) {
   if (family != LIP_FAMILY || type != SOCK_DGRAM || protocol != LIP_PROTOCOL) {
@@ -50,8 +49,7 @@ int LIP_Connect(int fd, const sockaddr_lip* address, socklen_t length) {
   return -1;
 }
 
-// ---- Services
-// --------------------------------------------------------------------------------------
+// ---- Services -----------------------------------------------------------------------------------
 
 namespace {
 
