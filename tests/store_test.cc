@@ -131,6 +131,54 @@ TEST_F(StoreTest, RefusesAllThatCameTogether) {
   }
 }
 
+// What a change of the store makes the service quarantine.
+const struct {
+  const char* sql;
+  std::vector<const char*> quarantined;
+} kDamages[] = {
+    {"UPDATE record SET value = x'00' WHERE key = 'SP-cfg-b'",
+     {"SP-cfg-b: the record does not decode", "SP-nest-b/FG b: SP b does not exist",
+      "IFCFG-1-eth0: SP b does not exist"}},
+    {"INSERT INTO record(key, value) SELECT 'SP-cfg-c', value FROM record WHERE key = 'SP-cfg-a'",
+     {"SP-cfg-c: the record has another name than its key"}},
+    {"UPDATE record SET value = x'0002000101' WHERE key = 'FP-cfg-b'",
+     {"FP-cfg-b: the record does not decode",
+      "SP-nest-b/FG b: kept without FP b, which does not exist"}},
+    {"UPDATE record SET value = x'01' WHERE key = 'FP-run-a'",
+     {"FP-run-a: the record is not that of the other records"}},
+    {"DELETE FROM record WHERE key = 'DP-cfg-a'",
+     {"FP-cfg-a: kept without DP a, which does not exist"}},
+    {"INSERT INTO record(key, value) SELECT 'FG-nest-a' || char(10) || 'FG a', value FROM record "
+     "WHERE key = 'SP-nest-a' || char(10) || 'FG a'",
+     {"FG-nest-a/FG a: "}},
+    {"DELETE FROM record WHERE key = 'FC-cfg-a'", {"FG-nest-a/FC a: the child does not exist"}},
+    {"DELETE FROM record WHERE key LIKE 'FG-nest-b%'", {"FC-cfg-b: the FC is nested nowhere"}},
+    {"UPDATE record SET value = x'03' WHERE key = 'APPLY-1-1-2'",
+     {"APPLY-1-1-2: the record does not decode"}},
+    {"INSERT INTO record(key, value) SELECT 'APPLY-9-0-2', CAST(substr(value, 1, 7) || x'09' || "
+     "substr(value, 9) AS BLOB) FROM record WHERE key = 'APPLY-1-1-2'",
+     {"APPLY-9-0-2: there is no such application object"}},
+    {"UPDATE record SET value = CAST(substr(value, 1, 16) || 'x' || substr(value, 18) AS BLOB) "
+     "WHERE key = 'APPLY-1-1-2'",
+     {"APPLY-1-1-2: there is no such application object"}},
+    {"INSERT INTO record(key, value) SELECT 'IFCFG-1-eth1', CAST(substr(value, 1, 19) || '1' || "
+     "substr(value, 21) AS BLOB) FROM record WHERE key = 'IFCFG-1-eth0'",
+     {"IFCFG-1-eth0: the record is not that of the other records"}},
+    {"INSERT INTO record(key, value) VALUES('surprise', x'')",
+     {"surprise: nothing is known of this key"}},
+    {"UPDATE record SET value = x'03' WHERE key = 'IFRUN-3-1-L1-1'",
+     {"IFRUN-3-1-L1-1: the record is not that of the other records"}},
+    {"UPDATE record SET value = (SELECT value FROM record WHERE key = 'FP-run-b') "
+     "WHERE key = 'FP-run-a'",
+     {"FP-run-a: the record is not that of the other records"}},
+    {"INSERT INTO record(key, value) SELECT 'SP-nest-a' || char(10) || 'x' || char(10) || 'FG "
+     "a', value "
+     "FROM record WHERE key = 'SP-nest-a' || char(10) || 'FG a'",
+     {"SP-nest-a/x/FG a: the record has another name than its key"}},
+    {"UPDATE record SET value = value || x'00' WHERE key = 'FG-cfg-a'",
+     {"FG-cfg-a: the record is not that of the other records"}},
+};
+
 TEST_F(StoreTest, QuarantinesDamagedRecords) {
   const HQOS_AppObj slot{HQOS_APPOBJ_SLOT, 1, 2, {}}, eth{HQOS_APPOBJ_IFINDEX, 3, 1, "eth0"};
   const HQOS_MatchRule rule = Rule(HQOS_MATCH_DOT1P, {{1, 1}});
@@ -146,56 +194,10 @@ TEST_F(StoreTest, QuarantinesDamagedRecords) {
   }
   Do(HQOS_lib_ApplySP, &slot, "a");
   Do(HQOS_lib_ApplySP, &eth, "b");
-  const struct {
-    const char* sql;
-    std::vector<const char*> quarantined;
-  } cases[] = {
-      {"UPDATE record SET value = x'00' WHERE key = 'SP-cfg-b'",
-       {"SP-cfg-b: the record does not decode", "SP-nest-b/FG b: SP b does not exist",
-        "IFCFG-1-eth0: SP b does not exist"}},
-      {"INSERT INTO record(key, value) SELECT 'SP-cfg-c', value FROM record WHERE key = 'SP-cfg-a'",
-       {"SP-cfg-c: the record has another name than its key"}},
-      {"UPDATE record SET value = x'0002000101' WHERE key = 'FP-cfg-b'",
-       {"FP-cfg-b: the record does not decode",
-        "SP-nest-b/FG b: kept without FP b, which does not exist"}},
-      {"UPDATE record SET value = x'01' WHERE key = 'FP-run-a'",
-       {"FP-run-a: the record is not that of the other records"}},
-      {"DELETE FROM record WHERE key = 'DP-cfg-a'",
-       {"FP-cfg-a: kept without DP a, which does not exist"}},
-      {"INSERT INTO record(key, value) SELECT 'FG-nest-a' || char(10) || 'FG a', value FROM record "
-       "WHERE key = 'SP-nest-a' || char(10) || 'FG a'",
-       {"FG-nest-a/FG a: "}},
-      {"DELETE FROM record WHERE key = 'FC-cfg-a'", {"FG-nest-a/FC a: the child does not exist"}},
-      {"DELETE FROM record WHERE key LIKE 'FG-nest-b%'", {"FC-cfg-b: the FC is nested nowhere"}},
-      {"UPDATE record SET value = x'03' WHERE key = 'APPLY-1-1-2'",
-       {"APPLY-1-1-2: the record does not decode"}},
-      {"INSERT INTO record(key, value) SELECT 'APPLY-9-0-2', CAST(substr(value, 1, 7) || x'09' || "
-       "substr(value, 9) AS BLOB) FROM record WHERE key = 'APPLY-1-1-2'",
-       {"APPLY-9-0-2: there is no such application object"}},
-      {"UPDATE record SET value = CAST(substr(value, 1, 16) || 'x' || substr(value, 18) AS BLOB) "
-       "WHERE key = 'APPLY-1-1-2'",
-       {"APPLY-1-1-2: there is no such application object"}},
-      {"INSERT INTO record(key, value) SELECT 'IFCFG-1-eth1', CAST(substr(value, 1, 19) || '1' || "
-       "substr(value, 21) AS BLOB) FROM record WHERE key = 'IFCFG-1-eth0'",
-       {"IFCFG-1-eth0: the record is not that of the other records"}},
-      {"INSERT INTO record(key, value) VALUES('surprise', x'')",
-       {"surprise: nothing is known of this key"}},
-      {"UPDATE record SET value = x'03' WHERE key = 'IFRUN-3-1-L1-1'",
-       {"IFRUN-3-1-L1-1: the record is not that of the other records"}},
-      {"UPDATE record SET value = (SELECT value FROM record WHERE key = 'FP-run-b') "
-       "WHERE key = 'FP-run-a'",
-       {"FP-run-a: the record is not that of the other records"}},
-      {"INSERT INTO record(key, value) SELECT 'SP-nest-a' || char(10) || 'x' || char(10) || 'FG "
-       "a', value "
-       "FROM record WHERE key = 'SP-nest-a' || char(10) || 'FG a'",
-       {"SP-nest-a/x/FG a: the record has another name than its key"}},
-      {"UPDATE record SET value = value || x'00' WHERE key = 'FG-cfg-a'",
-       {"FG-cfg-a: the record is not that of the other records"}},
-  };
   Close();  // the log is in the database then
   const std::string good = file() + ".good";
   std::filesystem::copy_file(file(), good);
-  for (const auto& c : cases) {
+  for (const auto& c : kDamages) {
     Close();
     std::filesystem::copy_file(good, file(), std::filesystem::copy_options::overwrite_existing);
     Sql(c.sql + std::string("; UPDATE record SET sum = row_sum(key, value);"
