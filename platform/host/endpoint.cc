@@ -28,9 +28,9 @@ uint32_t Compose(const char* dir, const char (&subdir)[N], uint32_t node, uint16
   }
   const size_t dirLength = strlen(dir), length = dirLength + N - 1 + sizeof kServiceName - 1;
   if (length >= room) return 0;
-  memcpy(path, dir, dirLength);
-  memcpy(path + dirLength, subdir, N - 1);
-  memcpy(path + dirLength + N - 1, kServiceName, sizeof kServiceName);
+  char* const at = static_cast<char*>(mempcpy(path, dir, dirLength));
+  memcpy(at, subdir, N - 1);
+  memcpy(at + N - 1, kServiceName, sizeof kServiceName);
   return static_cast<uint32_t>(length);
 }
 
@@ -88,13 +88,13 @@ bool IsInOwnDirectory(const sockaddr_un& endpoint) {
          (info.st_mode & (S_IWGRP | S_IWOTH)) == 0;
 }
 
-bool IsDirectoryOwner(uid_t peer, const sockaddr_un& endpoint) {
+bool IsDirectoryOwner(uid_t user, const sockaddr_un& endpoint) {
   char dir[sizeof endpoint.sun_path];
   CopyDirectory(endpoint, dir);
   struct stat info;
   if (stat(dir, &info) != 0) return false;
   errno = EPERM;
-  return peer == info.st_uid;
+  return user == info.st_uid;
 }
 
 }  // namespace hqos::host
