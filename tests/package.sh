@@ -60,6 +60,7 @@ HQOS_STATE_DIR=/var/lib/hqos systemd-socket-activate -E HQOS_STATE_DIR --seqpack
   -l /run/hqos/lip-80000000-1174 \
   setpriv --reuid hqos --regid hqos --clear-groups hqosd 2>/log &
 until grep -q Listening /log; do sleep 0.1; done
+chmod 666 /run/hqos/lip-80000000-1174
 END
 inside try sh -ec 'apt-get -qq update
   apt-get -qq -y --no-install-recommends install /previous/*.deb'
@@ -74,9 +75,9 @@ inside try sh -ec '. /serve; hqosctl sp show | grep gold; hqosctl --version
 inside try dpkg --verify hqos libhqos1 libhqos-dev
 dpkg-query --admindir="$dir/try/var/lib/dpkg" -W \
   -f "\${Package}: \${Installed-Size} kB installed\n" hqos libhqos1 libhqos-dev
-inside try sh -ec 'apt-get -qq -y remove hqos libhqos1
+inside try sh -ec 'apt-get -qq -y remove hqos libhqos1 libhqos-dev
   test -e /var/lib/hqos/hqosd.db -a -e /etc/default/hqos -a ! -e /usr/bin/hqosd -a ! -e /run/hqos'
-inside try sh -ec 'apt-get -qq -y purge hqos libhqos1 libhqos-dev
+inside try sh -ec 'dpkg --purge hqos libhqos1 libhqos-dev
   left=$(find / -xdev \( -path /proc -o -path /packages -o -path /previous \) -prune -o \
     -name "*hqos*" -print)
   test -z "$left" || { echo "left: $left"; exit 1; }'
