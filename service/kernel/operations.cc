@@ -121,7 +121,8 @@ Message Encode(int device, const SetFilter& set) {
 }
 
 Message Encode(int device, const RemoveFilter& remove) {
-  return TcMessage(RTM_DELTFILTER, 0, FilterPlace(device, kTreeHandle, remove.order, 0));
+  // For whichever protocol they are.
+  return TcMessage(RTM_DELTFILTER, 0, {device, kTreeHandle, 0, uint32_t{remove.order} << 16});
 }
 
 Message Encode(int device, const AddHooks&) {

@@ -42,7 +42,7 @@ struct SetFilter {
   uint16_t order;
   Program program;
 };
-struct RemoveFilter {
+struct RemoveFilter {  // all at that place, whoever made them
   uint16_t order;
 };
 

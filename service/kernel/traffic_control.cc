@@ -1,6 +1,8 @@
 #include "service/kernel/traffic_control.h"
 
+#include <arpa/inet.h>
 #include <linux/gen_stats.h>
+#include <linux/if_ether.h>
 #include <linux/pkt_cls.h>
 #include <linux/pkt_sched.h>
 #include <linux/rtnetlink.h>
@@ -96,20 +98,22 @@ Program ProgramIn(const Attributes& options) {
   return program;
 }
 
-// Visits filters, each by its order, kind and options.
+// Visits filters, each by its order, whether it is as hqosd makes them, and its options.
 template <class Visit>
 void ForEachFilter(Netlink& netlink, int device, uint32_t parent, Visit visit) {
   ForEach(netlink, RTM_GETTFILTER, device, parent,
           [&](const tcmsg& fixed, const Attributes& attributes) {
             if (fixed.tcm_handle == 0) return;  // the place of those of one order
-            visit(static_cast<uint16_t>(fixed.tcm_info >> 16), attributes.Text(TCA_KIND),
-                  attributes.Nest(TCA_OPTIONS));
+            const bool isOwn = attributes.Text(TCA_KIND) == "bpf" &&
+                               fixed.tcm_handle == kProgramHandle &&
+                               Minor(fixed.tcm_info) == htons(ETH_P_ALL);
+            visit(static_cast<uint16_t>(fixed.tcm_info >> 16), isOwn, attributes.Nest(TCA_OPTIONS));
           });
 }
 
 void ReadHooks(Netlink& netlink, int device, DeviceState& state) {
-  const auto visit = [&](uint16_t order, const std::string& kind, const Attributes& options) {
-    if (order != kRedirectOrder || kind != "bpf") {
+  const auto visit = [&](uint16_t order, bool isOwn, const Attributes& options) {
+    if (order != kRedirectOrder || !isOwn) {
       state.hasOthersFilters = true;
       return;
     }
@@ -148,12 +152,27 @@ DeviceState ReadState(Netlink& netlink, int device) {
   if (state.isOwn()) {
     ReadClasses(netlink, device, limits, state);
     ForEachFilter(netlink, device, kTreeHandle,
-                  [&](uint16_t order, const std::string&, const Attributes& options) {
-                    state.filters.push_back({order, ProgramIn(options)});
+                  [&](uint16_t order, bool isOwn, const Attributes& options) {
+                    state.filters.push_back({order, isOwn ? ProgramIn(options) : Program{}});
                   });
   }
   if (state.hasHooks) ReadHooks(netlink, device, state);
   return state;
+}
+
+std::set<int> DevicesWithTree(Netlink& netlink) {
+  Message message(RTM_GETQDISC, 0);
+  message.Fixed<tcmsg>();
+  const std::vector<char> answer = netlink.Dump(message);
+  std::set<int> devices;
+  for (const nlmsghdr* one : MessagesIn(answer)) {
+    const auto& found = FixedOf<tcmsg>(*one);
+    if (found.tcm_parent == TC_H_ROOT && found.tcm_handle == kTreeHandle &&
+        Attributes(*one, sizeof found).Text(TCA_KIND) == "htb") {
+      devices.insert(found.tcm_ifindex);
+    }
+  }
+  return devices;
 }
 
 std::vector<Operation> RemovalOf(const DeviceState& state) {

@@ -1,6 +1,8 @@
 // What the kernel has on a device: qdisc, classes, queues, filters and counters.
 #pragma once
 
+#include <set>
+
 #include "service/kernel/operations.h"
 
 namespace hqosd::kernel {
@@ -8,7 +10,7 @@ namespace hqosd::kernel {
 // Of a filter of the tree.
 struct Filter {
   uint16_t order;
-  Program program;
+  Program program;  // empty: somebody else made the filter
   bool operator==(const Filter& other) const;
 };
 
@@ -29,6 +31,9 @@ struct DeviceState {
 
 // Throws a NetlinkError.
 DeviceState ReadState(Netlink& netlink, int device);
+
+// Those that have hqosd's own qdisc. Throws a NetlinkError.
+std::set<int> DevicesWithTree(Netlink& netlink);
 
 // What removes everything of hqosd's own from the device, except an ifb.
 std::vector<Operation> RemovalOf(const DeviceState& state);

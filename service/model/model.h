@@ -2,6 +2,7 @@
 #pragma once
 
 #include <algorithm>
+#include <array>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -12,6 +13,7 @@
 #include <utility>
 
 #include "hqos.h"
+#include "hqosd.h"
 #include "service/model/counters.h"
 #include "service/model/interfaces.h"
 
@@ -144,9 +146,26 @@ struct ApplyKey {
            std::tie(other.type, other.name, other.value, other.param);
   }
 };
+
+// The identifiers on the way down to a child of an SP; HQOS_PATH_UNSET after the last.
+using SonPath = std::array<uint16_t, 5>;
+
+// A child's class in the kernel. Its numbers do not change while it exists.
+struct KernelClass {
+  uint16_t minor = 0;    // number of the class
+  uint16_t ownLeaf = 0;  // of its leaf for frames that no child takes; 0: it never had one
+  // What classes and queues have counted that are gone, beyond what the kernel counts now.
+  uint64_t basePackets = 0, baseBytes = 0, baseDrops = 0;
+  uint16_t leaf = 0;  // where its frames wait now that no child takes; 0: one takes all. Not stored
+  bool operator==(const KernelClass&) const = default;
+};
+using KernelClasses = std::map<SonPath, KernelClass>;
+
 struct Application {
   uint16_t sp;
-  uint32_t ifIndex;  // that the interface had when the SP was applied
+  uint32_t ifIndex;                       // that the interface had when the SP was applied
+  KernelClasses classes = {};             // while it is enforced, also that of the SP itself
+  uint32_t diag = HQOSD_DIAG_NO_ENFORCE;  // whether it is enforced, as HQOSD_Diag. Not stored
 };
 
 // A nesting by names.
@@ -173,6 +192,7 @@ struct Model {
   std::set<NestingKey> dirtyNestings;
   std::set<ApplyKey> dirtyApplications;
   std::set<std::pair<ApplyKey, uint32_t>> dirtyRuns;
+  std::set<std::pair<ApplyKey, SonPath>> dirtyClasses;
   std::map<std::string, int64_t>
       storedRuns;  // rows of run-time state as last taken: their checksums
 
@@ -185,9 +205,11 @@ struct Model {
     dirtyNestings.clear();
     dirtyApplications.clear();
     dirtyRuns.clear();
+    dirtyClasses.clear();
   }
 
-  bool IsDirty() {
+  bool IsDirty() { return IsConfigurationDirty() || !dirtyClasses.empty(); }
+  bool IsConfigurationDirty() {
     return !sps.Dirty().empty() || !fgs.Dirty().empty() || !fcs.Dirty().empty() ||
            !fps.Dirty().empty() || !dps.Dirty().empty() || !dirtyNestings.empty() ||
            !dirtyApplications.empty() || !dirtyRuns.empty();
@@ -198,6 +220,9 @@ struct Model {
     Model copy;
     std::tie(copy.sps, copy.fgs, copy.fcs, copy.fps, copy.dps) = std::tie(sps, fgs, fcs, fps, dps);
     copy.applications = applications;
+    std::tie(copy.dirtyNestings, copy.dirtyApplications, copy.dirtyRuns, copy.dirtyClasses) =
+        std::tie(dirtyNestings, dirtyApplications, dirtyRuns, dirtyClasses);
+    copy.storedRuns = storedRuns;
     copy.debug = debug;
     copy.fcIdHint = fcIdHint;
     copy.interfaces = interfaces;

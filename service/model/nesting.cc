@@ -14,11 +14,6 @@ Parent GetParent(Table& table, const std::string& name) {
   return {Table::kKind, object.name, object.id, &object.value.children};
 }
 
-// "FG voice below SP gold"
-std::string NestingText(Kind kind, const std::string& child, const Parent& parent) {
-  return fmt::format("{} below {}", Label(kind, child), Label(parent.kind, parent.name));
-}
-
 // Brings a rule into its shortest form: ascending ranges that neither overlap nor touch. Refused
 // when it has no values, or others than its type has. `label` says whose rule it is.
 void Normalise(HQOS_MatchRule& rule, const std::string& label) {
@@ -89,7 +84,7 @@ template <class Table>
 void UnnestChild(Model& model, const Parent& parent, Table& children, const std::string& name,
                  const HQOS_MatchRule& rule) {
   const auto& child = Get(children, name);
-  const std::string label = NestingText(Table::kKind, child.name, parent);
+  const std::string label = NestingLabel(Table::kKind, child.name, parent.kind, parent.name);
   const auto nesting = parent.children->find(child.id);
   if (nesting == parent.children->end()) Refuse(HQOSD_NOT_FOUND, "{} is not nested", label);
   if (!IsRuleOf(rule, nesting->second)) Refuse(HQOSD_RULE, "{} has another rule", label);
@@ -111,7 +106,7 @@ Parent GetFGParent(Model& model, const std::string& name) { return GetParent(mod
 void NestFG(Model& model, const Parent& parent, const std::string& child, HQOS_MatchRule rule,
             const std::string& fp) {
   const auto& fg = Get(model.fgs, child);
-  const std::string label = NestingText(Kind::FG, fg.name, parent);
+  const std::string label = NestingLabel(Kind::FG, fg.name, parent.kind, parent.name);
   CheckNesting(model, parent, fg.id, fp, label);
   Normalise(rule, label);
   CheckSiblings(model, parent, rule, label);
@@ -129,7 +124,7 @@ void NestFC(Model& model, const Parent& parent, const std::string& child, const 
   if (id == HQOS_ID_NONE) {
     Refuse(HQOSD_ID_TAKEN, "{}: no identifier is free", Label(Kind::FC, child));
   }
-  const std::string label = NestingText(Kind::FC, child, parent);
+  const std::string label = NestingLabel(Kind::FC, child, parent.kind, parent.name);
   CheckNesting(model, parent, id, fp, label);
   if (!FitsBelow(model, parent.id, id)) {
     Refuse(HQOSD_TOO_DEEP, "{} would make more than five levels", label);

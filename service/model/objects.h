@@ -16,6 +16,12 @@ inline std::string Label(const char* kind, const std::string& name) {
 }
 inline std::string Label(Kind kind, const std::string& name) { return Label(Name(kind), name); }
 
+// "FG voice below SP gold"
+inline std::string NestingLabel(Kind kind, const std::string& child, Kind parentKind,
+                                const std::string& parent) {
+  return fmt::format("{} below {}", Label(kind, child), Label(parentKind, parent));
+}
+
 inline void CopyName(const std::string& name, char (&field)[HQOS_NAME_SIZE]) {
   name.copy(field, sizeof field - 1);
 }
