@@ -1,9 +1,8 @@
 // The JSON file of the service's counters.
-#include "service/model/counters.h"
-
 #include <nlohmann/json.hpp>
 
 #include "fuzz/memory_file.h"
+#include "service/model/model.h"
 
 namespace {
 
@@ -36,11 +35,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   static fuzz::MemoryFile file;
   file.Write(data, size);
   const auto counters = hqosd::FileCounters(file.Name());
-  if (!counters->Refresh()) {
-    Require(!counters->Refresh(), "a file that cannot be read stays so");
+  const hqosd::Model model;
+  if (!counters->Refresh(model)) {
+    Require(!counters->Refresh(model), "a file that cannot be read stays so");
     return 0;
   }
-  Require(counters->Refresh(), "a file that has been read stays so");
+  Require(counters->Refresh(model), "a file that has been read stays so");
   CheckEntries(json::parse(data, data + size), *counters);
   return 0;
 }

@@ -140,6 +140,9 @@ void UndoApply(Model& model, const SPObject& sp, const ApplyKey& key) {
   const auto application = model.applications.find(key);
   model.dirtyApplications.insert(key);
   model.dirtyRuns.emplace(key, application->second.ifIndex);
+  for (const auto& [path, one] : application->second.classes) {
+    model.dirtyClasses.emplace(key, path);
+  }
   model.applications.erase(application);
 }
 
@@ -153,11 +156,14 @@ void RefuseNotApplied(const SPObject& sp, const ApplyKey& key) {
 }
 
 uint32_t Diagnose(const Model& model, const ApplyKey& key) {
-  if (!model.applications.contains(key)) return HQOSD_DIAG_NOT_APPLIED;
-  if (key.type != HQOS_APPOBJ_IFINDEX) return HQOSD_DIAG_IN_EFFECT;
-  const auto interface = model.interfaces->Find(key.name);
-  if (!interface) return HQOSD_DIAG_NO_INTERFACE;
-  return interface->up ? HQOSD_DIAG_IN_EFFECT : HQOSD_DIAG_INTERFACE_DOWN;
+  const auto application = model.applications.find(key);
+  if (application == model.applications.end()) return HQOSD_DIAG_NOT_APPLIED;
+  if (key.type == HQOS_APPOBJ_IFINDEX) {
+    const auto interface = model.interfaces->Find(key.name);
+    if (!interface) return HQOSD_DIAG_NO_INTERFACE;
+    if (!interface->up) return HQOSD_DIAG_INTERFACE_DOWN;
+  }
+  return application->second.diag;
 }
 
 std::string FindTargetText(const Model& model, uint16_t sp) {

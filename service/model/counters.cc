@@ -39,7 +39,7 @@ class File final : public CounterSource {
  public:
   explicit File(std::string file) : file_(std::move(file)) {}
 
-  bool Refresh() override {
+  bool Refresh(const Model&) override {
     // Anything except a regular file, such as a pipe, could block the service.
     const int fd = open(file_.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
     struct stat now {};

@@ -1,4 +1,4 @@
-// Where the counters of children come from. The service moves no packets itself.
+// Where the counters of children come from.
 #pragma once
 
 #include <memory>
@@ -9,11 +9,13 @@
 
 namespace hqosd {
 
+struct Model;
+
 class CounterSource {
  public:
   virtual ~CounterSource() = default;
   // Updates the counters; false when none are available.
-  virtual bool Refresh() { return true; }
+  virtual bool Refresh(const Model&) { return true; }
   // The counters of a child, by the names on the way to it, where its SP is applied ("interface
   // eth0 outbound"); zeros for one that it does not know.
   virtual HQOS_SPSonCounters Read(const std::string& place, const std::vector<std::string>& path) {

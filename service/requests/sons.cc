@@ -35,10 +35,11 @@ Bytes GetBulkFGSon(Model& model, const HQOS_FGSonRequest& request) {
 
 // The container of a child: words[0] is its level, value1 its identifier, value2 its kind, name1
 // its name and name2 its FP.
-Bytes EncodeSon(const HQOS_SPSonPath& at, const std::vector<PathNode>& path) {
+Bytes EncodeSon(const HQOS_SPSonPath& at, const std::vector<PathNode>& path, uint32_t secondWord) {
   HQOS_SPSon son{};
   const auto& [child, nesting] = path.back();
   son.words[0] = static_cast<uint32_t>(path.size());
+  son.words[1] = secondWord;
   son.path = at;
   son.cfg.value1 = at.field[path.size()];
   son.cfg.value2 = child.kindNumber();
@@ -83,17 +84,20 @@ SonRequest ReadRequest(const Model& model, const Payload& payload, bool needsTar
   return request;
 }
 
-// Lists the children of an SP; `addMore` appends to each container what only this list has.
-template <class AddMore>
-Bytes ListSons(const Model& model, const SonRequest& request, uint16_t type,
-               const AddMore& addMore) {
+constexpr auto kNoWord = [](const HQOS_SPSonPath&) { return uint32_t{0}; };
+
+// Lists the children of an SP; `addMore` appends to each container what only this list has,
+// `secondWord` gives its words[1].
+template <class AddMore, class SecondWord = decltype(kNoWord)>
+Bytes ListSons(const Model& model, const SonRequest& request, uint16_t type, const AddMore& addMore,
+               const SecondWord& secondWord = kNoWord) {
   if (request.sp == nullptr) return {};
   Block block(request.count);
   HQOS_SPSonPath at = request.start;
   at.field[0] = request.sp->id;
   while (NextSon(model, request.sp->value, at) != nullptr) {
     const std::vector<PathNode> path = PathTo(model, request.sp->value, at);
-    Bytes container = EncodeSon(at, path);
+    Bytes container = EncodeSon(at, path, secondWord(at));
     addMore(container, path);
     if (!block.Add(type, container)) break;
   }
@@ -129,7 +133,7 @@ Bytes GetBulkSPSonStat(Model& model, const Payload& payload) {
     if (!IsApplied(model, *request.sp, *request.target)) {
       RefuseNotApplied(*request.sp, *request.target);
     }
-    if (!model.counters->Refresh()) Refuse(HQOSD_NO_COUNTERS, "the counters cannot be read");
+    if (!model.counters->Refresh(model)) Refuse(HQOSD_NO_COUNTERS, "the counters cannot be read");
     target = TargetText(*request.target);
   }
   return ListSons(model, request, HQOS_BULK_SP_SON_STAT, [&](Bytes& container, const auto& path) {
@@ -139,20 +143,43 @@ Bytes GetBulkSPSonStat(Model& model, const Payload& payload) {
   });
 }
 
+// Whether the child uses an FP that refers to a DP, which the kernel does not know.
+bool HasDP(const Model& model, const std::vector<PathNode>& path) {
+  const auto* const fp = model.fps.Find(path.back().nesting->fp);
+  return fp != nullptr && (fp->value.settings.flags & HQOS_FPI_DPREF) != 0;
+}
+
+// The class of the child in the upper half, in the lower that where its frames wait; 0: it has
+// none.
+uint32_t ClassesOf(const Application* application, const HQOS_SPSonPath& at) {
+  if (application == nullptr) return 0;
+  SonPath path;
+  std::copy(std::begin(at.field) + 1, std::end(at.field), path.begin());
+  const auto found = application->classes.find(path);
+  if (found == application->classes.end()) return 0;
+  return uint32_t{found->second.minor} << 16 | found->second.leaf;
+}
+
 Bytes GetBulkSPSonDiag(Model& model, const Payload& payload) {
   const SonRequest request = ReadRequest(model, payload, true);
   uint32_t whole = HQOSD_DIAG_NOT_APPLIED;
+  const Application* enforced = nullptr;
   if (request.target && IsApplied(model, *request.sp, *request.target)) {
     whole = Diagnose(model, *request.target);
+    const Application& application = model.applications.at(*request.target);
+    if (application.diag == HQOSD_DIAG_IN_EFFECT) enforced = &application;
   }
-  return ListSons(model, request, HQOS_BULK_SP_SON_DIAG, [&](Bytes& container, const auto& path) {
-    uint32_t why = whole;
-    if (why == HQOSD_DIAG_IN_EFFECT && !HasValues(path)) why = HQOSD_DIAG_NO_VALUES;
+  const auto addDiag = [&](Bytes& container, const auto& path) {
     HQOS_SPSonDiag son{};
-    son.diag[0] = why == HQOSD_DIAG_IN_EFFECT ? 1 : 0;
-    son.diag[1] = why;
+    son.diag[1] = whole;
+    const bool isThere = whole == HQOSD_DIAG_IN_EFFECT || whole >= HQOSD_DIAG_NO_ENFORCE;
+    if (isThere && !HasValues(path)) son.diag[1] = HQOSD_DIAG_NO_VALUES;
+    son.diag[0] = son.diag[1] == HQOSD_DIAG_IN_EFFECT ? 1 : 0;
+    if (son.diag[0] == 1 && HasDP(model, path)) son.diag[1] = HQOSD_DIAG_DP_UNUSED;
     AppendRecord(container, HQOS_TLV_SONDIAG, hqos::kSonDiag, son);
-  });
+  };
+  return ListSons(model, request, HQOS_BULK_SP_SON_DIAG, addDiag,
+                  [&](const HQOS_SPSonPath& at) { return ClassesOf(enforced, at); });
 }
 
 constexpr Request kRows[] = {

@@ -1,4 +1,4 @@
-// hqosd: stand-in for the hqos service.
+// hqosd: the hqos service.
 #include <signal.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -7,8 +7,10 @@
 #include <CLI/CLI.hpp>
 #include <filesystem>
 
+#include "client/quantity.h"
 #include "hqos.h"
 #include "platform/slot.h"
+#include "service/kernel/enforcer.h"
 #include "service/model/log.h"
 #include "service/server/endpoint.h"
 #include "service/server/server.h"
@@ -22,6 +24,8 @@ namespace {
 using hqosd::Level;
 using hqosd::Log;
 using hqosd::Purpose;
+
+using hqosd::kernel::Enforcer;
 
 int Serve(uint32_t node, hqosd::Transactor& transactor, hqosd::Access access) {
   const hqosd::Endpoint endpoint(node);
@@ -73,10 +77,34 @@ void RaiseDescriptorLimit() {
   setrlimit(RLIMIT_NOFILE, &limit);
 }
 
+// Takes everything of hqosd's own out of the kernel; "" or why that cannot be.
+std::string Release() try {
+  hqosd::kernel::Netlink netlink;
+  hqosd::kernel::Release(netlink);
+  return "";
+} catch (const std::runtime_error& error) {
+  return error.what();
+}
+
+// Of "eth0=100Mbit".
+void AddLinkRate(const std::string& text, Enforcer::Rates& rates) {
+  const size_t end = text.rfind('=');
+  const auto rate =
+      end == std::string::npos || end == 0
+          ? std::nullopt
+          : client::ParseQuantity(text.substr(end + 1), client::Quantity::kKbitPerSecond);
+  if (!rate || *rate == 0) {
+    throw CLI::ValidationError("--link-rate", "takes INTERFACE=RATE, such as eth0=100Mbit");
+  }
+  rates[text.substr(0, end)] = uint64_t{*rate} * 1000;
+}
+
 struct Options {
   std::string counters, file, backup;
   std::vector<std::string> restore;
-  bool ephemeral = false, check = false, dump = false, open = false;
+  Enforcer::Rates linkRates;
+  bool ephemeral = false, check = false, dump = false, open = false, enforce = false,
+       release = false;
   hqosd::DumpForm form;
   uint16_t node = 0;
 };
@@ -109,10 +137,58 @@ void AddOptions(CLI::App& app, Options& o) {
       ->type_name("KEY");
   app.add_flag("--open", o.open,
                "any user may configure, not only root, the service's user and group hqos");
+  auto* const enforce =
+      app.add_flag("--enforce", o.enforce,
+                   "shape the traffic of interfaces in the kernel as applied SPs say; needs "
+                   "CAP_NET_ADMIN");
+  app.add_option_function<std::vector<std::string>>(
+         "--link-rate",
+         [&o](const std::vector<std::string>& given) {
+           for (const std::string& one : given) AddLinkRate(one, o.linkRates);
+         },
+         "the rate of an interface's link, such as eth0=100Mbit, instead of what its driver "
+         "reports")
+      ->type_name("INTERFACE=RATE")
+      ->needs(enforce);
+  app.add_flag("--release", o.release,
+               "remove from the kernel all that --enforce has put there, while no service runs");
   app.add_option("--counters", o.counters,
                  "a JSON file with the counters of children, described in docs/service.md; without "
-                 "it all are zero")
-      ->type_name("FILE");
+                 "it and --enforce all are zero")
+      ->type_name("FILE")
+      ->excludes(enforce);
+}
+
+// What is done instead of serving; the exit status.
+std::optional<int> RunOnce(const Options& o) {
+  std::string why;
+  if (o.dump) {
+    why = hqosd::DumpStore(o.file, o.form);
+    if (!why.empty()) why = fmt::format("cannot read the store {}: {}", o.file, why);
+  } else if (!o.backup.empty()) {
+    why = hqosd::BackUpStore(o.file, o.backup);
+    if (!why.empty()) why = fmt::format("cannot copy the store {}: {}", o.file, why);
+  } else if (o.release) {
+    why = Release();
+  } else if (!o.restore.empty()) {
+    const auto store = Open(o.file, Purpose::Serve);
+    return store != nullptr && hqosd::RestoreRecords(*store, o.restore) ? 0 : 1;
+  } else if (o.check) {
+    const auto store = Open(o.file, Purpose::Check);
+    return store != nullptr && hqosd::CheckStore(*store) ? 0 : 1;
+  } else {
+    return std::nullopt;
+  }
+  if (!why.empty()) Log(Level::Error, "%s", why.c_str());
+  return why.empty() ? 0 : 1;
+}
+
+// Null with a log line when the kernel cannot be talked to.
+std::unique_ptr<Enforcer> NewEnforcer(Enforcer::Rates rates) try {
+  return std::make_unique<Enforcer>(std::move(rates));
+} catch (const hqosd::kernel::NetlinkError& error) {
+  Log(Level::Error, "cannot enforce: %s", error.what());
+  return nullptr;
 }
 
 }  // namespace
@@ -140,33 +216,14 @@ int main(int argc, char** argv) {
   const bool isOwn = o.node == 0 || o.node == HQOS_util_GetLipBySlotId(DEV_GetSelfSlot());
   const uint32_t endpoint = isOwn ? HQOS_SERVICE_NODE : o.node;
   if (o.file.empty()) o.file = DefaultStore(isOwn ? 0 : o.node);
-  if (o.dump) {
-    const std::string why = hqosd::DumpStore(o.file, o.form);
-    if (!why.empty()) {
-      Log(Level::Error, "cannot read the store %s: %s", o.file.c_str(), why.c_str());
-    }
-    return why.empty() ? 0 : 1;
-  }
-  if (!o.backup.empty()) {
-    const std::string why = hqosd::BackUpStore(o.file, o.backup);
-    if (!why.empty()) {
-      Log(Level::Error, "cannot copy the store %s: %s", o.file.c_str(), why.c_str());
-    }
-    return why.empty() ? 0 : 1;
-  }
-  if (!o.restore.empty()) {
-    const auto store = Open(o.file, Purpose::Serve);
-    return store != nullptr && hqosd::RestoreRecords(*store, o.restore) ? 0 : 1;
-  }
-  if (o.check) {
-    const auto store = Open(o.file, Purpose::Check);
-    return store != nullptr && hqosd::CheckStore(*store) ? 0 : 1;
-  }
+  if (const auto status = RunOnce(o)) return *status;
   hqosd::Model model;
   if (!o.counters.empty()) {
     model.counters = hqosd::FileCounters(o.counters);
-    model.counters->Refresh();  // logs now what is wrong with it
+    model.counters->Refresh(model);  // logs now what is wrong with it
   }
+  std::unique_ptr<Enforcer> enforcer;
+  if (o.enforce && (enforcer = NewEnforcer(std::move(o.linkRates))) == nullptr) return 1;
   hqosd::Transactor transactor(std::move(model));
   if (!o.ephemeral) {
     auto store = Open(o.file, Purpose::Serve);
@@ -176,6 +233,7 @@ int main(int argc, char** argv) {
     }
     if (store == nullptr || !transactor.AttachStore(std::move(store))) return 1;
   }
+  if (enforcer != nullptr) transactor.AttachKernel(*enforcer);
   return Serve(endpoint, transactor,
                o.open ? hqosd::Access::Open() : hqosd::Access(hqosd::ConfiguringGroup()));
 }

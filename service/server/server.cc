@@ -48,6 +48,12 @@ Server::Server(int listener, Transactor& transactor, Access access)
   interrupt_ = NewEvent(SIGINT, EV_SIGNAL | EV_PERSIST, stop, this);
   deadline_ = NewEvent(
       -1, 0, [](evutil_socket_t, short, void*) {}, this);  // ends a turn
+  if (transactor_.KernelFd() >= 0) {
+    const auto look = [](evutil_socket_t, short, void* self) {
+      static_cast<Server*>(self)->transactor_.LookAround();
+    };
+    kernel_ = NewEvent(transactor_.KernelFd(), EV_READ | EV_PERSIST, look, this);
+  }
   alive_ = NewEvent(
       -1, EV_PERSIST, [](evutil_socket_t, short, void*) { ReportAlive(); }, this);
 }
@@ -66,6 +72,7 @@ bool Server::Run() {
   }
   const auto interval = ReportInterval();
   if (interval && (alive_ == nullptr || event_add(alive_.get(), &*interval) != 0)) return false;
+  if (kernel_ != nullptr && event_add(kernel_.get(), nullptr) != 0) return false;
   ReportReady();
   while (!stop_) {
     WatchDeadline();
@@ -78,11 +85,13 @@ bool Server::Run() {
   return true;
 }
 
-// Reverts a transaction that was not confirmed in time; before that, wakes the loop then.
+// Does what is due: reverts a transaction that was not confirmed, looks at the kernel. Before that,
+// wakes the loop then.
 void Server::WatchDeadline() {
   transactor_.RevertIfDue();
+  if (transactor_.IsLookDue()) transactor_.LookAround();
   constexpr timeval kPause{1, 0};
-  if (!transactor_.Deadline()) {
+  if (!transactor_.Deadline() && !transactor_.WaitsForKernel()) {
     event_del(deadline_.get());
   } else if (event_pending(deadline_.get(), EV_TIMEOUT, nullptr) == 0) {
     event_add(deadline_.get(), &kPause);

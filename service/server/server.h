@@ -56,7 +56,7 @@ class Server {
   int listener_;
   Transactor& transactor_;
   Access access_;
-  EventPtr accept_, acceptAgain_, terminate_, interrupt_, deadline_, alive_;
+  EventPtr accept_, acceptAgain_, terminate_, interrupt_, deadline_, alive_, kernel_;
   std::unordered_map<int, Client> clients_;
   std::vector<Exchange> exchanges_;                 // carried out, not answered yet
   std::unordered_map<uint64_t, Exchange> waiting_;  // for a late reply, by its ticket

@@ -33,10 +33,7 @@ std::optional<uint64_t> Transactor::Deadline() const {
 void Transactor::Flush() {
   if (needsReload_) failure_ = Reload();
   if (failure_.empty() && store_ != nullptr) failure_ = Save();
-  if (store_ == nullptr && model_.IsDirty()) {
-    ++history_.revision;
-    model_.ClearDirty();
-  }
+  if (store_ == nullptr) KeepUnstored();
   if (!failure_.empty()) Refuse(HQOSD_NOT_STORED, "the store fails: {}", failure_);
 }
 

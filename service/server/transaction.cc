@@ -4,6 +4,7 @@
 #include <ctime>
 #include <new>
 
+#include "service/kernel/enforcer.h"
 #include "service/model/log.h"
 #include "service/server/transactor.h"
 
@@ -73,7 +74,7 @@ std::optional<Bytes> Transactor::Step(const Slice& slice) {
   Refusal refusal{0, ""};
   try {
     const bool isRun = t->reader.Step(slice, t->file) && t->run.Step(slice);
-    if (!isRun || (refusals.empty() && !t->IsCheck() && !Install(*t, slice))) {
+    if (!isRun || (refusals.empty() && !Complete(*t, slice))) {
       underway_ = std::move(t);
       return std::nullopt;
     }
@@ -85,6 +86,7 @@ std::optional<Bytes> Transactor::Step(const Slice& slice) {
     refusal = {HQOSD_NO_MEMORY, "nothing is changed, the service is short of memory"};
   }
   if (refusal.code != 0 && store_ != nullptr) store_->Abandon();
+  if (refusal.code != 0 && t->kernel != Transaction::Kernel::Before) enforcer_->Restore(model_);
   if (t->reverts) LogRevert(*t->reverts, refusal);
 
   Bytes reply = StateReply(refusal.code, refusal.text, history_.revision);

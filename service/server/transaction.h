@@ -31,6 +31,8 @@ struct Transaction {
   std::optional<uint64_t> reverts;  // to this revision, because it was not confirmed
 
   TransactionRun run;
+  // What the kernel has: as before, the new state, or none of both until it is restored.
+  enum class Kernel { Before, Built, Unknown } kernel = Kernel::Before;
   Differences rows;
   std::optional<KeptExport> kept;  // of the state before
   std::optional<History> history;  // with it

@@ -3,6 +3,7 @@
 #include <new>
 #include <utility>
 
+#include "service/kernel/enforcer.h"
 #include "service/model/log.h"
 #include "service/server/transaction.h"
 #include "service/store/load.h"
@@ -52,6 +53,7 @@ std::string Transactor::Reload() try {
   model_ = std::move(fresh);
   history_.Load(records);
   needsReload_ = false;
+  if (enforcer_ != nullptr) enforcer_->Restore(model_);
   return "";
 } catch (const std::bad_alloc&) {
   return "out of memory";
@@ -73,6 +75,7 @@ Response Transactor::Respond(const Bytes& request) try {
   if (!why.empty()) {
     return RefuseRequest(request, {HQOSD_NOT_STORED, fmt::format(kNotStored, why)});
   }
+  if (enforcer_ != nullptr && IsCommand(request)) return RespondEnforced(request);
   return hqosd::Respond(model_, request.data(), request.size());
 } catch (const Refusal& refusal) {
   return RefuseRequest(request, refusal);
@@ -96,13 +99,15 @@ std::string Transactor::WriteSome(const std::vector<Change>& changes, const Slic
 }
 
 std::string Transactor::Save() try {
+  const bool isRevision = model_.IsConfigurationDirty();
   std::vector<Change> changes = TakeChanges(model_);
   if (changes.empty()) return "";
   changes.insert(changes.begin(), repairs_.begin(), repairs_.end());
-  ++history_.revision;
+  if (isRevision) ++history_.revision;
   for (Change& row : history_.Rows(false)) changes.push_back(std::move(row));
   std::string why = Write(changes);
   if (why.empty()) repairs_.clear();
+  if (why.empty() && enforcer_ != nullptr) enforcer_->Finish();
   return why;
 } catch (const std::bad_alloc&) {
   return "out of memory";
@@ -113,11 +118,15 @@ void Transactor::Commit(std::vector<Exchange>& exchanges) {
   for (const Exchange& one : exchanges) tally_.Answered(one.request, one.response.reply);
 }
 
+// What Save does without a store.
+void Transactor::KeepUnstored() {
+  if (model_.IsConfigurationDirty()) ++history_.revision;
+  model_.ClearDirty();
+  if (enforcer_ != nullptr) enforcer_->Finish();
+}
+
 void Transactor::Settle(std::vector<Exchange>& exchanges) {
-  if (store_ == nullptr) {
-    if (model_.IsDirty()) ++history_.revision;
-    return model_.ClearDirty();
-  }
+  if (store_ == nullptr) return KeepUnstored();
   const std::string why = failure_.empty() ? Save() : std::exchange(failure_, "");
   if (why.empty()) return;
   Log(Level::Error, "cannot write to the store: %s", why.c_str());

@@ -11,6 +11,13 @@
 
 namespace hqosd {
 
+namespace kernel {
+class Enforcer;
+}
+
+// The applications of `to` that `from` has too go on with their classes in the kernel.
+void KeepClasses(const Model& from, Model& to);
+
 // A request of a client of the server, with its response.
 struct Exchange {
   Bytes request;
@@ -36,6 +43,16 @@ class Transactor {
   // Reads the store, logs what is repaired, and keeps the model there from now on; false when that
   // cannot be.
   bool AttachStore(std::unique_ptr<Store> store);
+
+  // Has the kernel enforce the model from now on, and count; the enforcer stays the caller's.
+  void AttachKernel(kernel::Enforcer& enforcer);
+
+  // Looks at what others have changed in the kernel, when the descriptor can be read (-1: never) or
+  // when it is due.
+  int KernelFd() const;
+  bool WaitsForKernel() const;  // it will be due some time
+  bool IsLookDue() const;
+  void LookAround();
 
   // Carries a request out.
   Response Respond(const Bytes& request);
@@ -65,8 +82,11 @@ class Transactor {
   void RevertIfDue();
 
  private:
+  Response RespondEnforced(const Bytes& request);
+  void SaveClasses();
   std::string Reload();
   std::string Save();
+  void KeepUnstored();
   std::string Write(const std::vector<Change>& changes);
   void Settle(std::vector<Exchange>& exchanges);
   void Flush();
@@ -75,6 +95,8 @@ class Transactor {
   void MakeWay();
   Bytes Begin(std::unique_ptr<Transaction> transaction, uint64_t& ticket);
   std::optional<Bytes> Step(const Slice& slice);
+  bool Complete(Transaction& t, const Slice& slice);
+  void Enforce(Transaction& t);
   bool Install(Transaction& t, const Slice& slice);
   bool Keep(Transaction& t, const Slice& slice);
   std::string WriteSome(const std::vector<Change>& changes, const Slice& slice, size_t& done);
@@ -86,6 +108,7 @@ class Transactor {
   History history_;
   Tally tally_;
   std::string failure_;                    // of the store in the middle of a turn: for Commit
+  kernel::Enforcer* enforcer_ = nullptr;   // null: nothing is enforced
   std::unique_ptr<Store> store_;           // null: nothing is stored
   std::vector<Change> repairs_;            // of the store, not written yet
   bool needsCheckpoint_ = false;           // of the store

@@ -19,6 +19,7 @@ const Differences::Part Differences::kParts[] = {&Differences::RemovedObjects<&M
                                                  &Differences::ChangedNestings<&Model::sps>,
                                                  &Differences::ChangedNestings<&Model::fgs>,
                                                  &Differences::Applications,
+                                                 &Differences::Classes,
                                                  &Differences::Runs};
 
 bool Differences::Step(const Slice& slice) {
@@ -97,6 +98,25 @@ bool Differences::Applications(const Slice&) {
   for (const auto& [key, application] : to_.applications) compare(key);
   for (const auto& [key, application] : from_.applications) {
     if (!to_.applications.contains(key)) compare(key);
+  }
+  return true;
+}
+
+bool Differences::Classes(const Slice&) {
+  const auto compare = [this](const ApplyKey& key, const Application& application) {
+    for (const auto& [path, one] : application.classes) {
+      Change change = ClassChange(to_, key, path);
+      const bool isSame = ClassChange(from_, key, path).value == change.value;
+      if (!isSame) changes_.push_back(std::move(change));
+    }
+  };
+  for (const auto& [key, application] : std::as_const(to_).applications) compare(key, application);
+  for (const auto& [key, application] : from_.applications) {
+    const auto now = to_.applications.find(key);
+    for (const auto& [path, one] : application.classes) {
+      if (now != to_.applications.end() && now->second.classes.contains(path)) continue;
+      changes_.push_back(ClassChange(to_, key, path));
+    }
   }
   return true;
 }

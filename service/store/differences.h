@@ -31,6 +31,7 @@ class Differences {
   template <auto table, class Use>
   bool WalkNestings(const Model& model, const Slice& slice, const Use& use);
   bool Applications(const Slice& slice);
+  bool Classes(const Slice& slice);
   bool Runs(const Slice& slice);
 
   void Remove(std::string key) { changes_.push_back({std::move(key), std::nullopt, {}}); }

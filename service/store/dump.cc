@@ -191,6 +191,15 @@ bool PendingToJson(const Bytes& value, Json& record) {
   return true;
 }
 
+bool ClassToJson(const Bytes& value, Json& record) {
+  StoredClass one{};
+  if (!Decode(kStoredClass, value.data(), value.size(), one)) return false;
+  record = {{"path", one.path},           {"minor", one.minor},
+            {"ownLeaf", one.ownLeaf},     {"basePackets", one.basePackets},
+            {"baseBytes", one.baseBytes}, {"baseDrops", one.baseDrops}};
+  return true;
+}
+
 constexpr struct {
   const char* prefix;
   const char* suffix;
@@ -210,6 +219,7 @@ constexpr struct {
                  {kKeyFGNest, "", SonToJson},
                  {kKeyIfCfg, "", ApplyToJson},
                  {kKeyApply, "", ApplyToJson},
+                 {kKeyClass, "", ClassToJson},
                  {kKeyIfRun, "-SP", SPToJson},
                  {kKeyIfRun, "", LayersToJson}};
 

@@ -52,6 +52,7 @@ class Loader {
     ForEach(kKeyFC, [&](auto&, auto& name) { return CheckFC(name); });
     ForEach(kKeyIfCfg, [&](auto& r, auto&) { return LoadApplication(r); });
     ForEach(kKeyApply, [&](auto& r, auto&) { return LoadApplication(r); });
+    LoadClasses();
     Compare();
     return std::move(repairs_);
   }
@@ -183,6 +184,23 @@ class Loader {
     return Try([&] { Enter(model_, *sp, key, isInterface ? info.obj.value : 0); });
   }
 
+  // Those of applications that exist; others follow from nothing.
+  void LoadClasses() {
+    for (auto& [key, application] : model_.applications) {
+      if (key.type != HQOS_APPOBJ_IFINDEX) continue;
+      ForEach(ClassKeyPrefix(key), [&, &key = key, &classes = application.classes](auto& r, auto&) {
+        StoredClass stored{};
+        if (!Decode(kStoredClass, r.value.data(), r.value.size(), stored)) return kDoesNotDecode;
+        SonPath path;
+        std::copy(std::begin(stored.path), std::end(stored.path), path.begin());
+        classes[path] = {stored.minor, stored.ownLeaf, stored.basePackets, stored.baseBytes,
+                         stored.baseDrops};
+        model_.dirtyClasses.emplace(key, path);
+        return "";
+      });
+    }
+  }
+
   // Compares the records with those that the model would produce, and repairs differences. This
   // also catches records that were only partly decoded, and run-time state of another
   // configuration.
@@ -197,7 +215,8 @@ class Loader {
       const bool wanted = row != rows.end();
       if (wanted && record.isSound && row->second == record.value) {
         rows.erase(row);
-      } else if (!wanted && record.key.starts_with(kKeyIfRun)) {
+      } else if (!wanted &&
+                 (record.key.starts_with(kKeyIfRun) || record.key.starts_with(kKeyClass))) {
         repairs_.push_back({record.key, {}, {}});  // it follows from other records
       } else if (!bad_.contains(record.key)) {
         const auto reduced = reduced_.find(record.key);

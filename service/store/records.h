@@ -23,6 +23,7 @@ constexpr char kKeyFGNest[] = "FG-nest-";
 constexpr char kKeyIfCfg[] = "IFCFG-";
 constexpr char kKeyIfRun[] = "IFRUN-";
 constexpr char kKeyApply[] = "APPLY-";
+constexpr char kKeyClass[] = "IFCLASS-";
 // Of the state as a whole, not of the model: see server/history.h.
 constexpr char kKeyRevision[] = "REVISION";
 constexpr char kKeyPending[] = "PENDING";
@@ -38,6 +39,20 @@ struct PendingState {
 constexpr auto kPendingState =
     hqos::Table<16>(hqos::Field{0, 8, hqos::kBigEndian, &PendingState::time},
                     hqos::Field{8, 8, hqos::kBigEndian, &PendingState::revision});
+
+// The class in the kernel of a child whose SP is applied to an interface, as KernelClass.
+struct StoredClass {
+  uint16_t path[5];
+  uint16_t minor, ownLeaf;
+  uint64_t basePackets, baseBytes, baseDrops;
+};
+constexpr auto kStoredClass =
+    hqos::Table<40>(hqos::Field{0, 10, hqos::kBigEndian, &StoredClass::path},
+                    hqos::Field{10, 2, hqos::kBigEndian, &StoredClass::minor},
+                    hqos::Field{12, 2, hqos::kBigEndian, &StoredClass::ownLeaf},
+                    hqos::Field{16, 8, hqos::kBigEndian, &StoredClass::basePackets},
+                    hqos::Field{24, 8, hqos::kBigEndian, &StoredClass::baseBytes},
+                    hqos::Field{32, 8, hqos::kBigEndian, &StoredClass::baseDrops});
 
 // The file of the default store: hqosd.db in $HQOS_STATE_DIR if set, else for root in
 // /var/lib/hqos, for others in $XDG_STATE_HOME/hqos or $HOME/.local/state/hqos. "" when there is no

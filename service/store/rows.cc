@@ -142,6 +142,21 @@ Change ApplicationChange(const Model& model, const ApplyKey& key) {
   return change;
 }
 
+Change ClassChange(const Model& model, const ApplyKey& key, const SonPath& path) {
+  const auto end = std::find(path.begin(), path.end(), uint16_t{HQOS_PATH_UNSET});
+  Change change{
+      fmt::format("{}{}", ClassKeyPrefix(key), fmt::join(path.begin(), end, "-")), {}, {}};
+  const auto application = model.applications.find(key);
+  if (application == model.applications.end()) return change;
+  const auto found = application->second.classes.find(path);
+  if (found == application->second.classes.end()) return change;
+  const KernelClass& one = found->second;
+  StoredClass stored{{}, one.minor, one.ownLeaf, one.basePackets, one.baseBytes, one.baseDrops};
+  std::copy(path.begin(), path.end(), stored.path);
+  change.value = Encoded(kStoredClass, stored);
+  return change;
+}
+
 // One record for each child: the parent's key, and on a second line the child.
 std::string NestingRowKey(const NestingKey& key) {
   return fmt::format("{}-nest-{}\n{} {}", Name(key.parentKind), key.parent, Name(key.childKind),
@@ -153,6 +168,10 @@ std::string ApplicationKey(const ApplyKey& key) {
     return fmt::format("{}{}-{}", kKeyIfCfg, key.param, key.name);
   }
   return fmt::format("{}{}-{}-{}", kKeyApply, key.type, key.value, key.param);
+}
+
+std::string ClassKeyPrefix(const ApplyKey& key) {
+  return fmt::format("{}{}-{}\n", kKeyClass, key.param, key.name);
 }
 
 Bytes VersionValue() { return {std::begin(kStoreVersion), std::end(kStoreVersion) - 1}; }
@@ -167,6 +186,9 @@ std::vector<Change> TakeChanges(Model& model) {
   for (const NestingKey& key : model.dirtyNestings) changes.push_back(NestingChange(model, key));
   for (const ApplyKey& key : model.dirtyApplications) {
     changes.push_back(ApplicationChange(model, key));
+  }
+  for (const auto& [key, path] : model.dirtyClasses) {
+    changes.push_back(ClassChange(model, key, path));
   }
   RunRows(model).Step(Slice(), changes);
   model.ClearDirty();

@@ -23,9 +23,12 @@ Bytes ValueOf(const Model& model, const ObjectTable<DP>::Object& dp, const char*
 // The record of a nesting or an application; without a value when the model has none.
 Change NestingChange(const Model& model, const NestingKey& key);
 Change ApplicationChange(const Model& model, const ApplyKey& key);
+Change ClassChange(const Model& model, const ApplyKey& key, const SonPath& path);
 
 std::string NestingRowKey(const NestingKey& key);
 std::string ApplicationKey(const ApplyKey& key);
+// Keys of the classes of an application to an interface begin so; the path follows.
+std::string ClassKeyPrefix(const ApplyKey& key);
 Bytes VersionValue();
 
 }  // namespace hqosd
