@@ -46,10 +46,10 @@ struct RemoveFilter {  // all at that place, whoever made them
   uint16_t order;
 };
 
-struct AddHooks {};  // where frames come in; there may be others' filters
-struct RemoveHooks {};
-struct SetRedirect {  // of what comes in
-  int device;         // index of the ifb
+struct AddHooks {};     // where frames come in; there may be others' filters
+struct RemoveHooks {};  // with all filters
+struct SetRedirect {    // of what comes in
+  int device;           // index of the ifb
 };
 struct RemoveRedirect {};
 

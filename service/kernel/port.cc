@@ -2,6 +2,8 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+
 #include "hqosd.h"
 
 namespace hqosd::kernel {
@@ -60,6 +62,13 @@ int FindIfb(Netlink& netlink, int device) {
   return 0;
 }
 
+// One that is down drops what comes in.
+bool IsUp(Netlink& netlink, int device) {
+  const std::vector<LinkState> links = ReadLinks(netlink);
+  return std::any_of(links.begin(), links.end(),
+                     [&](const LinkState& link) { return link.index == device && link.isUp; });
+}
+
 // That device, up.
 int OpenIfb(Netlink& netlink, int device) {
   int ifb = FindIfb(netlink, device);
@@ -71,6 +80,19 @@ int OpenIfb(Netlink& netlink, int device) {
   return ifb;
 }
 
+// Sends what comes in to the ifb. A failure leaves no hooks, which nobody else would remove.
+void Redirect(Netlink& netlink, const Port& port) {
+  const DeviceState now = ReadState(netlink, port.device);
+  if (!now.hasHooks) Do(netlink, port.device, {AddHooks{}});
+  if (now.redirect == port.ifb) return;
+  try {
+    Do(netlink, port.device, {SetRedirect{port.ifb}});
+  } catch (const std::runtime_error&) {
+    if (!now.hasHooks) Do(netlink, port.device, {RemoveHooks{}});
+    throw;
+  }
+}
+
 // The ifb gets its tree before any frame comes there.
 void BuildIn(Netlink& netlink, const Port* before, Port& port, std::vector<Leftover>& leftovers) {
   if (before != nullptr && before->in == port.in) return;
@@ -80,10 +102,7 @@ void BuildIn(Netlink& netlink, const Port* before, Port& port, std::vector<Lefto
     BuildTree(netlink, port.ifb, StateNow(netlink, port.ifb, isBuilt ? &before->in : nullptr),
               port.in, leftovers);
     if (isBuilt) return;
-    const DeviceState now = ReadState(netlink, port.device);
-    if (!now.hasHooks) Do(netlink, port.device, {AddHooks{}});
-    if (now.redirect != port.ifb) Do(netlink, port.device, {SetRedirect{port.ifb}});
-    return;
+    return Redirect(netlink, port);
   }
   DeviceState now = ReadState(netlink, port.device);
   now.rootHandle = 0;  // what goes out is built for itself
@@ -116,7 +135,8 @@ bool IsAsBuilt(Netlink& netlink, const Port& port) {
   };
   if (port.device == 0) return true;
   if (!isThere(port.device, port.out) || !isThere(port.ifb, port.in)) return false;
-  return port.in == nullptr || ReadState(netlink, port.device).redirect == port.ifb;
+  if (port.in == nullptr) return true;
+  return IsUp(netlink, port.ifb) && ReadState(netlink, port.device).redirect == port.ifb;
 }
 
 void Release(Netlink& netlink, const std::set<int>& except) {

@@ -177,10 +177,9 @@ std::set<int> DevicesWithTree(Netlink& netlink) {
 
 std::vector<Operation> RemovalOf(const DeviceState& state) {
   std::vector<Operation> operations;
-  if (state.redirect != 0) {
-    operations.emplace_back(RemoveRedirect{});
-    if (!state.hasOthersFilters) operations.emplace_back(RemoveHooks{});
-  }
+  if (state.redirect != 0 && state.hasOthersFilters) operations.emplace_back(RemoveRedirect{});
+  // At once, so that no failure in between leaves hooks that nobody would remove.
+  if (state.redirect != 0 && !state.hasOthersFilters) operations.emplace_back(RemoveHooks{});
   if (state.isOwn()) operations.emplace_back(RemoveTree{});
   return operations;
 }
