@@ -8,6 +8,7 @@
 #include <optional>
 #include <vector>
 
+#include "service/kernel/links.h"
 #include "service/kernel/traffic_control.h"
 #include "tests/namespace.h"
 
@@ -28,6 +29,13 @@ inline Class Leaf(uint16_t minor, uint16_t parent, uint64_t rate, uint64_t ceil,
 
 // Every frame to that class.
 inline Program AllTo(uint16_t minor) { return {{BPF_RET | BPF_K, 0, 0, ClassId(minor)}}; }
+
+// What the kernel has on an interface and on its ifb.
+struct Trees {
+  DeviceState out, in;
+  bool isRedirected;
+  bool operator==(const Trees&) const = default;
+};
 
 // A namespace with two connected interfaces; what is tested leaves by the first.
 class Kernel : public testing::Test {
@@ -55,6 +63,12 @@ class Kernel : public testing::Test {
     }
     Do(operations);
   }
+  Trees ReadTrees() {
+    const int device = net::IndexOf("near"), ifb = net::IndexOf(IfbName(device));
+    Trees trees{ReadState(*netlink_, device), ReadState(*netlink_, ifb), false};
+    trees.isRedirected = ifb != 0 && std::exchange(trees.out.redirect, 0) == ifb;
+    return trees;
+  }
   ClassCounters CountersOf(uint16_t minor) {
     for (const ClassCounters& one : ReadCounters(*netlink_, device_)) {
       if (one.minor == minor) return one;
@@ -66,13 +80,18 @@ class Kernel : public testing::Test {
   int device_ = 0;
 };
 
-// Passes everything on, but refuses one message and disturbs the first dump.
+// Passes everything on, but refuses one message, or fails there, and disturbs the first dump.
 class Disturber : public Transport {
  public:
-  explicit Disturber(int refused) : left_(refused) {}
+  explicit Disturber(int refused = 0) : left_(refused) {}
+  void Refuse(int refused, bool fails) {
+    left_ = refused;
+    fails_ = fails;
+  }
 
   void Send(const nlmsghdr& message) override {
     if ((message.nlmsg_flags & NLM_F_ACK) != 0 && --left_ == 0) {
+      if (fails_) throw NetlinkError(ENOBUFS, "no room");
       Message answer(NLMSG_ERROR, 0);
       answer.header()->nlmsg_seq = message.nlmsg_seq;
       answer.Fixed<nlmsgerr>().error = -EDQUOT;
@@ -91,12 +110,13 @@ class Disturber : public Transport {
     }
     const size_t length = kernel_->Receive(room);
     const auto messages = MessagesIn({room.data(), length});
-    if ((messages.front()->nlmsg_flags & NLM_F_MULTI) == 0) return length;
+    const nlmsghdr& last = *messages.back();
+    if ((last.nlmsg_flags & NLM_F_MULTI) == 0 || last.nlmsg_type == NLMSG_DONE) return length;
     switch (++dumps_) {
       case 1:
         const_cast<nlmsghdr*>(messages.front())->nlmsg_flags |= NLM_F_DUMP_INTR;
         return length;
-      case 3:
+      case 2:
         return 0;  // lost
       default:
         return length;
@@ -108,6 +128,7 @@ class Disturber : public Transport {
   std::unique_ptr<Transport> kernel_ = OpenSocket();
   std::vector<char> answer_;
   int left_, dumps_ = 0;
+  bool fails_ = false;
 };
 
 }  // namespace net

@@ -65,6 +65,14 @@ std::string WhyNotEntered() {
 
 int IndexOf(const std::string& name) { return static_cast<int>(if_nametoindex(name.c_str())); }
 
+void TakeDown(Netlink& netlink, int device) {
+  Message message(RTM_NEWLINK, 0);
+  auto& fixed = message.Fixed<ifinfomsg>();
+  fixed.ifi_index = device;
+  fixed.ifi_change = IFF_UP;
+  if (netlink.Do(message)) std::abort();
+}
+
 Peer::Peer() {
   std::thread([this] {
     if (unshare(CLONE_NEWNET) != 0) std::abort();
@@ -117,10 +125,11 @@ void AddAddress(Netlink& netlink, const std::string& name, const char* address) 
   if (netlink.Do(message)) std::abort();
 }
 
-Port::Port(const std::string& name) : fd_(socket(AF_PACKET, SOCK_RAW, htons(ETH_P_ALL))) {
+Port::Port(const std::string& name, uint16_t protocol)
+    : fd_(socket(AF_PACKET, SOCK_RAW, htons(protocol))) {
   sockaddr_ll address{};
   address.sll_family = AF_PACKET;
-  address.sll_protocol = htons(ETH_P_ALL);
+  address.sll_protocol = htons(protocol);
   address.sll_ifindex = IndexOf(name);
   const int room = 64 << 20;
   setsockopt(fd_, SOL_SOCKET, SO_RCVBUFFORCE, &room, sizeof room);

@@ -1,9 +1,12 @@
 // A network namespace of its own for a test or a benchmark, with devices and frames in it.
 #pragma once
 
+#include <linux/if_ether.h>
+#include <linux/rtnetlink.h>
 #include <netinet/in.h>
 
 #include <cstdint>
+#include <cstdlib>
 #include <string>
 #include <vector>
 
@@ -39,6 +42,16 @@ void AddPair(hqosd::kernel::Netlink& netlink, const std::string& a, const std::s
 
 int IndexOf(const std::string& name);
 
+// Changes something about an interface: an attribute, or whether it is up.
+template <class Value>
+void SetLink(hqosd::kernel::Netlink& netlink, int device, uint16_t attribute, const Value& value) {
+  hqosd::kernel::Message message(RTM_NEWLINK, 0);
+  message.Fixed<ifinfomsg>().ifi_index = device;
+  message.Put(attribute, value);
+  if (netlink.Do(message)) std::abort();
+}
+void TakeDown(hqosd::kernel::Netlink& netlink, int device);
+
 // Of a network of 24 bits.
 void AddAddress(hqosd::kernel::Netlink& netlink, const std::string& name, const char* address);
 sockaddr_in AddressOf(const char* address, uint16_t port);
@@ -46,7 +59,8 @@ sockaddr_in AddressOf(const char* address, uint16_t port);
 // Sends and receives whole frames by an interface, in a way of its own: without IP.
 class Port {
  public:
-  explicit Port(const std::string& name);
+  // Receives frames of all protocols where they come in; those of one after the hooks for filters.
+  explicit Port(const std::string& name, uint16_t protocol = ETH_P_ALL);
   ~Port();
   Port(const Port&) = delete;
   Port& operator=(const Port&) = delete;

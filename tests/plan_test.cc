@@ -10,44 +10,22 @@
 #include <set>
 #include <sstream>
 
-#include "client/commands.h"
-#include "client/read_model.h"
-#include "service/requests/state.h"
+#include "tests/built_model.h"
 #include "tests/classify.h"
 #include "tests/random_model.h"
 
 namespace {
 
 using namespace hqosd::kernel;
+using built::Build;
 using hqosd::KernelClasses;
 using hqosd::Model;
 
 constexpr uint32_t kMtu = 1500;
 constexpr Link kPort{10'000'000, kMtu};
 
-// The model of a service that has carried the commands out.
-Model Build(const client::Model& wanted, const Model& old = {}) {
-  const client::Commands commands = Encode(wanted, {});
-  hqos::StateHead head{};
-  head.format = hqos::kStateFormat;
-  head.length = hqos::kStateHead.size + commands.bytes.size();
-  head.commands = commands.count;
-  std::vector<uint8_t> file(hqos::kStateHead.size);
-  head.mode = HQOSD_MODE_REPLACE;
-  hqos::Encode(hqos::kStateHead, head, file.data());
-  file.insert(file.end(), commands.bytes.begin(), commands.bytes.end());
-  hqosd::StateFile parsed;
-  hqosd::StateReader(file).Step(hqosd::Slice(), parsed);
-  hqosd::TransactionRun run(old, parsed);
-  run.Step(hqosd::Slice());
-  for (const auto& refused : run.Refusals()) ADD_FAILURE() << refused.refusal.text;
-  return std::move(run.Result());
-}
-
 Model Read(const std::string& toml) {
-  client::Faults faults;
-  client::Model model = ReadModel(client::Document::Read("format = 1\n" + toml, faults), faults);
-  for (const auto& fault : faults) ADD_FAILURE() << fault.text << "\n" << toml;
+  client::Model model = built::Parse(toml);
   model.apply.clear();
   return Build(model);
 }
