@@ -7,8 +7,7 @@
 #include <cstring>
 #include <random>
 
-#include "tests/bytes.h"
-#include "tests/classify.h"
+#include "tests/classified_frames.h"
 
 namespace {
 
@@ -50,44 +49,13 @@ TEST(Classifier, DecidesAsTheRulesSay) {
   EXPECT_GT(several, 10u);
 }
 
-// Frames of every kind, against classes written down by hand.
 TEST(Classifier, ReadsTheOuterTagOrThePriorityOfTheIP) {
-  constexpr HQOS_ValueRange kEnd{HQOS_RANGE_UNUSED, HQOS_RANGE_UNUSED};
-  const auto vlan = [&](uint16_t id, uint32_t leaf) {
-    return Branch{
-        Branch::Takes::Values, {HQOS_MATCH_SERVICE_VLAN_ID, {{id, id}, kEnd}}, 0, leaf, {}};
-  };
-  Branch tree{Branch::Takes::Rest, {}, 0, 9, {vlan(5, 1), vlan(6, 2)}};
-  for (const uint8_t priority : std::initializer_list<uint8_t>{7, 5}) {
-    tree.children.push_back({Branch::Takes::Priority, {}, priority, 10u + priority, {}});
-  }
+  const Branch tree = ClassifyingTree(0);
   const auto programs = MakePrograms(tree);
   ASSERT_EQ(programs.size(), 1u);
-  const Bytes macs(12);
-  const struct {
-    const char* what;
-    Frame frame;
-    uint32_t leaf;
-  } cases[] = {
-      {"802.1Q", {macs + Hex("8100 0005 0800")}, 1},
-      {"802.1ad", {macs + Hex("88a8 e006 8100 0005")}, 2},
-      {"QinQ, other way round", {macs + Hex("8100 0005 88a8 0006")}, 1},
-      {"0x9100", {macs + Hex("9100 0006 8100 0005")}, 2},
-      {"tag beside the frame, another inside", {macs + Hex("8100 0005 0800"), true, 6}, 2},
-      {"another VLAN by its priority", {macs + Hex("8100 e007 0800")}, 17},
-      {"priority-tagged", {macs + Hex("8100 a000 0800")}, 15},
-      {"tagged, priority 0, whatever the IP says", {macs + Hex("8100 0007 0800 45e0")}, 9},
-      {"IPv4", {macs + Hex("0800 45b8 0000")}, 15},
-      {"IPv6", {macs + Hex("86dd 6e00 0000")}, 17},
-      {"IPv4 of no priority", {macs + Hex("0800 4500 0000")}, 9},
-      {"ARP", {macs + Hex("0806 ffff")}, 9},
-      {"runt", {Bytes(13)}, 0},
-      {"runt inside the tag", {macs + Hex("8100 00")}, 0},
-      {"runt inside the IP", {macs + Hex("0800 45")}, 0},
-  };
-  for (const auto& c : cases) {
-    EXPECT_EQ(ResultOf(programs, c.frame), c.leaf) << c.what;
-    EXPECT_EQ(Classify(tree, c.frame), c.leaf) << c.what;
+  for (const auto& [what, frame, leaf] : ClassifiedFrames()) {
+    EXPECT_EQ(ResultOf(programs, frame), leaf) << what;
+    EXPECT_EQ(Classify(tree, frame), leaf) << what;
   }
 }
 
