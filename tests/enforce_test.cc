@@ -45,10 +45,11 @@ class Enforced : public net::Kernel {
     for (std::string word; words >> word;) arguments.push_back(word);
     return process::Run(arguments);
   }
-  Outcome Config(const std::string& toml, const std::string& options = "") const {
+  Outcome Config(const std::string& toml, const std::string& options = "",
+                 const std::string& ofAll = "") const {
     const std::string file = service_->dir() + "/toml";
     std::ofstream(file) << "format = 1\n" << toml;
-    return Ctl("config apply " + options + " " + file);
+    return Ctl(ofAll + " config apply " + options + " " + file);
   }
   void Restart(int signal = SIGTERM) {
     service_->Signal(signal);
@@ -354,6 +355,25 @@ TEST_F(Enforced, LeavesWhatOthersHaveConfigured) {
   EXPECT_EQ(ReadTrees(), (Trees{{"noqueue", 0, 0, {}, {}, true, true}, {}, false}));
   service_->Start();
   EXPECT_TRUE(ReadTrees().isRedirected);
+}
+
+// Others change something while a long transaction is under way.
+TEST_F(Enforced, GoesOnWithALongTransaction) {
+  std::string fgs, children;
+  for (int i = 1; i < 3000; ++i) {
+    fgs += fmt::format("[fg.f{}]\n", i);
+    children += fmt::format("{{fg = \"f{}\", match = \"service-vlan-id:{}\"}},\n", i, i);
+  }
+  std::atomic<bool> isOver = false;
+  std::thread others([&] {
+    for (uint32_t mtu = 1400; !isOver; mtu ^= 1) net::SetLink(*netlink_, device_, IFLA_MTU, mtu);
+  });
+  const Outcome done =
+      Config("[sp.gold]\nchildren = [" + children + "]\n" + fgs + kApply, "", "--timeout 30");
+  isOver = true;
+  others.join();
+  EXPECT_EQ(done.status, 0) << done.err;
+  EXPECT_TRUE(Comes([&] { return ReadTrees().in.classes.size() == 3002; }));
 }
 
 // In model, store and kernel nothing is changed.

@@ -39,6 +39,8 @@ class Enforcer {
   using Clock = std::chrono::steady_clock;
   std::optional<Clock::time_point> due() const { return due_; }
   void LookAround(Model& model);
+  // Instead, when that cannot be now: what can be read is read, and LookAround is due.
+  void LookLater();
 
   // The counters of a child, by the names on the way to it, where its SP is applied: at most 100 ms
   // old. They never go back. Throws a NetlinkError.

@@ -104,6 +104,11 @@ void Enforcer::LookAround(Model& model) try {
   due_ = Clock::now() + kPatience;
 }
 
+void Enforcer::LookLater() {
+  monitor_.Read();
+  due_ = Clock::now();
+}
+
 // Repairs what others have changed, at once, but not twice within a minute.
 void Enforcer::Repair(Model& model, Port& port) {
   const auto now = Clock::now();

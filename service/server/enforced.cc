@@ -87,7 +87,7 @@ bool Transactor::IsLookDue() const {
 }
 
 void Transactor::LookAround() {
-  if (needsReload_ || underway_ != nullptr) return;
+  if (needsReload_ || underway_ != nullptr) return enforcer_->LookLater();
   enforcer_->LookAround(model_);
   SaveClasses();
 }

@@ -76,7 +76,7 @@ bool Server::Run() {
   ReportReady();
   while (!stop_) {
     WatchDeadline();
-    const int how = transactor_.IsBusy() ? EVLOOP_NONBLOCK : EVLOOP_ONCE;
+    const int how = transactor_.IsBusy() ? EVLOOP_ONCE | EVLOOP_NONBLOCK : EVLOOP_ONCE;
     if (event_base_loop(base_.get(), how) != 0) return false;
     Finish();
     if (transactor_.IsBusy()) Continue();
