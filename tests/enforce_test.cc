@@ -239,13 +239,14 @@ TEST_F(Enforced, RepairsWhatOthersChange) {
     const char* what;
     std::vector<Operation> onInterface, onIfb;
   } cases[] = {
+      // one message each: the second one would be within a minute
       {"tree", {RemoveTree{}}, {}},
       {"filter", {RemoveFilter{1}}, {}},
-      {"another filter", {SetFilter{1, net::AllTo(3)}}, {SetFilter{7, net::AllTo(3)}}},
-      {"class", {RemoveFilter{1}, RemoveClass{voice.minor}}, {}},
-      {"changed class", {ChangeClass{other}}, {ChangeClass{other}}},
-      {"queue", {SetQueue{voice.minor, 7}}, {SetQueue{voice.minor, 7}}},
-      {"default", {RemoveTree{}, AddTree{9}}, {}},
+      {"another filter", {SetFilter{1, net::AllTo(3)}}, {}},
+      {"one filter more", {}, {SetFilter{7, net::AllTo(3)}}},
+      {"class", {RemoveClass{voice.minor}}, {}},
+      {"changed class", {}, {ChangeClass{other}}},
+      {"queue", {SetQueue{voice.minor, 7}}, {}},
       {"redirection", {RemoveRedirect{}}, {}},
       {"redirected to another", {SetRedirect{1}}, {}},
       {"hooks", {RemoveHooks{}}, {}},
@@ -360,7 +361,7 @@ TEST_F(Enforced, LeavesWhatOthersHaveConfigured) {
 // Others change something while a long transaction is under way.
 TEST_F(Enforced, GoesOnWithALongTransaction) {
   std::string fgs, children;
-  for (int i = 1; i < 3000; ++i) {
+  for (int i = 1; i < 1000; ++i) {
     fgs += fmt::format("[fg.f{}]\n", i);
     children += fmt::format("{{fg = \"f{}\", match = \"service-vlan-id:{}\"}},\n", i, i);
   }
@@ -373,7 +374,7 @@ TEST_F(Enforced, GoesOnWithALongTransaction) {
   isOver = true;
   others.join();
   EXPECT_EQ(done.status, 0) << done.err;
-  EXPECT_TRUE(Comes([&] { return ReadTrees().in.classes.size() == 3002; }));
+  EXPECT_TRUE(Comes([&] { return ReadTrees().in.classes.size() == 1002; }));
 }
 
 // In model, store and kernel nothing is changed.
