@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <cerrno>
 
 #include "hqosd.h"
 
@@ -14,8 +15,10 @@ void Do(Netlink& netlink, int device, const std::vector<Operation>& operations) 
   if (operations.empty()) return;
   const Outcome outcome = Apply(netlink, device, operations);
   if (outcome.failure) {
+    const bool isForbidden = outcome.failure->error == EPERM;
     throw PortFailure(HQOSD_DIAG_KERNEL_FAILS,
-                      fmt::format("the kernel refuses it: {}", outcome.failure->text));
+                      fmt::format("the kernel refuses it: {}{}", outcome.failure->text,
+                                  isForbidden ? "; hqosd needs CAP_NET_ADMIN" : ""));
   }
 }
 
