@@ -134,7 +134,7 @@ class Worker {
     std::vector<HQOS_SPSonDiag> diags(HQOS_BULK_SPSON_MAX);
     uint32_t count = 0;
     Ask(0, HQOS_lib_GetBulkSPSonDiag, &object_, &path_, 0u, &count, diags.data());
-    Expect(count == 3 && diags[2].diag[0] == 1 && diags[2].diag[1] == 0, "a diagnosis");
+    Expect(count == 3 && diags[2].diag[1] == HQOSD_DIAG_NO_ENFORCE, "a diagnosis");
     Do(0, HQOS_lib_UndoApplySP, &object_, name_.c_str());
     Ask(HQOSD_NOT_FOUND, HQOS_lib_GetApplyDiag, &object_, &info);
   }

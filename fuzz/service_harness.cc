@@ -23,18 +23,16 @@ void Make(const char* format, va_list arguments) {
 }  // namespace
 
 // In place of the service's own: the lines are made, and not shown.
-void Log(const char* format, ...) {
-  va_list arguments;
-  va_start(arguments, format);
-  Make(format, arguments);
-  va_end(arguments);
-}
-void LogBounded(const char* format, ...) {
-  va_list arguments;
-  va_start(arguments, format);
-  Make(format, arguments);
-  va_end(arguments);
-}
+#define MAKE_LINE              \
+  va_list arguments;           \
+  va_start(arguments, format); \
+  Make(format, arguments);     \
+  va_end(arguments)
+void Log(Level, const char* format, ...) { MAKE_LINE; }
+void Log(const char* format, ...) { MAKE_LINE; }
+void LogBounded(const char* format, ...) { MAKE_LINE; }
+void LogDebug(const char* format, ...) { MAKE_LINE; }
+#undef MAKE_LINE
 
 }  // namespace hqosd
 
