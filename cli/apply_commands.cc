@@ -5,7 +5,8 @@
 #include "cli/arguments.h"
 #include "cli/commands.h"
 #include "cli/failure.h"
-#include "cli/read.h"
+#include "cli/output.h"
+#include "cli/records.h"
 
 namespace hqosctl {
 
@@ -14,8 +15,7 @@ namespace {
 void ShowApplied(const ApplyTarget& target, Output& output) {
   output.Begin({"OBJECT", "DIRECTION", "SP"});
   for (const HQOS_ApplyInfo& info : target.ReadApplied(false)) {
-    output.Add({ObjectText(info.obj), DirectionText(info.obj), info.sp.name},
-               {{"obj", ObjectRecord(info.obj)}, {"sp", SPRecord(info.sp)}});
+    output.Add({ObjectText(info.obj), DirectionText(info.obj), info.sp.name}, ApplyRecord(info));
   }
   output.End();
 }

@@ -6,7 +6,9 @@
 #include <set>
 
 #include "cli/arguments.h"
+#include "cli/exchange.h"
 #include "cli/failure.h"
+#include "cli/records.h"
 #include "hqosd.h"
 #include "platform/if_select.h"
 
@@ -87,6 +89,12 @@ void ApplyTarget::AddOptions(CLI::App& command, bool required) {
   Numeric(object->add_option("--slot", slot_, "a slot"), UINT16_MAX)->type_name("NUMBER");
   Numeric(object->add_option("--id", id_, "an identifier"), UINT16_MAX)->type_name("NUMBER");
   object->add_flag("--system", system_, "the system");
+  if (!required) {
+    object->add_flag("--all", all_, "all interfaces, slots and identifiers, and the system");
+    Named(object->add_option("--sp", sp_, "wherever this SP is applied"), "@sp")
+        ->required(false)
+        ->type_name("NAME");
+  }
   object->require_option(required ? 1 : 0, 1);
   Offer(command.add_option("--direction", direction_, Joined(Directions())), Joined(Directions()))
       ->type_name("DIRECTION")
@@ -123,12 +131,35 @@ HQOS_AppObj ApplyTarget::Object(bool mustExist, bool byPrefix) const {
 HQOS_AppObj ApplyTarget::Existing() const { return Object(true, false); }
 HQOS_AppObj ApplyTarget::Any() const { return Object(false, false); }
 
+bool ApplyTarget::IsWanted(const HQOS_AppObj& obj) const {
+  return direction_.empty() || direction_ == DirectionText(obj);
+}
+
+// No query lists slots and identifiers: the export of the state has them.
+std::vector<HQOS_ApplyInfo> ApplyTarget::ReadAnywhere(bool forDiagnosis) const {
+  const client::Model model = ReadState().model;
+  if (!sp_.empty() && !model.sp.contains(sp_)) CheckQuery(HQOSD_NOT_FOUND, "SP " + sp_);
+  const auto get = forDiagnosis ? HQOS_lib_GetApplyDiag : HQOS_lib_GetApplyStat;
+  std::vector<HQOS_ApplyInfo> all;
+  for (const auto& [target, application] : model.apply) {
+    const HQOS_AppObj obj = ObjectOf(target);
+    if (!IsWanted(obj) || (!sp_.empty() && application.sp != sp_)) continue;
+    HQOS_ApplyInfo info;
+    const uint32_t status = get(&obj, &info);
+    if (status == HQOSD_NOT_FOUND) continue;  // by now
+    CheckQuery(status, ObjectText(obj));
+    all.push_back(info);
+  }
+  return all;
+}
+
 std::vector<HQOS_ApplyInfo> ApplyTarget::ReadApplied(bool forDiagnosis) const {
+  if (all_ || !sp_.empty()) return ReadAnywhere(forDiagnosis);
   HQOS_AppObj obj = Object(false, true);
   std::vector<HQOS_ApplyInfo> all;
   if (obj.type == 0) {
     for (const HQOS_ApplyInfo& info : ReadInterfaces(forDiagnosis)) {
-      if (direction_.empty() || direction_ == DirectionText(info.obj)) all.push_back(info);
+      if (IsWanted(info.obj)) all.push_back(info);
     }
     return all;
   }
@@ -145,7 +176,8 @@ std::vector<HQOS_ApplyInfo> ApplyTarget::ReadApplied(bool forDiagnosis) const {
   }
   if (all.empty()) {
     const std::string direction = direction_.empty() ? "" : " " + direction_;
-    throw Failure(kRefused, ObjectText(obj) + direction + ": nothing is applied there");
+    throw Failure(kRefused, ObjectText(obj) + direction + ": nothing is applied there",
+                  HQOSD_NOT_FOUND);
   }
   return all;
 }
@@ -166,10 +198,6 @@ std::string ObjectText(const HQOS_AppObj& obj) {
 std::string DirectionText(const HQOS_AppObj& obj) {
   const char* const name = HQOS_util_GetDirStr(obj.param);
   return name != nullptr ? name : std::to_string(obj.param);
-}
-
-Output::Record ObjectRecord(const HQOS_AppObj& obj) {
-  return {{"type", obj.type}, {"value", obj.value}, {"param", obj.param}, {"name", obj.name}};
 }
 
 }  // namespace hqosctl

@@ -22,7 +22,7 @@ CLI::Option* AddName(CLI::App* command, std::string& name, const std::string& so
 CLI::Option* Named(CLI::Option* option, const std::string& source);
 
 // Lets the option take decimal numbers up to `max` only.
-CLI::Option* Numeric(CLI::Option* option, uint32_t max = UINT32_MAX);
+CLI::Option* Numeric(CLI::Option* option, uint64_t max = UINT32_MAX);
 
 // Lets the number at this place of a numeric option have a unit.
 void WithUnit(CLI::Option* option, int place, client::Quantity quantity);
@@ -30,7 +30,10 @@ void WithUnit(CLI::Option* option, int place, client::Quantity quantity);
 // Lets the option take a time from 0.01 seconds to a day only.
 CLI::Option* Seconds(CLI::Option* option);
 
-// What is wrong with the arguments that the app has parsed.
+// What is wrong with the arguments that the app has parsed, and what to do.
 std::string UsageText(const CLI::Error& error, const CLI::App& app);
+
+// The arguments with --help at the end for the word "help" in the place of a command.
+std::vector<std::string> WithHelp(const CLI::App& app, std::vector<std::string> words);
 
 }  // namespace hqosctl

@@ -39,43 +39,48 @@ std::vector<std::string> Words(const std::string& line) {
   return words;
 }
 
-// Runs one line. Returns its exit code; `error` says why it failed.
-ExitCode RunLine(const std::string& line, Output& output, std::string& error) {
+// Runs one line. Throws a Failure unless it succeeds.
+void RunLine(const std::string& line, Output& output) {
   CLI::App app("a command of hqosctl");
   app.set_help_flag();
   AddCommands(app, output);
   RestartTimeout();
   try {
     std::vector<std::string> words = Words(line);
-    if (words.empty()) return kDone;
+    if (words.empty()) return;
     std::reverse(words.begin(), words.end());  // as parse() takes them
     app.parse(std::move(words));
     if (app.get_subcommands().empty()) throw CLI::RequiredError("A command");
-    return kDone;
   } catch (const CLI::ParseError& e) {
-    error = UsageText(e, app);
-    return kUsage;
-  } catch (const Failure& failure) {
-    error = failure.what();
-    return failure.code();
+    throw Failure(kUsage, UsageText(e, app));
   }
+}
+
+void Report(const Failure& failure, const std::string& file, int line, Output& output) {
+  if (output.json) {
+    Output::Record record = ErrorRecord(failure);
+    record["error"]["line"] = line;
+    output.Fail(record);
+  }
+  std::cout.flush();
+  std::cerr << "hqosctl: " << file << ':' << line << ": " << ShownLines(failure.what()) << '\n';
 }
 
 }  // namespace
 
 int RunBatch(std::istream& in, const std::string& file, bool force, Output& output) {
-  output.Begin({});  // without any listing, an empty array
+  output.BeginBatch();
   int result = kDone;
   std::string line;
   int number = 1;
   for (; std::getline(in, line); ++number) {
-    std::string error;
-    const ExitCode code = RunLine(line, output, error);
-    if (code == kDone) continue;
-    std::cout.flush();
-    std::cerr << "hqosctl: " << file << ':' << number << ": " << ShownLines(error) << '\n';
-    if (result == kDone) result = code;
-    if (!force || code == kNoService) break;
+    try {
+      RunLine(line, output);
+    } catch (const Failure& failure) {
+      Report(failure, file, number, output);
+      if (result == kDone) result = failure.code();
+      if (!force || failure.code() == kNoService) break;
+    }
   }
   // Standard input reports its errors to the C library only.
   if (in.bad() || (&in == &std::cin && std::ferror(stdin) != 0)) {

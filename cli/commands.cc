@@ -31,6 +31,7 @@ CLI::App& AddKind(CLI::App& app, const Kind& kind, Output& output) {
   struct Arguments {
     std::string name;
     uint16_t id = HQOS_ID_NONE;
+    bool users = false;
   };
   const auto a = std::make_shared<Arguments>();
   const std::string title = kind.title, source = std::string("@") + kind.command;
@@ -43,13 +44,18 @@ CLI::App& AddKind(CLI::App& app, const Kind& kind, Output& output) {
     add->callback([a, command = kind.add] { Do(command, a->name, a->id); });
 
     CLI::App* const del = group->add_subcommand("del", "Delete the " + title);
+    del->alias("delete");
     AddName(del, a->name, source);
     del->callback([a, command = kind.del] { Do(command, a->name); });
   }
   CLI::App* const show =
       group->add_subcommand("show", "Show the " + title + ", or all " + title + "s");
-  AddName(show, a->name, source)->required(false);
-  show->callback([a, shower = kind.show, &output] { shower(a->name, output); });
+  show->alias("list");
+  CLI::Option* const name = AddName(show, a->name, source)->required(false);
+  if (kind.showUsers != nullptr) {
+    show->add_flag("--users", a->users, "what uses it")->needs(name);
+  }
+  show->callback([a, kind, &output] { (a->users ? kind.showUsers : kind.show)(a->name, output); });
   return *group;
 }
 

@@ -40,7 +40,11 @@ struct Kind {
   uint32_t (*add)(const char* name, uint16_t id, HQOS_Result* result);
   uint32_t (*del)(const char* name, HQOS_Result* result);
   void (*show)(const std::string& name, Output& output);  // all objects when `name` is empty
+  void (*showUsers)(const std::string& name, Output& output) = nullptr;  // what uses the object
 };
+
+// Shows the FPs that refer to the DP.
+void ShowUsersOfDP(const std::string& name, Output& output);
 
 // The group of the kind's commands, with those that all kinds have.
 CLI::App& AddKind(CLI::App& app, const Kind& kind, Output& output);

@@ -130,6 +130,8 @@ class CommandLine {
       waiting_ = nullptr;
     } else if (word.starts_with("--")) {
       TakeOption(word.substr(2));
+    } else if (word.starts_with('-') && word != "-") {
+      return;  // a flag
     } else if (CLI::App* command = Command(word)) {
       line_.push_back(command);
       positionals_ = 0;
@@ -153,7 +155,7 @@ class CommandLine {
 
   CLI::App* Command(const std::string& word) const {
     const auto found =
-        line_.back()->get_subcommands([&word](CLI::App* one) { return one->get_name() == word; });
+        line_.back()->get_subcommands([&word](CLI::App* one) { return one->check_name(word); });
     return found.empty() || word.empty() ? nullptr : found.front();
   }
 

@@ -12,6 +12,8 @@
 #include "cli/output.h"
 #include "client/check.h"
 #include "client/commands.h"
+#include "client/write_model.h"
+#include "hqosd.h"
 
 namespace hqosctl {
 
@@ -24,10 +26,11 @@ struct Arguments {
   bool withoutIds = false, isDryRun = false, isMerge = false;
 };
 
-void Show(const Arguments& a, bool asJson) {
+void Show(const Arguments& a, Output& output) {
   State state = ReadState(a.revision);
   if (a.withoutIds) state.model = client::WithoutIds(std::move(state.model));
-  (asJson ? client::WriteJson : client::WriteToml)(state.model, state.revision, std::cout);
+  if (output.json) return client::WriteJson(state.model, state.revision, output.Document());
+  client::WriteToml(state.model, state.revision, std::cout);
 }
 
 // The model that the file asks for where `running` is in force.
@@ -48,24 +51,24 @@ std::vector<client::Change> ChangesTo(client::Model wanted, const client::Model&
   return client::Differences(running, wanted);
 }
 
-void Diff(const Arguments& a, bool asJson) {
+void Diff(const Arguments& a, Output& output) {
   if (a.file.empty() == !a.revision) throw Failure(kUsage, "either FILE or --revision is needed");
   const client::Model wanted =
       a.revision ? ReadState(a.revision).model : ReadModelFile(a.file, true);
   const auto changes = ChangesTo(wanted, ReadState().model);
-  PrintChanges(changes, asJson);
+  PrintChanges(changes, output);
   if (!changes.empty()) throw Failure(kDiffers, "");
 }
 
 // What has been done, or "would be" done: a line, or one JSON object.
 void Report(const std::vector<client::Change>& changes, const Verdict& verdict, const Arguments& a,
-            bool asJson) {
-  if (asJson) {
-    std::cout << client::Record{{"changes", changes.size()},
-                                {"revision", verdict.revision},
-                                {"dry_run", a.isDryRun}}
-                     .dump()
-              << '\n';
+            Output& output) {
+  if (output.json) {
+    output.Document() << client::Record{{"changes", changes.size()},
+                                        {"revision", verdict.revision},
+                                        {"dry_run", a.isDryRun}}
+                             .dump()
+                      << '\n';
   } else if (changes.empty()) {
     std::cout << "nothing to do, revision " << verdict.revision << '\n';
   } else if (a.isDryRun) {
@@ -73,17 +76,19 @@ void Report(const std::vector<client::Change>& changes, const Verdict& verdict, 
   } else {
     std::cout << "revision " << verdict.revision << '\n';
   }
-  if (a.confirmSeconds == 0 || changes.empty() || a.isDryRun || asJson) return;
+  if (a.confirmSeconds == 0 || changes.empty() || a.isDryRun || output.json) return;
   std::cout << "reverted in " << a.confirmSeconds
             << " seconds unless this comes first: hqosctl config confirm\n";
 }
 
 // One attempt; false when the service's revision has moved meanwhile and that may be ignored.
-bool TryToApply(const Arguments& a, const client::Model& file, bool isLast, bool asJson) {
+bool TryToApply(const Arguments& a, const client::Model& file, bool isLast, Output& output) {
   const State running = ReadState();
   if (a.expected && *a.expected != running.revision) {
-    throw Failure(kRefused, "revision " + std::to_string(*a.expected) + " expected, " +
-                                std::to_string(running.revision) + " found");
+    throw Failure(kRefused,
+                  "revision " + std::to_string(*a.expected) + " expected, " +
+                      std::to_string(running.revision) + " found",
+                  HQOSD_STALE);
   }
   const client::Model wanted = Wanted(a, file, running.model);
   const auto changes = ChangesTo(wanted, running.model);
@@ -94,18 +99,18 @@ bool TryToApply(const Arguments& a, const client::Model& file, bool isLast, bool
     verdict = Send({true, a.isDryRun, running.revision, a.confirmSeconds, a.comment, commands.bytes,
                     commands.count});
     if (verdict.isStale && !isLast) return false;
-    if (!asJson) std::cout << Summary(changes) << '\n';
-    if (!verdict.refusal.empty()) throw Failure(kRefused, verdict.refusal);
+    if (!output.json) std::cout << Summary(changes) << '\n';
+    if (!verdict.refusal.empty()) throw Failure(kRefused, verdict.refusal, verdict.code);
   }
-  Report(changes, verdict, a, asJson);
+  Report(changes, verdict, a, output);
   if (a.isDryRun && !changes.empty()) throw Failure(kDiffers, "");
   return true;
 }
 
-void Apply(const Arguments& a, bool asJson) {
+void Apply(const Arguments& a, Output& output) {
   const client::Model file = ReadModelFile(a.file, !a.isMerge);
   const bool isLast = a.expected.has_value();
-  if (!TryToApply(a, file, isLast, asJson)) TryToApply(a, file, true, asJson);
+  if (!TryToApply(a, file, isLast, output)) TryToApply(a, file, true, output);
 }
 
 // To the revision; without one to the last state that was replaced, or while a transaction waits
@@ -119,11 +124,17 @@ uint64_t RollBack(const std::optional<uint64_t>& revision) {
   const uint64_t target = revision ? *revision : history.back().revision;
   const Verdict verdict = SendBack(ReadState(target), ReadState().revision,
                                    "rollback to revision " + std::to_string(target));
-  if (!verdict.refusal.empty()) throw Failure(kRefused, verdict.refusal);
+  if (!verdict.refusal.empty()) throw Failure(kRefused, verdict.refusal, verdict.code);
   return verdict.revision;
 }
 
-void PrintRevision(uint64_t revision) { std::cout << "revision " << revision << '\n'; }
+void PrintRevision(uint64_t revision, Output& output) {
+  if (output.json) {
+    output.Document() << client::Record{{"revision", revision}}.dump() << '\n';
+  } else {
+    std::cout << "revision " << revision << '\n';
+  }
+}
 
 std::string TimeText(int64_t seconds, const char* form) {
   const time_t time = seconds;
@@ -134,7 +145,7 @@ std::string TimeText(int64_t seconds, const char* form) {
 }
 
 void ShowHistory(Output& output) {
-  output.Begin({"REVISION", "TIME (UTC)", "USER", "COMMENT"});
+  output.Begin({Number("REVISION"), "TIME (UTC)", "USER", "COMMENT"});
   for (const HistoryEntry& entry : ReadHistory()) {
     output.Add(
         {std::to_string(entry.revision), TimeText(entry.time, "%F %T"), entry.user, entry.comment},
@@ -146,11 +157,15 @@ void ShowHistory(Output& output) {
   output.End();
 }
 
+void AddRevision(CLI::App* command, const char* option, const char* help, Arguments& a) {
+  Offer(Numeric(command->add_option(option, a.revision, help), UINT64_MAX), "@revision");
+}
+
 void AddShow(CLI::App& config, const std::shared_ptr<Arguments>& a, Output& output) {
   CLI::App* const show = config.add_subcommand("show", "Print the running state as a file");
-  Offer(show->add_option("--revision", a->revision, "a state of the history instead"), "@revision");
+  AddRevision(show, "--revision", "a state of the history instead", *a);
   show->add_flag("--no-ids", a->withoutIds, "leave identifiers out");
-  show->callback([a, &output] { Show(*a, output.json); });
+  show->callback([a, &output] { Show(*a, output); });
 }
 
 void AddApply(CLI::App& config, const std::shared_ptr<Arguments>& a, Output& output) {
@@ -163,10 +178,11 @@ void AddApply(CLI::App& config, const std::shared_ptr<Arguments>& a, Output& out
                             "revert after that time unless it is confirmed"),
           86400)
       ->type_name("SECONDS");
-  apply->add_option("--expect", a->expected, "only if the running state has this revision")
+  Numeric(apply->add_option("--expect", a->expected, "only if the running state has this revision"),
+          UINT64_MAX)
       ->type_name("REVISION");
   apply->add_option("--comment", a->comment, "for the history")->type_name("TEXT");
-  apply->callback([a, &output] { Apply(*a, output.json); });
+  apply->callback([a, &output] { Apply(*a, output); });
 }
 
 }  // namespace
@@ -184,19 +200,17 @@ void AddConfigCommands(CLI::App& app, Output& output) {
   CLI::App* const diff =
       config.add_subcommand("diff", "Show what the file would change; status 4 if anything");
   Offer(diff->add_option("FILE", a->file, "the file; -: standard input"), "@file");
-  Offer(diff->add_option("--revision", a->revision, "a state of the history instead"), "@revision");
-  diff->callback([a, &output] { Diff(*a, output.json); });
+  AddRevision(diff, "--revision", "a state of the history instead", *a);
+  diff->callback([a, &output] { Diff(*a, output); });
 
   AddApply(config, a, output);
 
-  config.add_subcommand("confirm", "Keep what was applied with --confirm")->callback([] {
-    PrintRevision(Confirm());
+  config.add_subcommand("confirm", "Keep what was applied with --confirm")->callback([&output] {
+    PrintRevision(Confirm(), output);
   });
   CLI::App* const rollback = config.add_subcommand("rollback", "Go back to a state of the history");
-  Offer(rollback->add_option("REVISION", a->revision,
-                             "its revision; by default the last one replaced"),
-        "@revision");
-  rollback->callback([a] { PrintRevision(RollBack(a->revision)); });
+  AddRevision(rollback, "REVISION", "its revision; by default the last one replaced", *a);
+  rollback->callback([a, &output] { PrintRevision(RollBack(a->revision), output); });
   config.add_subcommand("history", "List the states that can be restored")->callback([&output] {
     ShowHistory(output);
   });

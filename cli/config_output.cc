@@ -46,14 +46,10 @@ client::Record ToJson(const Change& change) {
 
 }  // namespace
 
-void PrintChanges(const std::vector<Change>& changes, bool asJson) {
-  if (asJson) {
-    const char* separator = "[\n  ";
-    for (const Change& change : changes) {
-      std::cout << separator << ToJson(change).dump();
-      separator = ",\n  ";
-    }
-    std::cout << (changes.empty() ? "[]\n" : "\n]\n");
+void PrintChanges(const std::vector<Change>& changes, Output& output) {
+  output.Begin({});
+  if (output.json) {
+    for (const Change& change : changes) output.Element() << ToJson(change).dump();
     return;
   }
   const bool isColoured = IsColoured();

@@ -23,7 +23,15 @@ void AddDebugCommands(CLI::App& app) {
                                          {"requests", HQOSD_DEBUG_REQUESTS},
                                          {"bytes", HQOSD_DEBUG_BYTES},
                                          {"all", HQOSD_DEBUG_REQUESTS | HQOSD_DEBUG_BYTES}})
-                        .description(""));
+                        .description(""))
+        ->check(CLI::Validator(
+            [](const std::string& text) {
+              uint32_t number = 0;
+              return CLI::detail::lexical_cast(text, number)
+                         ? ""
+                         : "\"" + text + "\" is none of requests, bytes, all, and no number";
+            },
+            ""));
     command->callback([selector, call] { CheckCommand(call(*selector), {}); });
   };
   add("on", "Switch a facility on", HQOS_lib_SetDebug);

@@ -5,6 +5,7 @@
 #include "cli/commands.h"
 #include "cli/failure.h"
 #include "cli/read.h"
+#include "cli/records.h"
 
 namespace hqosctl {
 
@@ -33,7 +34,8 @@ void SetThreshold(const Arguments& a) {
 }
 
 void Show(const std::string& name, Output& output) {
-  output.Begin({"NAME", "ID", "WEIGHT", "THRESHOLD 0", "THRESHOLD 1", "THRESHOLD 2"});
+  output.Begin(
+      {"NAME", Number("ID"), Number("WEIGHT"), "THRESHOLD 0", "THRESHOLD 1", "THRESHOLD 2"});
   for (const HQOS_DPInfo& dp : ReadDPs(name)) {
     std::vector<std::string> cells{dp.name, std::to_string(dp.id), std::to_string(dp.weight)};
     for (const HQOS_DPThreshold& t : dp.thresholds) {
@@ -47,10 +49,12 @@ void Show(const std::string& name, Output& output) {
 
 // The values, or --none instead; then calls `set`.
 void AddValues(CLI::App* command, const std::shared_ptr<Arguments>& a, const std::string& option,
-               int number, const char* help, void (*set)(const Arguments&)) {
+               int number, const char* form, const char* help, void (*set)(const Arguments&)) {
   CLI::Option* const none = command->add_flag("--none", a->none, "remove it: all values are zero");
-  none->excludes(
-      Numeric(command->add_option(option, a->values, help))->delimiter(',')->expected(number));
+  none->excludes(Numeric(command->add_option(option, a->values, help))
+                     ->delimiter(',')
+                     ->expected(number)
+                     ->option_text(form));
   command->callback([a, option, set] {
     if (!a->none && a->values.empty()) throw Failure(kUsage, option + " or --none is needed");
     set(*a);
@@ -61,17 +65,17 @@ void AddValues(CLI::App* command, const std::shared_ptr<Arguments>& a, const std
 
 void AddDPCommands(CLI::App& app, Output& output) {
   const auto a = std::make_shared<Arguments>();
-  CLI::App& dp =
-      AddKind(app, {"dp", "DP", "DP objects", HQOS_lib_AddDP, HQOS_lib_DelDP, Show}, output);
+  CLI::App& dp = AddKind(
+      app, {"dp", "DP", "DP objects", HQOS_lib_AddDP, HQOS_lib_DelDP, Show, ShowUsersOfDP}, output);
 
   CLI::App* const weight = dp.add_subcommand("weight", "Set the DP's weight");
   AddName(weight, a->name, "@dp");
-  AddValues(weight, a, "WEIGHT", 1, "the weight, unless --none is given", SetWeight);
+  AddValues(weight, a, "WEIGHT", 1, "", "the weight, unless --none is given", SetWeight);
 
   CLI::App* const threshold = dp.add_subcommand("threshold", "Set one of the DP's thresholds");
   AddName(threshold, a->name, "@dp");
   Numeric(threshold->add_option("INDEX", a->index, "0, 1 or 2"))->required();
-  AddValues(threshold, a, "VALUES", 4, "its four values, N,N,N,N, unless --none is given",
+  AddValues(threshold, a, "VALUES", 4, "N,N,N,N", "its four values, unless --none is given",
             SetThreshold);
 }
 

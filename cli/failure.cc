@@ -4,7 +4,6 @@
 #include <cstdio>
 
 #include "cli/deadline.h"
-#include "cli/output.h"
 #include "hqosd.h"
 #include "platform/lip.h"
 
@@ -13,6 +12,39 @@ namespace hqosctl {
 namespace {
 
 int g_connectReason = 0;
+
+#define HQOS_STATUS(code) \
+  { code, #code }
+constexpr struct {
+  uint32_t code;
+  const char* name;
+} kStatuses[] = {
+    HQOS_STATUS(HQOS_ERR_FAILED),
+    HQOS_STATUS(HQOS_ERR_BADREPLY),
+    HQOS_STATUS(HQOSD_MALFORMED),
+    HQOS_STATUS(HQOSD_UNKNOWN),
+    HQOS_STATUS(HQOSD_BAD_NAME),
+    HQOS_STATUS(HQOSD_BAD_VALUE),
+    HQOS_STATUS(HQOSD_EXISTS),
+    HQOS_STATUS(HQOSD_ID_TAKEN),
+    HQOS_STATUS(HQOSD_NOT_FOUND),
+    HQOS_STATUS(HQOSD_END),
+    HQOS_STATUS(HQOSD_IN_USE),
+    HQOS_STATUS(HQOSD_NESTED),
+    HQOS_STATUS(HQOSD_RULE),
+    HQOS_STATUS(HQOSD_TOO_DEEP),
+    HQOS_STATUS(HQOSD_APPLIED),
+    HQOS_STATUS(HQOSD_NO_COUNTERS),
+    HQOS_STATUS(HQOSD_NOT_STORED),
+    HQOS_STATUS(HQOSD_TOO_MANY),
+    HQOS_STATUS(HQOSD_NOT_ALLOWED),
+    HQOS_STATUS(HQOSD_NO_MEMORY),
+    HQOS_STATUS(HQOSD_STALE),
+    HQOS_STATUS(HQOSD_UNCONFIRMED),
+    HQOS_STATUS(HQOSD_NOT_ENFORCEABLE),
+    HQOS_STATUS(HQOSD_BUSY),
+};
+#undef HQOS_STATUS
 
 std::string NoServiceText() {
   std::string tried;
@@ -31,11 +63,11 @@ std::string NoServiceText() {
 
 void CheckRoundTrip(uint32_t status) {
   if (status == HQOS_ERR_FAILED && TimeLeft() <= std::chrono::nanoseconds::zero()) {
-    throw Failure(kNoService, "the service has not answered in time");
+    throw Failure(kNoService, "the service has not answered in time", status);
   }
-  if (status == HQOS_ERR_FAILED) throw Failure(kNoService, NoServiceText());
+  if (status == HQOS_ERR_FAILED) throw Failure(kNoService, NoServiceText(), status);
   if (status == HQOS_ERR_BADREPLY) {
-    throw Failure(kNoService, "the service's reply cannot be understood");
+    throw Failure(kNoService, "the service's reply cannot be understood", status);
   }
 }
 
@@ -57,17 +89,28 @@ std::string CodeText(uint32_t code) {
 
 }  // namespace
 
+Output::Record ErrorRecord(const Failure& failure) {
+  Output::Record error = Output::Record::object();
+  if (failure.status() != 0) error["code"] = failure.status();
+  for (const auto& status : kStatuses) {
+    if (status.code == failure.status()) error["name"] = status.name;
+  }
+  error["text"] = ShownLines(failure.what());
+  return {{"error", std::move(error)}};
+}
+
 void NoteConnection(int reason) { g_connectReason = reason; }
 
 void CheckCommand(uint32_t status, const HQOS_Result& result) {
   CheckRoundTrip(status);
   if (result.code == 0) return;
-  throw Failure(kRefused, result.text[0] != '\0' ? result.text : CodeText(result.code));
+  throw Failure(kRefused, result.text[0] != '\0' ? result.text : CodeText(result.code),
+                result.code);
 }
 
 void CheckQuery(uint32_t status, const std::string& object) {
   CheckRoundTrip(status);
-  if (status != 0) throw Failure(kRefused, Shown(object) + ": " + CodeText(status));
+  if (status != 0) throw Failure(kRefused, Shown(object) + ": " + CodeText(status), status);
 }
 
 }  // namespace hqosctl

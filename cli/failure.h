@@ -5,6 +5,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "cli/output.h"
 #include "hqos.h"
 
 namespace hqosctl {
@@ -13,12 +14,19 @@ enum ExitCode { kDone = 0, kRefused = 1, kUsage = 2, kNoService = 3, kDiffers = 
 
 class Failure : public std::runtime_error {
  public:
-  Failure(ExitCode code, const std::string& text) : runtime_error(text), code_(code) {}
+  // `status` is the code that the library or the service has returned; 0: none.
+  Failure(ExitCode code, const std::string& text, uint32_t status = 0)
+      : runtime_error(text), code_(code), status_(status) {}
   ExitCode code() const { return code_; }
+  uint32_t status() const { return status_; }
 
  private:
   ExitCode code_;
+  uint32_t status_;
 };
+
+// {"error": {"code", "name", "text"}}; code and name are left out when there is no status.
+Output::Record ErrorRecord(const Failure& failure);
 
 // Why the last connection to the service failed (errno); 0 when it did not.
 void NoteConnection(int reason);

@@ -4,6 +4,7 @@
 #include "cli/arguments.h"
 #include "cli/commands.h"
 #include "cli/read.h"
+#include "cli/records.h"
 #include "cli/rule_argument.h"
 
 namespace hqosctl {
@@ -11,15 +12,14 @@ namespace hqosctl {
 namespace {
 
 void ShowFGSons(const std::string& name, Output& output) {
-  output.Begin({"KIND", "NAME", "ID", "RULE", "FP"});
+  output.Begin({"KIND", "NAME", Number("ID"), "RULE", "FP"});
   for (const HQOS_FGSon& son : ReadFGSons(ReadFGs(name)[0])) {
-    output.Add({son.word == kFC ? "FC" : "FG", son.name1, std::to_string(son.key.field[1]),
-                RuleText(son.rule), son.name2},
-               {{"key", {{"field", son.key.field}}},
-                {"word", son.word},
-                {"name1", son.name1},
-                {"rule", RuleRecord(son.rule)},
-                {"name2", son.name2}});
+    const uint16_t id = son.key.field[1];
+    Output::Record record = ChildRecord(son.word, son.name1, son.rule, son.name2);
+    record["id"] = id;
+    output.Add({son.word == kFC ? "FC" : "FG", son.name1, std::to_string(id), RuleText(son.rule),
+                son.name2},
+               std::move(record));
   }
   output.End();
 }
@@ -27,7 +27,7 @@ void ShowFGSons(const std::string& name, Output& output) {
 // Shows FGs or FCs.
 template <class Info, std::vector<Info> (*read)(const std::string&)>
 void ShowNamed(const std::string& name, Output& output) {
-  output.Begin({"NAME", "ID"});
+  output.Begin({"NAME", Number("ID")});
   for (const Info& info : read(name)) {
     output.Add({info.name, std::to_string(info.id)}, {{"name", info.name}, {"id", info.id}});
   }

@@ -4,7 +4,9 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <clocale>
 #include <fstream>
 #include <iostream>
 
@@ -32,13 +34,13 @@ int RunBatchFile(const std::string& file, bool force, hqosctl::Output& output) {
 }
 
 int Run(int argc, char** argv, hqosctl::Output& output) {
-  CLI::App app("Configures the hqos service and shows its objects.");
+  CLI::App app("Configures the hqos service and shows its objects.", "hqosctl");
   app.set_version_flag("--version", "hqosctl " HQOS_VERSION);
   app.footer(
       "Exit status: 0 done, 1 refused by the service, 2 wrong usage, 3 no service, no answer in "
       "time, or out of memory, 4 a difference (config diff, config apply --dry-run).");
   app.fallthrough();
-  app.add_flag("--json", output.json, "listings as one JSON array");
+  app.add_flag("-j,--json", output.json, "listings as one JSON array");
   std::string batch;
   bool force = false;
   CLI::Option* const batchOption =
@@ -57,23 +59,26 @@ int Run(int argc, char** argv, hqosctl::Output& output) {
       "give up, with status 3, when a command (each of a batch, each round of a watch) takes "
       "longer; the default is to wait for the service"));
   app.require_subcommand(0, 1);
-  app.failure_message([](const CLI::App* a, const CLI::Error& error) {
-    return hqosctl::ShownLines(hqosctl::UsageText(error, *a)) +
-           "\nRun with --help for more information.\n";
-  });
   hqosctl::AddCommands(app, output);
   if (argc > 1 && std::string_view(argv[1]) == "__complete") {  // for the completion of shells
     hqosctl::Complete(app, {argv + 2, argv + argc});
     return hqosctl::kDone;
   }
   for (CLI::App* const command : app.get_subcommands({})) command->excludes(batchOption);
+  std::vector<std::string> words = hqosctl::WithHelp(app, {argv + 1, argv + argc});
+  const bool isJson = std::any_of(words.begin(), words.end(), [](const std::string& word) {
+    return word == "-j" || word == "--json";
+  });
   try {
-    app.parse(argc, argv);
+    std::reverse(words.begin(), words.end());  // as parse() takes them
+    app.parse(std::move(words));
     if (batchOption->count() == 0 && app.get_subcommands().empty()) {
       throw CLI::RequiredError("A command");
     }
   } catch (const CLI::ParseError& e) {
-    return app.exit(e) == 0 ? hqosctl::kDone : hqosctl::kUsage;
+    if (e.get_exit_code() == 0) return app.exit(e);
+    output.json = isJson;
+    throw Failure(hqosctl::kUsage, hqosctl::UsageText(e, app));
   }
   return batchOption->count() == 0 ? hqosctl::kDone : RunBatchFile(batch, force, output);
 }
@@ -107,6 +112,7 @@ extern "C" int LIP_Connect(int fd, const sockaddr_lip* address, socklen_t length
 }
 
 int main(int argc, char** argv) {
+  std::setlocale(LC_CTYPE, "");
   hqosctl::Output output;
   int result = hqosctl::kDone;
   try {
@@ -114,6 +120,7 @@ int main(int argc, char** argv) {
   } catch (const Failure& failure) {
     if (failure.code() != hqosctl::kDiffers) {
       std::cerr << "hqosctl: " << hqosctl::ShownLines(failure.what()) << '\n';
+      if (output.json) output.Fail(hqosctl::ErrorRecord(failure));
     }
     result = failure.code();
   } catch (const std::bad_alloc&) {

@@ -1,5 +1,4 @@
 // What monitoring systems read: counters of children and of the service.
-#include <algorithm>
 #include <iostream>
 #include <memory>
 #include <sstream>
@@ -7,9 +6,10 @@
 #include "cli/apply_target.h"
 #include "cli/arguments.h"
 #include "cli/commands.h"
+#include "cli/counters.h"
 #include "cli/exchange.h"
 #include "cli/read.h"
-#include "hqosd.h"
+#include "cli/records.h"
 
 namespace hqosctl {
 
@@ -87,9 +87,7 @@ std::vector<Sample> ReadSamples() {
   for (const HQOS_ApplyInfo& info : ApplyTarget().ReadApplied(false)) {
     std::vector<std::string> names;
     for (const HQOS_SPSonStat& one : ReadSPSonStats(info.obj, info.sp)) {
-      const size_t level = one.son.words[0];
-      names.resize(level == 0 ? 0 : std::min(level - 1, names.size()));
-      names.emplace_back(one.son.cfg.name1);
+      Descend(names, one.son);
       samples.push_back({{{"interface", info.obj.name},
                           {"direction", DirectionText(info.obj)},
                           {"sp", info.sp.name},
@@ -102,22 +100,10 @@ std::vector<Sample> ReadSamples() {
 }
 
 void AddChildren(const std::vector<Sample>& samples, Exposition& out) {
-  constexpr struct {
-    const char *name, *unit, *help;
-    size_t index;  // in stat64
-  } kFamilies[] = {
-      {"hqos_passed_packets", "packets", "Packets that have passed.", HQOSD_STAT64_PASSED_PACKETS},
-      {"hqos_passed_bytes", "bytes", "Bytes that have passed.", HQOSD_STAT64_PASSED_BYTES},
-      {"hqos_dropped_packets", "packets", "Packets that were dropped.",
-       HQOSD_STAT64_DROPPED_PACKETS},
-      {"hqos_dropped_bytes", "bytes", "Bytes that were dropped.", HQOSD_STAT64_DROPPED_BYTES}};
-  for (const auto& family : kFamilies) {
-    out.Begin(family.name, "counter", family.unit, family.help);
-    for (const Sample& one : samples) out.Add(one.labels, one.counters.stat64[family.index]);
-  }
-  out.Begin("hqos_queued_packets", "gauge", "packets", "Packets in the queue now.");
-  for (const Sample& one : samples) {
-    out.Add(one.labels, one.counters.stat32[HQOSD_STAT32_QUEUED_PACKETS]);
+  for (const Counter& counter : kCounters) {
+    out.Begin(std::string("hqos_") + counter.key, counter.isTotal ? "counter" : "gauge",
+              counter.unit, counter.help);
+    for (const Sample& one : samples) out.Add(one.labels, counter.Of(one.counters));
   }
 }
 

@@ -83,6 +83,7 @@ void AddNestCommands(CLI::App& app) {
   CLI::App* const match = AddGroup(app, "match", "Match rules of the children");
   CLI::App* const del =
       match->add_subcommand("del", "Remove a rule, and with it the child's nesting");
+  del->alias("delete");
   AddParent(del, *a);
   del->add_option("RULE", a->rule, "such as dot1p:0-3,6")->required();
   del->callback([a] { DelMatch(*a); });

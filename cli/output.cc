@@ -1,9 +1,15 @@
 #include "cli/output.h"
 
+#include <locale.h>
+#include <wchar.h>
+
 #include <algorithm>
 #include <cstdio>
+#include <cwchar>
 #include <iostream>
 #include <string_view>
+
+#include "client/write_model.h"
 
 namespace hqosctl {
 
@@ -38,18 +44,30 @@ size_t Unshowable(std::string_view text) {
 
 // JSON has no other bytes than UTF-8.
 void MakeUtf8(Output::Record& record) {
-  if (record.is_string()) {
-    const std::string text = record;
-    if (!IsUtf8(text)) record = Shown(text);
-  }
+  if (record.is_string()) record = client::Utf8(record.get_ref<const std::string&>());
   if (!record.is_structured()) return;
   for (Output::Record& one : record) MakeUtf8(one);
 }
 
-// Characters of a UTF-8 text.
+// The columns of a terminal that a text takes: none for a combining character, two for a wide one.
 size_t Width(const std::string& text) {
-  return static_cast<size_t>(
-      std::count_if(text.begin(), text.end(), [](char c) { return (c & 0xC0) != 0x80; }));
+  if (std::all_of(text.begin(), text.end(), [](char c) { return (c & 0x80) == 0; })) {
+    return text.size();
+  }
+  static const locale_t utf8 = newlocale(LC_CTYPE_MASK, "C.UTF-8", nullptr);
+  const locale_t before = uselocale(utf8);
+  size_t width = 0;
+  std::mbstate_t state{};
+  for (size_t at = 0; at < text.size();) {
+    wchar_t character = 0;
+    const size_t length = std::mbrtowc(&character, &text[at], text.size() - at, &state);
+    const bool isValid = length != 0 && length <= text.size() - at;
+    if (!isValid) state = {};
+    width += isValid ? static_cast<size_t>(std::max(wcwidth(character), 0)) : 1;
+    at += isValid ? length : 1;
+  }
+  uselocale(before);
+  return width;
 }
 
 }  // namespace
@@ -80,25 +98,33 @@ std::string ShownLines(const std::string& text) {
   return Shown(text.substr(0, end)) + '\n' + ShownLines(text.substr(end + 1));
 }
 
-void Output::Begin(std::vector<std::string> headers) {
-  if (records_.is_null()) records_ = nlohmann::ordered_json::array();
+void Output::BeginBatch() { isBatch_ = isBegun_ = true; }
+
+void Output::Begin(std::vector<Column> columns) {
+  isBegun_ = true;
   lines_.clear();
-  if (!headers.empty()) lines_.push_back(std::move(headers));
+  columns_ = std::move(columns);
+  if (columns_.empty()) return;
+  std::vector<std::string>& titles = lines_.emplace_back();
+  for (const Column& column : columns_) titles.push_back(column.title);
 }
 
 void Output::Add(std::vector<std::string> cells, Record record) {
-  for (std::string& cell : cells) cell = Shown(cell);
-  MakeUtf8(record);
-  lines_.push_back(std::move(cells));
-  if (!record.is_null()) records_.push_back(std::move(record));
+  if (!json) {
+    for (std::string& cell : cells) cell = Shown(cell);
+    lines_.push_back(std::move(cells));
+  } else if (!record.is_null()) {
+    MakeUtf8(record);
+    Element() << record.dump();
+  }
 }
 
 void Output::Line(std::string text, Record record) { Add({std::move(text)}, std::move(record)); }
 
 void Output::End() {
   if (json) return;
-  if (!first_) std::cout << '\n';
-  first_ = false;
+  if (!isFirst_) std::cout << '\n';
+  isFirst_ = false;
   std::vector<size_t> widths;
   for (const auto& line : lines_) {
     widths.resize(std::max(widths.size(), line.size()));
@@ -107,17 +133,41 @@ void Output::End() {
   for (const auto& line : lines_) {
     std::string text;
     for (size_t i = 0; i < line.size(); ++i) {
-      text += line[i];
-      if (i + 1 < line.size()) text.append(widths[i] - Width(line[i]) + 2, ' ');
+      const std::string blanks(widths[i] - Width(line[i]), ' ');
+      const bool isRight = i < columns_.size() && columns_[i].isNumber;
+      text += (i == 0 ? "" : "  ") + (isRight ? blanks + line[i] : line[i] + blanks);
     }
     text.erase(text.find_last_not_of(' ') + 1);
     std::cout << text << '\n';
   }
 }
 
+std::ostream& Output::Element() {
+  const char* const begin = isLine ? "[" : "[\n  ";
+  std::cout << (!isOpen_ ? begin : isLine ? "," : ",\n  ");
+  isBegun_ = isOpen_ = true;
+  return std::cout;
+}
+
+std::ostream& Output::Document() { return isBatch_ ? Element() : std::cout; }
+
+void Output::Fail(const Record& error) {
+  if (isBatch_ || isOpen_) {
+    Element() << error.dump();
+    return;
+  }
+  std::cout << error.dump() << '\n';
+  isBegun_ = false;
+}
+
+void Output::EndDocument() {
+  if (!isBatch_) Finish();
+}
+
 void Output::Finish() {
-  if (!json || records_.is_null()) return;
-  std::cout << records_.dump(2) << '\n';
+  if (!json || !isBegun_) return;
+  std::cout << (!isOpen_ ? "[]\n" : isLine ? "]\n" : "\n]\n");
+  isBegun_ = isOpen_ = false;
 }
 
 }  // namespace hqosctl

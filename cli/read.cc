@@ -3,7 +3,6 @@
 #include <map>
 
 #include "cli/failure.h"
-#include "cli/rule_argument.h"
 #include "hqosd.h"
 
 namespace hqosctl {
@@ -82,6 +81,33 @@ std::vector<Record> ReadSons(const HQOS_SPInfo& sp, const Query& query) {
   return sons;
 }
 
+// Collects what is below an FG. Each FG is read once, wherever it is nested.
+struct FGTree {
+  std::map<uint16_t, std::vector<HQOS_FGSon>> read;  // by identifier
+  std::vector<HQOS_SPSon> sons;
+
+  // The children of the FG at the end of the path have this level.
+  void Add(const HQOS_FGInfo& fg, HQOS_SPSonPath path, uint16_t level) {
+    constexpr uint32_t kLevels = 5;
+    if (!read.contains(fg.id)) read[fg.id] = ReadFGSons(fg);
+    for (const HQOS_FGSon& one : read[fg.id]) {
+      HQOS_SPSon& son = sons.emplace_back();
+      path.field[level] = one.key.field[1];
+      son.words[0] = level;
+      son.path = path;
+      son.cfg.value1 = one.key.field[1];
+      son.cfg.value2 = static_cast<uint16_t>(one.word);
+      std::copy(std::begin(one.name1), std::end(one.name1), son.cfg.name1);
+      std::copy(std::begin(one.name2), std::end(one.name2), son.cfg.name2);
+      son.cfg.rule = one.rule;
+      HQOS_FGInfo next{};
+      next.id = one.key.field[1];
+      std::copy(std::begin(one.name1), std::end(one.name1), next.name);
+      if (one.word != kFC && level < kLevels) Add(next, path, static_cast<uint16_t>(level + 1));
+    }
+  }
+};
+
 }  // namespace
 
 std::vector<HQOS_SPSon> ReadSPSons(const HQOS_SPInfo& sp) {
@@ -114,6 +140,15 @@ std::vector<HQOS_FGSon> ReadFGSons(const HQOS_FGInfo& fg) {
     if (count != 0) start = sons.back().key;
   }
   return sons;
+}
+
+std::vector<HQOS_SPSon> ReadFGTree(const HQOS_FGInfo& fg) {
+  FGTree tree;
+  tree.Add(fg,
+           HQOS_SPSonPath{{HQOS_PATH_UNSET, HQOS_PATH_UNSET, HQOS_PATH_UNSET, HQOS_PATH_UNSET,
+                           HQOS_PATH_UNSET, HQOS_PATH_UNSET}},
+           1);
+  return std::move(tree.sons);
 }
 
 std::vector<HQOS_SPInfo> ReadSPs(const std::string& name) {
@@ -152,33 +187,6 @@ std::vector<HQOS_FCInfo> ReadFCs(const std::string& name) {
   all.clear();
   for (const auto& [id, fc] : byId) all.push_back(fc);
   return all;
-}
-
-Output::Record RuleRecord(const HQOS_MatchRule& rule) {
-  Output::Record ranges = Output::Record::array();
-  for (const HQOS_ValueRange& range : rule.ranges) {
-    ranges.push_back({{"low", range.low}, {"high", range.high}});
-  }
-  return {{"type", rule.type}, {"ranges", ranges}};
-}
-
-Output::Record PathRecord(const HQOS_SPSonPath& path) { return {{"field", path.field}}; }
-
-Output::Record DPRecord(const HQOS_DPInfo& dp) {
-  Output::Record thresholds = Output::Record::array();
-  for (const HQOS_DPThreshold& t : dp.thresholds) {
-    thresholds.push_back(
-        {{"value1", t.value1}, {"value2", t.value2}, {"value3", t.value3}, {"value4", t.value4}});
-  }
-  return {{"name", dp.name}, {"id", dp.id}, {"weight", dp.weight}, {"thresholds", thresholds}};
-}
-
-Output::Record SPRecord(const HQOS_SPInfo& sp) {
-  return {{"name", sp.name},
-          {"id", sp.id},
-          {"value1", sp.value1},
-          {"value2", sp.value2},
-          {"words", sp.words}};
 }
 
 }  // namespace hqosctl

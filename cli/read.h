@@ -4,7 +4,6 @@
 #include <string>
 #include <vector>
 
-#include "cli/output.h"
 #include "hqos.h"
 
 namespace hqosctl {
@@ -21,17 +20,14 @@ std::vector<HQOS_SPSonDiag> ReadSPSonDiags(const HQOS_AppObj& obj, const HQOS_SP
 // The children of the FG; none when it is gone by now.
 std::vector<HQOS_FGSon> ReadFGSons(const HQOS_FGInfo& fg);
 
+// What is nested below the FG at every depth, as below an SP.
+std::vector<HQOS_SPSon> ReadFGTree(const HQOS_FGInfo& fg);
+
 // All objects of a kind, in the order of their identifiers, or the one named.
 std::vector<HQOS_SPInfo> ReadSPs(const std::string& name);
 std::vector<HQOS_FGInfo> ReadFGs(const std::string& name);
 std::vector<HQOS_FCInfo> ReadFCs(const std::string& name);
 std::vector<HQOS_FPInfo> ReadFPs(const std::string& name);
 std::vector<HQOS_DPInfo> ReadDPs(const std::string& name);
-
-// The fields of a rule, of a path, of an SP, of a DP.
-Output::Record RuleRecord(const HQOS_MatchRule& rule);
-Output::Record PathRecord(const HQOS_SPSonPath& path);
-Output::Record SPRecord(const HQOS_SPInfo& sp);
-Output::Record DPRecord(const HQOS_DPInfo& dp);
 
 }  // namespace hqosctl

@@ -51,7 +51,7 @@ void ShowSlots(Output& output) {
     const char *text, *json;
   } kStates[] = {{"-", "stopped"}, {"runs", "runs"}, {"no answer", "no answer"}};
   std::vector<uint16_t> hung;
-  output.Begin({"SLOT", "NODE", "UP", "SERVICE"});
+  output.Begin({"SLOT", Number("NODE"), "UP", "SERVICE"});
   for (const uint16_t slot : Slots()) {
     const uint16_t node = NodeOf(slot);
     const bool isSelf = slot == DEV_GetSelfSlot(), isUp = IF_IsSlotUp(slot) == 1;

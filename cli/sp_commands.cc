@@ -6,6 +6,7 @@
 #include "cli/commands.h"
 #include "cli/failure.h"
 #include "cli/read.h"
+#include "cli/records.h"
 
 namespace hqosctl {
 
@@ -29,7 +30,7 @@ void SetUnit(const std::string& name, const std::string& unitName) {
 }
 
 void Show(const std::string& name, Output& output) {
-  output.Begin({"NAME", "ID", "UNIT"});
+  output.Begin({"NAME", Number("ID"), "UNIT"});
   for (const HQOS_SPInfo& sp : ReadSPs(name)) {
     const char* const unit = HQOS_util_GetSPUnitStr(sp.value1);
     output.Add({sp.name, std::to_string(sp.id), unit != nullptr ? unit : std::to_string(sp.value1)},

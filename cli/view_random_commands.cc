@@ -3,7 +3,7 @@
 
 #include "cli/commands.h"
 #include "cli/failure.h"
-#include "cli/read.h"
+#include "cli/output.h"
 #include "cli/rule_argument.h"
 
 namespace hqosctl {
@@ -25,8 +25,9 @@ void ShowView(const std::string& view, Output& output) {
   }
   const std::string shown = isSub ? subName : name;
   output.Begin({"KIND", "NAME", "RULE"});
-  output.Add({kind, shown, RuleText(rule)},
-             {{"kind", kind}, {"name", shown}, {"rule", isSub ? RuleRecord(rule) : nullptr}});
+  Output::Record record = {{"kind", kind}, {"name", shown}};
+  if (isSub) record["match"] = RuleText(rule);
+  output.Add({kind, shown, RuleText(rule)}, std::move(record));
   output.End();
 }
 

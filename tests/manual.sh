@@ -13,9 +13,9 @@ in_help() {
   program=$1
   shift
   "$program" "$@" --help >"$dir/help"
-  sed -n "s/^ \{2,4\}\(-h,\)\{0,1\}\(--[a-z-]*\).*/$* \2/p" "$dir/help" |
+  sed -n "s/^ \{2,4\}\(-[hj],\)\{0,1\}\(--[a-z-]*\).*/$* \2/p" "$dir/help" |
     if [ $# -gt 0 ]; then grep -v -- ' --help$' || true; else cat; fi
-  commands=$(sed -n '/^Subcommands:/,/^$/s/^  \([a-z-]*\) .*/\1/p' "$dir/help")
+  commands=$(sed -n '/^Subcommands:/,/^$/s/^  \([a-z-]*\)[ ,].*/\1/p' "$dir/help")
   [ -n "$commands" ] || echo "$*"
   for command in $commands; do
     (in_help "$program" "$@" "$command")

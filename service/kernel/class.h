@@ -4,9 +4,11 @@
 #include <cstdint>
 #include <optional>
 
+#include "hqosd.h"
+
 namespace hqosd::kernel {
 
-constexpr uint16_t kMajor = 0x1174;  // of hqosd's own qdisc
+constexpr uint16_t kMajor = HQOSD_KERNEL_MAJOR;  // of hqosd's own qdisc
 
 constexpr uint32_t ClassId(uint16_t minor) { return uint32_t{kMajor} << 16 | minor; }
 
