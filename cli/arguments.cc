@@ -121,11 +121,11 @@ std::string ChoiceText(const std::string& text) {
   return "exactly one of these is needed: " + names;
 }
 
-// Words that nothing takes. They may be in the place of a command.
+// Words that nothing takes. They may be in the place of a command, of which `names` are the known.
 std::string ExtrasText(const std::vector<std::string>& extras, const std::string& names) {
   const std::string& first = extras.front();
   if (!names.empty() && !first.starts_with('-')) {
-    return "unknown command " + first + "; there are: " + names;
+    return "unknown command " + first + names;
   }
   if (first.starts_with('-')) return "unknown option " + first;
   std::string words;
@@ -142,7 +142,9 @@ std::string UsageText(const CLI::Error& error, const CLI::App& app) {
     command = command->get_subcommands().front();
     path += ' ' + command->get_name();
   }
-  const std::string names = CommandNames(*command), what = error.what();
+  const std::string what = error.what();
+  std::string names = CommandNames(*command);
+  if (!names.empty()) names = (path.empty() ? ";" : "; after" + path) + " there are: " + names;
   const std::string help = "; see: hqosctl" + path + " --help";
   const std::vector<std::string> extras = app.remaining(true);
   if (Is(error, CLI::ExitCodes::ExtrasError) && !extras.empty()) {
@@ -150,7 +152,7 @@ std::string UsageText(const CLI::Error& error, const CLI::App& app) {
     return text.starts_with("unknown command") ? text : text + help;
   }
   if (Is(error, CLI::ExitCodes::RequiredError) && !names.empty()) {
-    return "a command is needed" + (path.empty() ? "" : " after" + path) + "; there are: " + names;
+    return "a command is needed" + names;
   }
   if (Is(error, CLI::ExitCodes::ArgumentMismatch)) return FormText(what, *command, app);
   if (Is(error, CLI::ExitCodes::RequiredError)) return ChoiceText(what) + help;

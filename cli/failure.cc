@@ -2,6 +2,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <string_view>
 
 #include "cli/deadline.h"
 #include "hqosd.h"
@@ -95,7 +96,12 @@ Output::Record ErrorRecord(const Failure& failure) {
   for (const auto& status : kStatuses) {
     if (status.code == failure.status()) error["name"] = status.name;
   }
-  error["text"] = ShownLines(failure.what());
+  std::string text = ShownLines(failure.what());
+  constexpr std::string_view kPrefix = "\nhqosctl: ";  // of further lines on standard error
+  for (size_t at = 0; (at = text.find(kPrefix, at)) != std::string::npos; ++at) {
+    text.replace(at, kPrefix.size(), "\n");
+  }
+  error["text"] = std::move(text);
   return {{"error", std::move(error)}};
 }
 
