@@ -18,6 +18,7 @@ std::string ShownLines(const std::string& text);
 
 // A column of a table; numbers are aligned at the right.
 struct Column {
+  // NOLINTNEXTLINE(google-explicit-constructor): most columns are a title only
   Column(const char* text, bool numbers = false) : title(text), isNumber(numbers) {}
   std::string title;
   bool isNumber;
