@@ -120,8 +120,8 @@ TEST(Crash, ServesAStoreThatCanOnlyBeRead) {
                           HQOSCTL + " sp show; kill $service"});
     std::filesystem::permissions(service.dir(), perms::owner_all);
     EXPECT_TRUE(
-        outcome.out.ends_with("NAME  ID  UNIT\ngold  1   byte-count\nNAME  ID  UNIT\n"
-                              "gold  1   byte-count\n"))
+        outcome.out.ends_with("NAME  ID  UNIT\ngold   1  byte-count\nNAME  ID  UNIT\n"
+                              "gold   1  byte-count\n"))
         << outcome.out;
     EXPECT_NE(outcome.err.find("hqosctl: nothing is changed, the store fails: "), std::string::npos)
         << outcome.err;
