@@ -46,7 +46,8 @@ class FailingKernel : public net::Kernel {
     kernel.Refuse(message, fails);
     bool isBuilt = true;
     try {
-      enforcer.Build(fresh, Enforcer::Scope::All);
+      enforcer.Begin(fresh, Enforcer::Scope::All);
+      enforcer.Build(fresh, hqosd::Slice());
       enforcer.Finish();
     } catch (const hqosd::Refusal&) {
       isBuilt = false;
@@ -55,7 +56,8 @@ class FailingKernel : public net::Kernel {
       EXPECT_EQ(ReadTrees(), before) << message;
       EXPECT_FALSE(enforcer.due());
       fresh = Next(old, to);
-      enforcer.Build(fresh, Enforcer::Scope::All);
+      enforcer.Begin(fresh, Enforcer::Scope::All);
+      enforcer.Build(fresh, hqosd::Slice());
       enforcer.Finish();
     }
     const bool isLeft = enforcer.due().has_value();

@@ -352,7 +352,7 @@ TEST(Plan, KeepsToWhatTheKernelNeeds) {
   EXPECT_GT(planned, 100u);
 }
 
-// An SP with FGs that all have the FG "all", which has 500 more.
+// An SP with FGs that all have the FG "all", which has 693 more.
 Model Wide(uint16_t count) {
   Model model;
   model.sps.Add("wide", 0);
@@ -366,7 +366,7 @@ Model Wide(uint16_t count) {
     hqosd::Nest(model, above, id, {rule, ""});
   };
   model.fgs.Add("all", 0);
-  for (uint16_t i = 1; i <= 500; ++i) nest(parent(model.fgs.At(0)), 1000 + i, i);
+  for (uint16_t i = 1; i <= 693; ++i) nest(parent(model.fgs.At(0)), 1000 + i, i);
   for (uint16_t i = 1; i <= count; ++i) {
     nest(parent(model.sps.At(0)), i, i);
     nest(parent(model.fgs.At(i)), 0, i);
@@ -375,8 +375,8 @@ Model Wide(uint16_t count) {
 }
 
 TEST(Plan, TakesAllNumbersThatThereAre) {
-  // Each of 130 has itself, "all", 500 children and two leaves of their own: 65,520 numbers.
-  const Model model = Wide(130), tooMuch = Wide(131);
+  // Each of 94 has itself, "all", 693 children and two leaves of their own: 65,518 numbers.
+  const Model model = Wide(94), tooMuch = Wide(95);
   const auto begin = std::chrono::steady_clock::now();
   const KernelClasses classes = NumberClasses(model, FirstSP(model), {});
   const auto numbered = std::chrono::steady_clock::now();
@@ -387,7 +387,7 @@ TEST(Plan, TakesAllNumbersThatThereAre) {
   std::printf("%zu classes: numbered in %ld ms, planned in %ld ms with %zu programs\n",
               tree.classes.size(), ms(begin, numbered),
               ms(numbered, std::chrono::steady_clock::now()), tree.programs.size());
-  EXPECT_EQ(tree.classes.size(), 65'520u + 3);
+  EXPECT_EQ(tree.classes.size(), 65'518u + 3);
   EXPECT_EQ(RefusalOf(tooMuch, {0, kMtu}), "SP wide has more children than the kernel has classes");
 
   // Another SP gets numbers of these when there are no others.
@@ -396,6 +396,11 @@ TEST(Plan, TakesAllNumbersThatThereAre) {
   const KernelClasses reused = NumberClasses(next, FirstSP(next), classes);
   ASSERT_EQ(reused.size(), 2u);
   EXPECT_EQ(reused.begin()->second.minor, kFirstMinor);
+
+  // It leaves alone those of a tree that it replaces, whose counters are not its own.
+  const Tree replaced = Plan(next, kPort);
+  const KernelClasses numbers = NumberClasses(next, FirstSP(next), {}, &replaced);
+  EXPECT_EQ(numbers.begin()->second.minor, kFirstMinor + 1);
 }
 
 }  // namespace

@@ -142,48 +142,68 @@ Enforcer::Ports Enforcer::PortsOf(const Plans& plans) const {
 
 // ---- Changes ------------------------------------------------------------------------------------
 
-void Enforcer::Build(Model& model, Scope scope) try {
+void Enforcer::Begin(Model& model, Scope scope) try {
   Numbers numbers;
   Plans plans = PlanAll(model, scope, numbers);
   RefuseWorse(plans);
-  Ports ports = PortsOf(plans);
   CarryCounters(model, plans, numbers);
-  BuildPorts(plans, ports);
-  Adopt(model, std::move(plans), numbers);
-  ports_ = std::move(ports);
+  Ports ports = PortsOf(plans);
+  for (const auto& [name, port] : ports_) {
+    if (!ports.contains(name)) ports[name] = {name, port.device, 0, nullptr, nullptr};
+  }
+  std::vector<std::string> left;
+  for (const auto& [name, port] : ports) left.push_back(name);
+  change_.emplace(Change{std::move(plans), std::move(ports), std::move(numbers), std::move(left)});
 } catch (const NetlinkError& error) {
   Refuse(HQOSD_NOT_ENFORCEABLE, "the kernel cannot be asked: {}", error.what());
 }
 
-// Brings the kernel from the ports that it has to others. When it refuses one, all are as before.
-void Enforcer::BuildPorts(const Plans& plans, Ports& ports) {
-  for (const auto& [name, port] : ports_) {
-    if (!ports.contains(name)) ports[name] = {name, port.device, 0, nullptr, nullptr};
-  }
-  std::vector<std::string> begun;
-  std::vector<Leftover> leftovers;
+bool Enforcer::Build(Model& model, const Slice& slice) {
   try {
-    for (auto& [name, port] : ports) {
-      const auto before = ports_.find(name);
-      if (IsWaiting(plans, name)) {
-        if (before != ports_.end()) port = before->second;
-        continue;
-      }
-      begun.push_back(name);
-      for (Leftover& one :
-           kernel::Build(netlink_, before == ports_.end() ? nullptr : &before->second, port)) {
-        leftovers.push_back(std::move(one));
-      }
-    }
+    if (!BuildPorts(slice)) return false;
   } catch (const std::runtime_error& failure) {  // a PortFailure or a NetlinkError
     const std::string why = failure.what();
-    for (const std::string& name : begun) Undo(ports.at(name));
+    for (const std::string& name : change_->begun) Undo(change_->ports.at(name));
+    change_.reset();
     Refuse(HQOSD_NOT_ENFORCEABLE, "{}", why);
   }
-  std::erase_if(ports, [&](const auto& one) {
-    return !one.second.out && !one.second.in && !IsWaiting(plans, one.first);
+  Change change = std::move(*change_);
+  change_.reset();
+  std::erase_if(change.ports, [&](const auto& one) {
+    return !one.second.out && !one.second.in && !IsWaiting(change.plans, one.first);
   });
-  leftovers_ = std::move(leftovers);
+  leftovers_ = std::move(change.leftovers);
+  Adopt(model, std::move(change.plans), change.numbers);
+  ports_ = std::move(change.ports);
+  return true;
+}
+
+// Brings the kernel from the ports that it has to those of the change.
+bool Enforcer::BuildPorts(const Slice& slice) {
+  Change& change = *change_;
+  for (;;) {
+    if (change.current) {
+      if (!change.current->Step(slice)) return false;
+      change.ports[change.current->port().name] = change.current->port();
+      for (Work& one : change.current->leftovers()) change.leftovers.push_back(std::move(one));
+      change.current.reset();
+    }
+    if (change.left.empty()) return true;
+    BeginPort(change.left.back());
+    change.left.pop_back();
+  }
+}
+
+void Enforcer::BeginPort(const std::string& name) {
+  const auto known = ports_.find(name);
+  const Port* const before = known == ports_.end() ? nullptr : &known->second;
+  Port& port = change_->ports.at(name);
+  if (!IsWaiting(change_->plans, name)) {
+    change_->begun.push_back(name);
+    change_->current.emplace(netlink_, before, port);
+  } else if (before != nullptr) {
+    port = *before;
+  }
 }
 
 // Brings the interface back to what it had.
@@ -191,8 +211,10 @@ void Enforcer::Undo(const Port& port) try {
   const auto before = ports_.find(port.name);
   Port old =
       before != ports_.end() ? before->second : Port{port.name, port.device, 0, nullptr, nullptr};
-  Remove(netlink_, kernel::Build(netlink_, nullptr, old));
-  if (before != ports_.end()) before->second = old;
+  PortBuild build(netlink_, nullptr, std::move(old));
+  build.Step(Slice());
+  Remove(netlink_, build.leftovers(), Slice());
+  if (before != ports_.end()) before->second = build.port();
 } catch (const std::runtime_error& failure) {
   Log(Level::Error, "interface %s is not as before: %s", Shown(port.name).c_str(), failure.what());
   due_ = Clock::now() + kPatience;
@@ -236,11 +258,13 @@ void Enforcer::Adopt(Model& model, Plans plans, const Numbers& numbers) {
   plans_ = std::move(plans);
 }
 
-void Enforcer::Finish() try {
-  Remove(netlink_, std::exchange(leftovers_, {}));
+bool Enforcer::Finish(const Slice& slice) try {
+  return Remove(netlink_, leftovers_, slice);
 } catch (const std::runtime_error& failure) {
   Log(Level::Error, "something is left over in the kernel: %s", failure.what());
+  leftovers_.clear();
   due_ = Clock::now() + kPatience;
+  return true;
 }
 
 }  // namespace hqosd::kernel

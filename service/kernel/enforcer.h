@@ -21,14 +21,17 @@ class Enforcer {
   // cannot. Changes nothing.
   void Check(Model& model);
 
-  // Brings the kernel to the model except what is left over, and gives the applications their
-  // classes and diagnoses. All applications are planned anew, or those that are dirty. Throws a
-  // Refusal as Check does, or when the kernel refuses; the kernel is then as before.
+  // Begins to bring the kernel to the model except what is left over. All applications are planned
+  // anew, or those that are dirty. Throws a Refusal as Check does; nothing is changed then.
   enum class Scope { All, Dirty };
-  void Build(Model& model, Scope scope);
-  // What is left over is removed after the change has been stored, before the next one.
+  void Begin(Model& model, Scope scope);
+  // Goes on with that. When it returns true that is done, and the model's applications have their
+  // classes and diagnoses. Throws a Refusal when the kernel refuses; the kernel is then as before.
+  bool Build(Model& model, const Slice& slice);
+  // What is left over is removed after the change has been stored, before the next one; true when
+  // that is done.
   bool hasLeftovers() const { return !leftovers_.empty(); }
-  void Finish();
+  bool Finish(const Slice& slice = Slice());
 
   // Brings the kernel to the model, whatever it has; what cannot be enforced gets a diagnosis.
   void Restore(Model& model);
@@ -64,7 +67,18 @@ class Enforcer {
     ChildrenCounters totals;
     std::map<std::vector<std::string>, ChildCounters> byNames;
   };
-  static constexpr std::chrono::minutes kPatience{1};  // between repairs of one interface
+  // What Build is doing.
+  struct Change {
+    Plans plans;
+    Ports ports;
+    Numbers numbers;
+    std::vector<std::string> left;  // interfaces, the next one last
+    std::vector<std::string> begun = {};
+    std::optional<PortBuild> current = std::nullopt;
+    std::vector<Work> leftovers = {};
+  };
+  static constexpr std::chrono::minutes kPatience{1};      // between repairs of one interface
+  static constexpr std::chrono::milliseconds kPause{200};  // between looks at all of them
 
   void ReadInterfaces();
   Link LinkOf(const std::string& name) const;
@@ -74,7 +88,8 @@ class Enforcer {
   static bool IsWaiting(const Plans& plans, const std::string& name);
   void RefuseWorse(const Plans& plans) const;
   Ports PortsOf(const Plans& plans) const;
-  void BuildPorts(const Plans& plans, Ports& ports);
+  bool BuildPorts(const Slice& slice);
+  void BeginPort(const std::string& name);
   void Undo(const Port& port);
   void CarryCounters(const Model& model, const Plans& plans, Numbers& numbers);
   void Adopt(Model& model, Plans plans, const Numbers& numbers);
@@ -90,9 +105,11 @@ class Enforcer {
   std::map<std::string, LinkState> interfaces_;
   Plans plans_;
   Ports ports_;
-  std::vector<Leftover> leftovers_;
+  std::optional<Change> change_;
+  std::vector<Work> leftovers_;
   std::map<ApplyKey, Counted> counted_;
   std::map<std::string, Clock::time_point> repaired_;  // when, by interface
+  Clock::time_point restored_;
   std::optional<Clock::time_point> due_;
 };
 

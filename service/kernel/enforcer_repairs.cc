@@ -11,6 +11,8 @@
 namespace hqosd::kernel {
 
 void Enforcer::Restore(Model& model) try {
+  restored_ = Clock::now();
+  change_.reset();
   leftovers_.clear();
   due_.reset();
   Numbers numbers;
@@ -49,7 +51,10 @@ void Enforcer::RestoreOne(const Model& model, Port& port, Plans& plans, Numbers&
   };
   try {
     if (port.device == 0) return;
-    Remove(netlink_, kernel::Build(netlink_, nullptr, port));
+    PortBuild build(netlink_, nullptr, port);
+    build.Step(Slice());
+    Remove(netlink_, build.leftovers(), Slice());
+    port = build.port();
     ofPort([&](const ApplyKey& key, Plan& plan) {
       if (std::exchange(plan.isWaiting, false)) {
         plan.diag = HQOSD_DIAG_IN_EFFECT;
@@ -87,9 +92,15 @@ bool Enforcer::HasLinkChanged(const Monitor::News& news) {
 }
 
 void Enforcer::LookAround(Model& model) try {
-  const bool isDue = due_ && *due_ <= Clock::now();
+  const auto now = Clock::now();
+  const bool isDue = due_ && *due_ <= now;
   const Monitor::News news = monitor_.Read();
-  if (isDue || news.areLost || HasLinkChanged(news)) return Restore(model);
+  if (isDue || news.areLost || HasLinkChanged(news)) {
+    const auto next = restored_ + kPause;
+    if (next > now) due_ = due_ && !isDue ? std::min(*due_, next) : next;
+    if (next <= now) Restore(model);
+    return;
+  }
   const auto concerns = [](const std::vector<int>& devices, int device) {
     return device != 0 && std::find(devices.begin(), devices.end(), device) != devices.end();
   };

@@ -92,8 +92,10 @@ Message Encode(int device, const RemoveClass& remove) {
   return TcMessage(RTM_DELTCLASS, 0, {device, 0, ClassId(remove.minor)});
 }
 
+// The queue's handle has the number of its class: the kernel searches long for a free one.
 Message Encode(int device, const SetQueue& set) {
-  Message message = TcMessage(RTM_NEWQDISC, kSet, {device, ClassId(set.minor)}, "pfifo");
+  Message message = TcMessage(RTM_NEWQDISC, kSet,
+                              {device, ClassId(set.minor), uint32_t{set.minor} << 16}, "pfifo");
   message.Put(TCA_OPTIONS, tc_fifo_qopt{set.limit});
   return message;
 }

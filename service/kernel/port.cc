@@ -11,49 +11,29 @@ namespace hqosd::kernel {
 
 namespace {
 
-void Do(Netlink& netlink, int device, const std::vector<Operation>& operations) {
-  if (operations.empty()) return;
-  const Outcome outcome = Apply(netlink, device, operations);
-  if (outcome.failure) {
-    const bool isForbidden = outcome.failure->error == EPERM;
-    throw PortFailure(HQOSD_DIAG_KERNEL_FAILS,
-                      fmt::format("the kernel refuses it: {}{}", outcome.failure->text,
-                                  isForbidden ? "; hqosd needs CAP_NET_ADMIN" : ""));
+constexpr size_t kAtOnce = 16;  // operations between looks at the clock
+
+// True when all is done.
+bool DoSome(Netlink& netlink, Work& work, const Slice& slice) {
+  while (work.done < work.operations.size()) {
+    if (slice.IsOver()) return false;
+    const size_t count = std::min(kAtOnce, work.operations.size() - work.done);
+    const auto some = std::span(work.operations).subspan(work.done, count);
+    const Outcome outcome = Apply(netlink, work.device, some);
+    if (outcome.failure) {
+      const bool isForbidden = outcome.failure->error == EPERM;
+      throw PortFailure(HQOSD_DIAG_KERNEL_FAILS,
+                        fmt::format("the kernel refuses it: {}{}", outcome.failure->text,
+                                    isForbidden ? "; hqosd needs CAP_NET_ADMIN" : ""));
+    }
+    work.done += count;
   }
+  return true;
 }
 
-// What removes the tree of the device alone.
-void AddRemoval(const DeviceState& now, int device, std::vector<Leftover>& leftovers) {
-  if (now.isOwn()) leftovers.push_back({device, {RemoveTree{}}});
-}
-
-// Gives the device the tree, or none; `now` is what it has.
-void BuildTree(Netlink& netlink, int device, const DeviceState& now, const TreePtr& tree,
-               std::vector<Leftover>& leftovers) {
-  if (tree == nullptr) return AddRemoval(now, device, leftovers);
-  Steps steps = Difference(now, *tree);
-  Do(netlink, device, steps.build);
-  if (!steps.remove.empty()) leftovers.push_back({device, std::move(steps.remove)});
-}
-
-// The state of a device that has the tree, or of one that is to be read.
-DeviceState StateNow(Netlink& netlink, int device, const TreePtr* built) {
-  return built != nullptr && *built != nullptr ? StateOf(**built) : ReadState(netlink, device);
-}
-
-void BuildOut(Netlink& netlink, const Port* before, const Port& port,
-              std::vector<Leftover>& leftovers) {
-  if (before != nullptr && before->out == port.out) return;
-  const DeviceState now =
-      StateNow(netlink, port.device, before != nullptr ? &before->out : nullptr);
-  if (port.out != nullptr && now.isOthers()) {
-    throw PortFailure(
-        HQOSD_DIAG_OTHERS_QDISC,
-        fmt::format("interface {} has a queueing discipline that somebody else configured ({} "
-                    "{:x}:); remove it with: tc qdisc del dev {} root",
-                    port.name, now.rootKind, now.rootHandle >> 16, port.name));
-  }
-  BuildTree(netlink, port.device, now, port.out, leftovers);
+void Do(Netlink& netlink, int device, std::vector<Operation> operations) {
+  Work work{device, std::move(operations)};
+  DoSome(netlink, work, Slice());
 }
 
 // The index of the ifb of the device; 0: there is none.
@@ -83,53 +63,91 @@ int OpenIfb(Netlink& netlink, int device) {
   return ifb;
 }
 
+}  // namespace
+
+// The ifb gets its tree before any frame comes there.
+const PortBuild::Part PortBuild::kParts[] = {&PortBuild::SetOut, &PortBuild::SetIn,
+                                             &PortBuild::Redirect};
+
+PortBuild::PortBuild(Netlink& netlink, const Port* before, Port port)
+    : netlink_(netlink), port_(std::move(port)) {
+  if (before == nullptr || before->device != port_.device) return;
+  before_ = *before;
+  port_.ifb = before->ifb;
+}
+
+bool PortBuild::Step(const Slice& slice) {
+  if (port_.device == 0) return true;
+  for (;; ++part_) {
+    if (!DoSome(netlink_, work_, slice)) return false;
+    if (part_ == std::size(kParts)) return true;
+    work_ = {};
+    (this->*kParts[part_])();
+  }
+}
+
+// Has the device given the tree, or none; `now` is what it has.
+void PortBuild::SetTree(int device, const DeviceState& now, const TreePtr& tree) {
+  if (tree != nullptr) {
+    Steps steps = Difference(now, *tree);
+    work_ = {device, std::move(steps.build)};
+    if (!steps.remove.empty()) leftovers_.push_back({device, std::move(steps.remove)});
+  } else if (now.isOwn()) {
+    leftovers_.push_back({device, {RemoveTree{}}});
+  }
+}
+
+void PortBuild::SetOut() {
+  if (before_ && before_->out == port_.out) return;
+  const bool isKnown = before_ && before_->out != nullptr;
+  const DeviceState now = isKnown ? StateOf(*before_->out) : ReadState(netlink_, port_.device);
+  if (port_.out != nullptr && now.isOthers()) {
+    throw PortFailure(
+        HQOSD_DIAG_OTHERS_QDISC,
+        fmt::format("interface {} has a queueing discipline that somebody else configured ({} "
+                    "{:x}:); remove it with: tc qdisc del dev {} root",
+                    port_.name, now.rootKind, now.rootHandle >> 16, port_.name));
+  }
+  SetTree(port_.device, now, port_.out);
+}
+
+void PortBuild::SetIn() {
+  if (before_ && before_->in == port_.in) return;
+  if (port_.in == nullptr) return RemoveIn();
+  if (!HadIn()) port_.ifb = OpenIfb(netlink_, port_.device);
+  SetTree(port_.ifb, HadIn() ? StateOf(*before_->in) : ReadState(netlink_, port_.ifb), port_.in);
+}
+
+void PortBuild::RemoveIn() {
+  DeviceState now = ReadState(netlink_, port_.device);
+  now.rootHandle = 0;  // what goes out has a part of its own
+  std::vector<Operation> operations = RemovalOf(now);
+  if (!operations.empty()) leftovers_.push_back({port_.device, std::move(operations)});
+  if (!HadIn()) port_.ifb = FindIfb(netlink_, port_.device);
+  if (port_.ifb != 0) leftovers_.push_back({port_.ifb, {RemoveLink{}}});
+  port_.ifb = 0;
+}
+
 // Sends what comes in to the ifb. A failure leaves no hooks, which nobody else would remove.
-void Redirect(Netlink& netlink, const Port& port) {
-  const DeviceState now = ReadState(netlink, port.device);
-  if (!now.hasHooks) Do(netlink, port.device, {AddHooks{}});
-  if (now.redirect == port.ifb) return;
+void PortBuild::Redirect() {
+  if (port_.in == nullptr || HadIn()) return;
+  const DeviceState now = ReadState(netlink_, port_.device);
+  if (!now.hasHooks) Do(netlink_, port_.device, {AddHooks{}});
+  if (now.redirect == port_.ifb) return;
   try {
-    Do(netlink, port.device, {SetRedirect{port.ifb}});
+    Do(netlink_, port_.device, {SetRedirect{port_.ifb}});
   } catch (const std::runtime_error&) {
-    if (!now.hasHooks) Do(netlink, port.device, {RemoveHooks{}});
+    if (!now.hasHooks) Do(netlink_, port_.device, {RemoveHooks{}});
     throw;
   }
 }
 
-// The ifb gets its tree before any frame comes there.
-void BuildIn(Netlink& netlink, const Port* before, Port& port, std::vector<Leftover>& leftovers) {
-  if (before != nullptr && before->in == port.in) return;
-  const bool isBuilt = before != nullptr && before->in != nullptr;
-  if (port.in != nullptr) {
-    if (!isBuilt) port.ifb = OpenIfb(netlink, port.device);
-    BuildTree(netlink, port.ifb, StateNow(netlink, port.ifb, isBuilt ? &before->in : nullptr),
-              port.in, leftovers);
-    if (isBuilt) return;
-    return Redirect(netlink, port);
+bool Remove(Netlink& netlink, std::vector<Work>& leftovers, const Slice& slice) {
+  for (Work& one : leftovers) {
+    if (!DoSome(netlink, one, slice)) return false;
   }
-  DeviceState now = ReadState(netlink, port.device);
-  now.rootHandle = 0;  // what goes out is built for itself
-  std::vector<Operation> operations = RemovalOf(now);
-  if (!operations.empty()) leftovers.push_back({port.device, std::move(operations)});
-  if (!isBuilt) port.ifb = FindIfb(netlink, port.device);
-  if (port.ifb != 0) leftovers.push_back({port.ifb, {RemoveLink{}}});
-  port.ifb = 0;
-}
-
-}  // namespace
-
-std::vector<Leftover> Build(Netlink& netlink, const Port* before, Port& port) {
-  std::vector<Leftover> leftovers;
-  if (port.device == 0) return leftovers;
-  if (before != nullptr && before->device != port.device) before = nullptr;
-  if (before != nullptr) port.ifb = before->ifb;
-  BuildOut(netlink, before, port, leftovers);
-  BuildIn(netlink, before, port, leftovers);
-  return leftovers;
-}
-
-void Remove(Netlink& netlink, const std::vector<Leftover>& leftovers) {
-  for (const Leftover& one : leftovers) Do(netlink, one.device, one.operations);
+  leftovers.clear();
+  return true;
 }
 
 bool IsAsBuilt(Netlink& netlink, const Port& port) {

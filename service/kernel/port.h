@@ -2,12 +2,14 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
 
 #include "service/kernel/difference.h"
 #include "service/kernel/links.h"
+#include "service/model/slice.h"
 
 namespace hqosd::kernel {
 
@@ -20,10 +22,11 @@ struct Port {
   TreePtr out, in;
 };
 
-// What is left over on a device after a change.
-struct Leftover {
+// Operations for a device, carried out up to number `done`.
+struct Work {
   int device;
   std::vector<Operation> operations;
+  size_t done = 0;
 };
 
 // The kernel has refused something, or somebody else has configured the interface.
@@ -32,13 +35,39 @@ struct PortFailure : std::runtime_error {
   uint32_t diag;  // HQOSD_Diag
 };
 
-// Gives the interface the trees of `port`, and returns what is left over then, to be removed by
-// Remove. `before` is what the kernel has; without it, that is read. Sets the port's ifb. Throws a
-// PortFailure or a NetlinkError half-way.
-std::vector<Leftover> Build(Netlink& netlink, const Port* before, Port& port);
+// Gives an interface the trees of a port. Then something is left over, for Remove.
+class PortBuild {
+ public:
+  // `before` is what the kernel has; without it, that is read.
+  PortBuild(Netlink& netlink, const Port* before, Port port);
 
-// Removes what is left over.
-void Remove(Netlink& netlink, const std::vector<Leftover>& leftovers);
+  // True when that is done. Throws a PortFailure or a NetlinkError half-way.
+  bool Step(const Slice& slice);
+
+  const Port& port() const { return port_; }  // with its ifb
+  std::vector<Work>& leftovers() { return leftovers_; }
+
+ private:
+  using Part = void (PortBuild::*)();
+  static const Part kParts[];
+
+  void SetOut();
+  void SetIn();
+  void RemoveIn();
+  void Redirect();
+  void SetTree(int device, const DeviceState& now, const TreePtr& tree);
+  bool HadIn() const { return before_ && before_->in != nullptr; }
+
+  Netlink& netlink_;
+  std::optional<Port> before_;
+  Port port_;
+  size_t part_ = 0;
+  Work work_{};  // of the part before
+  std::vector<Work> leftovers_;
+};
+
+// Removes what is left over; true when that is done. Throws as PortBuild does.
+bool Remove(Netlink& netlink, std::vector<Work>& leftovers, const Slice& slice);
 
 // Whether the kernel has what was built.
 bool IsAsBuilt(Netlink& netlink, const Port& port);

@@ -1,5 +1,6 @@
 #include "service/kernel/sons.h"
 
+#include "service/kernel/operations.h"
 #include "service/model/objects.h"
 
 namespace hqosd::kernel {
@@ -40,6 +41,8 @@ std::vector<Son> SonsOf(const Model& model, const SPObject& sp) {
 KernelClasses NumberClasses(const Model& model, const SPObject& sp, const KernelClasses& known,
                             const Tree* replaced) {
   std::vector<bool> isKnown(size_t{UINT16_MAX} + 1), isKept(isKnown.size());
+  // Queues have handles of these numbers, which others have already.
+  for (const uint32_t handle : {kTreeHandle, kHooksHandle}) isKept[handle >> 16] = true;
   const auto mark = [](std::vector<bool>& numbers, const KernelClass& one) {
     numbers[one.minor] = numbers[one.ownLeaf] = true;
   };

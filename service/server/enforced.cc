@@ -102,29 +102,41 @@ void Transactor::SaveClasses() {
   }
 }
 
-// Brings the kernel to the model of a transaction before that is stored. A reversal does not depend
-// on it: the kernel is then restored afterwards, as far as that goes.
-void Transactor::Enforce(Transaction& t) {
+// Brings the kernel to the model of a transaction before that is stored; true when that is done. A
+// reversal does not depend on it: the kernel is then restored afterwards, as far as that goes.
+bool Transactor::Enforce(Transaction& t, const Slice& slice) {
+  using Kernel = Transaction::Kernel;
   Model& fresh = t.run.Result();
-  if (t.kernel != Transaction::Kernel::Before) return;
-  KeepClasses(model_, fresh);
-  if (enforcer_ == nullptr) return;
-  if (t.IsCheck()) return enforcer_->Check(fresh);
+  if (!std::exchange(t.hasClasses, true)) KeepClasses(model_, fresh);
+  if (enforcer_ == nullptr) return true;
   try {
-    enforcer_->Build(fresh, kernel::Enforcer::Scope::All);
-    t.kernel = Transaction::Kernel::Built;
+    if (t.IsCheck()) enforcer_->Check(fresh);
+    if (t.kernel == Kernel::Before && !t.IsCheck()) {
+      enforcer_->Begin(fresh, kernel::Enforcer::Scope::All);
+      t.kernel = Kernel::Building;
+    }
+    if (t.kernel == Kernel::Building) {
+      if (!enforcer_->Build(fresh, slice)) return false;
+      t.kernel = Kernel::Built;
+    }
   } catch (const Refusal& refusal) {
+    t.kernel = Kernel::Before;
     if (!t.reverts) throw;
     Log(Level::Error, "%s", refusal.text.c_str());
-    t.kernel = Transaction::Kernel::Unknown;
+    t.kernel = Kernel::Unknown;
   }
+  return true;
 }
 
 // Makes the state of a transaction the present one, or checks it; true when that is done.
 bool Transactor::Complete(Transaction& t, const Slice& slice) {
-  Enforce(t);
-  if (!t.IsCheck() && !Install(t, slice)) return false;
-  if (t.kernel == Transaction::Kernel::Built) enforcer_->Finish();
+  if (!t.isInstalled) {
+    if (!Enforce(t, slice)) return false;
+    if (t.IsCheck()) return true;
+    if (!Install(t, slice)) return false;
+    t.isInstalled = true;
+  }
+  if (t.kernel == Transaction::Kernel::Built) return enforcer_->Finish(slice);
   if (t.kernel == Transaction::Kernel::Unknown) enforcer_->Restore(model_);
   return true;
 }
@@ -136,20 +148,51 @@ Response Transactor::RespondEnforced(const Bytes& request) {
   }
   try {
     if (enforcer_->hasLeftovers()) Flush();
+    enforcer_->LookAround(model_);
     Model before = model_.Copy();
     Response response = hqosd::Respond(model_, request.data(), request.size());
     if (!response.isAcceptedChange) return response;
+    bool isBuilt = false;
     try {
-      enforcer_->Build(model_, kernel::Enforcer::Scope::Dirty);
-      return response;
+      enforcer_->Begin(model_, kernel::Enforcer::Scope::Dirty);
+      isBuilt = enforcer_->Build(model_, Slice(kSlice));
     } catch (const Refusal&) {
       before.counters = std::move(model_.counters);
       model_ = std::move(before);
       throw;
     }
+    if (!isBuilt) GoOnLater(request, std::move(before), response);
+    return response;
   } catch (const Refusal& refusal) {
     return RefuseRequest(request, refusal);
   }
+}
+
+// A command whose classes take long goes on as a transaction that leaves no history.
+void Transactor::GoOnLater(const Bytes& request, Model before, Response& response) {
+  Model fresh = std::move(model_);
+  before.counters = std::move(fresh.counters);
+  model_ = std::move(before);
+  try {
+    Flush();  // commands before it
+  } catch (const Refusal&) {
+    enforcer_->Restore(model_);
+    throw;
+  }
+  hqos::StateHead head{};
+  head.format = hqos::kStateFormat;
+  head.mode = HQOSD_MODE_CHANGE;
+  head.length = hqos::kStateHead.size;
+  auto t = std::make_unique<Transaction>(model_, Encoded(hqos::kStateHead, head), "");
+  t->reader.Step(Slice(), t->file);
+  t->run.Step(Slice());
+  t->run.Result() = std::move(fresh);
+  t->hasClasses = true;
+  t->kernel = Transaction::Kernel::Building;
+  t->command = request;
+  t->ticket = response.ticket = ++lastTicket_;
+  response.isAcceptedChange = false;
+  underway_ = std::move(t);
 }
 
 }  // namespace hqosd

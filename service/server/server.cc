@@ -50,7 +50,7 @@ Server::Server(int listener, Transactor& transactor, Access access)
       -1, 0, [](evutil_socket_t, short, void*) {}, this);  // ends a turn
   if (transactor_.KernelFd() >= 0) {
     const auto look = [](evutil_socket_t, short, void* self) {
-      static_cast<Server*>(self)->transactor_.LookAround();
+      static_cast<Server*>(self)->LookAround();
     };
     kernel_ = NewEvent(transactor_.KernelFd(), EV_READ | EV_PERSIST, look, this);
   }
@@ -89,13 +89,17 @@ bool Server::Run() {
 // wakes the loop then.
 void Server::WatchDeadline() {
   transactor_.RevertIfDue();
-  if (transactor_.IsLookDue()) transactor_.LookAround();
+  if (transactor_.IsLookDue()) LookAround();
   constexpr timeval kPause{1, 0};
   if (!transactor_.Deadline() && !transactor_.WaitsForKernel()) {
     event_del(deadline_.get());
   } else if (event_pending(deadline_.get(), EV_TIMEOUT, nullptr) == 0) {
     event_add(deadline_.get(), &kPause);
   }
+}
+
+void Server::LookAround() try { transactor_.LookAround(); } catch (const std::bad_alloc&) {
+  LogBounded("cannot look at the kernel: out of memory");
 }
 
 // Carries out a slice of a transaction, and answers what it completes.

@@ -48,6 +48,7 @@ class Server {
   void Finish();
   void Continue();
   void WatchDeadline();
+  void LookAround();
   void DropOne();
   void MakeRoom(int reason);
   EventPtr NewEvent(int fd, short what, event_callback_fn callback, void* argument);

@@ -12,8 +12,6 @@ namespace hqosd {
 
 namespace {
 
-constexpr std::chrono::milliseconds kSlice{10};
-
 uint64_t Now() { return static_cast<uint64_t>(std::time(nullptr)); }
 
 // As many of the refusals as fit.
@@ -89,8 +87,13 @@ std::optional<Bytes> Transactor::Step(const Slice& slice) {
   if (refusal.code != 0 && t->kernel != Transaction::Kernel::Before) enforcer_->Restore(model_);
   if (t->reverts) LogRevert(*t->reverts, refusal);
 
-  Bytes reply = StateReply(refusal.code, refusal.text, history_.revision);
-  AppendRefusals(refusals, reply);
+  Bytes reply;
+  if (t->command.empty()) {
+    reply = StateReply(refusal.code, refusal.text, history_.revision);
+    AppendRefusals(refusals, reply);
+  } else {
+    reply = RefuseRequest(t->command, refusal).reply;  // or its success: code 0
+  }
   past_ = std::move(t);  // takes long, too
   return reply;
 }
@@ -130,8 +133,8 @@ bool Transactor::Install(Transaction& t, const Slice& slice) {
 
 // Makes the history that has the present state, and adds its rows.
 bool Transactor::Keep(Transaction& t, const Slice& slice) {
-  if (!t.kept) t.kept.emplace(model_, history_.revision);
-  if (!t.kept->Step(slice)) return false;
+  if (!t.kept && t.command.empty()) t.kept.emplace(model_, history_.revision);
+  if (t.kept && !t.kept->Step(slice)) return false;
   std::vector<Change>& changes = t.rows.Changes();
   changes.insert(changes.begin(), repairs_.begin(), repairs_.end());
   History history = history_;
@@ -140,7 +143,7 @@ bool Transactor::Keep(Transaction& t, const Slice& slice) {
   const hqos::StateHead& head = t.file.head;
   const std::string comment = t.comment.empty() ? head.comment : t.comment;
   comment.copy(what.comment, sizeof what.comment - 1);
-  history.Keep(*t.kept, what, changes);
+  if (t.kept) history.Keep(*t.kept, what, changes);
   history.pending.reset();
   if (head.confirm != 0) history.pending = PendingState{Now() + head.confirm, history.revision};
   ++history.revision;

@@ -26,13 +26,17 @@ struct Transaction {
   StateReader reader;
   StateFile file;  // in the bytes
   std::string user;
+  Bytes command;                    // the request, when it is one that takes long; else empty
   uint64_t ticket = 0;              // of the reply; 0: nobody waits for it
   std::string comment;              // instead of the one in the file, unless it is empty
   std::optional<uint64_t> reverts;  // to this revision, because it was not confirmed
 
   TransactionRun run;
-  // What the kernel has: as before, the new state, or none of both until it is restored.
-  enum class Kernel { Before, Built, Unknown } kernel = Kernel::Before;
+  // What the kernel has: as before, parts of the new state, the new one, or neither until it is
+  // restored.
+  enum class Kernel { Before, Building, Built, Unknown } kernel = Kernel::Before;
+  bool hasClasses = false;  // the new state has those of the old one
+  bool isInstalled = false;
   Differences rows;
   std::optional<KeptExport> kept;  // of the state before
   std::optional<History> history;  // with it

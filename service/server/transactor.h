@@ -35,6 +35,8 @@ struct LateReply {
 
 struct Transaction;
 
+constexpr std::chrono::milliseconds kSlice{10};  // of the event loop
+
 class Transactor {
  public:
   explicit Transactor(Model model);
@@ -83,6 +85,7 @@ class Transactor {
 
  private:
   Response RespondEnforced(const Bytes& request);
+  void GoOnLater(const Bytes& request, Model before, Response& response);
   void SaveClasses();
   std::string Reload();
   std::string Save();
@@ -96,7 +99,7 @@ class Transactor {
   Bytes Begin(std::unique_ptr<Transaction> transaction, uint64_t& ticket);
   std::optional<Bytes> Step(const Slice& slice);
   bool Complete(Transaction& t, const Slice& slice);
-  void Enforce(Transaction& t);
+  bool Enforce(Transaction& t, const Slice& slice);
   bool Install(Transaction& t, const Slice& slice);
   bool Keep(Transaction& t, const Slice& slice);
   std::string WriteSome(const std::vector<Change>& changes, const Slice& slice, size_t& done);
