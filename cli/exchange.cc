@@ -250,14 +250,14 @@ Status ReadStatus() {
 
 uint64_t Confirm() {
   const Verdict verdict = Decide(HQOSD_MODE_CONFIRM);
-  if (verdict.code != 0) throw Failure(kRefused, verdict.refusal);
+  if (verdict.code != 0) throw Failure(kRefused, verdict.refusal, verdict.code);
   return verdict.revision;
 }
 
 std::optional<uint64_t> Revert() {
   const Verdict verdict = Decide(HQOSD_MODE_REVERT);
   if (verdict.code == HQOSD_NOT_FOUND) return std::nullopt;
-  if (verdict.code != 0) throw Failure(kRefused, verdict.refusal);
+  if (verdict.code != 0) throw Failure(kRefused, verdict.refusal, verdict.code);
   return verdict.revision;
 }
 

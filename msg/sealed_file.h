@@ -8,6 +8,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <cstring>
 #include <vector>
@@ -45,18 +46,21 @@ class SealedFile {
   int fd_;
 };
 
-// Reads all of a file that has at most `max` bytes. False, with errno, when that fails.
-inline bool ReadFile(int fd, uint64_t max, std::vector<uint8_t>& bytes) {
+// The size of a file; 0 when it is unknown.
+inline uint64_t SizeOf(int fd) {
   struct stat file {};
-  if (fstat(fd, &file) != 0) return false;
-  errno = EFBIG;
-  if (static_cast<uint64_t>(file.st_size) > max) return false;
-  bytes.resize(static_cast<size_t>(file.st_size));
+  return fstat(fd, &file) == 0 ? static_cast<uint64_t>(file.st_size) : 0;
+}
+
+// Reads the first `size` bytes of a file, or all if it has fewer. False, with errno, when that
+// fails.
+inline bool ReadFile(int fd, uint64_t size, std::vector<uint8_t>& bytes) {
+  bytes.resize(static_cast<size_t>(std::min(size, SizeOf(fd))));
   for (size_t done = 0; done < bytes.size();) {
-    const ssize_t size =
+    const ssize_t read =
         pread(fd, bytes.data() + done, bytes.size() - done, static_cast<off_t>(done));
-    if (size <= 0) return false;
-    done += static_cast<size_t>(size);
+    if (read <= 0) return false;
+    done += static_cast<size_t>(read);
   }
   return true;
 }

@@ -42,7 +42,7 @@ std::string NameOf(uid_t user) {
 
 }  // namespace
 
-Response RespondGuarded(Transactor& transactor, const Bytes& request, Bytes file,
+Response RespondGuarded(Transactor& transactor, const Bytes& request, const RequestFile& file,
                         const Sender& sender, Bytes& out) {
   const bool isCommand = IsCommand(request);
   if (isCommand && !sender.mayConfigure) {
@@ -54,8 +54,7 @@ Response RespondGuarded(Transactor& transactor, const Bytes& request, Bytes file
   if (!KeepReserve() && isCommand) return RefuseRequest(request, {HQOSD_NO_MEMORY, kShort});
   try {
     if (IsState(request)) {
-      return transactor.RespondState(request, std::move(file), NameOf(sender.user),
-                                     sender.mayConfigure, out);
+      return transactor.RespondState(request, file, NameOf(sender.user), sender.mayConfigure, out);
     }
     return transactor.Respond(request);
   } catch (const std::bad_alloc&) {

@@ -17,7 +17,7 @@ struct Sender {
 // otherwise the transactor responds. A command that runs out of memory in the middle ends the
 // process: the store has all that was acknowledged. A transaction works on a copy. `file` came with
 // the request; `out` is to go with the reply.
-Response RespondGuarded(Transactor& transactor, const Bytes& request, Bytes file,
+Response RespondGuarded(Transactor& transactor, const Bytes& request, const RequestFile& file,
                         const Sender& sender, Bytes& out);
 
 }  // namespace hqosd

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <iterator>
-#include <new>
 #include <optional>
 
 #include "msg/sealed_file.h"
@@ -10,24 +9,21 @@
 
 namespace hqosd {
 
-namespace {
+RequestFile::~RequestFile() {
+  if (fd_ >= 0) close(fd_);
+}
 
-// The contents of a file that nobody can change any more; nothing when memory is short.
-Bytes ReadSealed(int fd) try {
-  const int seals = fcntl(fd, F_GET_SEALS);
+Bytes RequestFile::Read(uint64_t size) const {
+  const int seals = fcntl(fd_, F_GET_SEALS);
+  const bool isFinal = seals >= 0 && (seals & hqos::kSeals) == hqos::kSeals;
   Bytes bytes;
-  if (seals < 0 || (seals & hqos::kSeals) != hqos::kSeals ||
-      !hqos::ReadFile(fd, hqos::kMaxStateFile, bytes)) {
+  if (!isFinal || hqos::SizeOf(fd_) > hqos::kMaxStateFile || !hqos::ReadFile(fd_, size, bytes)) {
     return {};
   }
   return bytes;
-} catch (const std::bad_alloc&) {
-  return {};
 }
 
-}  // namespace
-
-ssize_t ReceiveRequest(int fd, Bytes& request, Bytes& file) {
+ssize_t ReceiveRequest(int fd, Bytes& request, RequestFile& file) {
   request.resize(HQOS_MSG_MAX + 1);
   hqos::MessageWithFile message(request.data(), request.size());
   message.Expect();
@@ -41,7 +37,7 @@ ssize_t ReceiveRequest(int fd, Bytes& request, Bytes& file) {
   const size_t count = (head->cmsg_len - CMSG_LEN(0)) / sizeof(int);
   std::memcpy(passed, CMSG_DATA(head), std::min(count, std::size(passed)) * sizeof(int));
   const bool isState = request.size() > 3 && request[3] == HQOSD_OP_STATE;
-  if (isState && count == 1) file = ReadSealed(passed[0]);
+  if (isState && count == 1) file = RequestFile(std::exchange(passed[0], -1));
   for (const int one : passed) {
     if (one >= 0) close(one);
   }

@@ -206,14 +206,14 @@ void Server::Serve(Client& client, short what) {
 // Takes the client's request and has it answered. False when it has closed, let its time run out,
 // or sent a second one.
 bool Server::Take(Client& client, short what) {
-  Bytes bytes, file;
+  Bytes bytes;
+  RequestFile file;
   const ssize_t length = (what & EV_READ) != 0 ? ReceiveRequest(client.fd, bytes, file) : 0;
   if (length < 0 && (errno == EAGAIN || errno == EINTR)) return true;
   if (length <= 0 || client.answered) return false;
   Exchange exchange{std::move(bytes), {}, client.fd, client.order};
   const Sender sender{client.user, access_.MayConfigure(client.fd)};
-  exchange.response =
-      RespondGuarded(transactor_, exchange.request, std::move(file), sender, exchange.file);
+  exchange.response = RespondGuarded(transactor_, exchange.request, file, sender, exchange.file);
   client.answered = true;
   client.waits = exchange.response.ticket != 0;
   if (client.waits) {

@@ -37,8 +37,8 @@ void Transactor::Flush() {
   if (!failure_.empty()) Refuse(HQOSD_NOT_STORED, "the store fails: {}", failure_);
 }
 
-Response Transactor::RespondState(const Bytes& request, Bytes file, const std::string& user,
-                                  bool mayConfigure, Bytes& out) {
+Response Transactor::RespondState(const Bytes& request, const RequestFile& file,
+                                  const std::string& user, bool mayConfigure, Bytes& out) {
   Response response;
   response.isCommand = true;  // it is not repeated when the turn cannot be stored
   try {
@@ -52,7 +52,7 @@ Response Transactor::RespondState(const Bytes& request, Bytes file, const std::s
       response.reply = StateReply(0, "", history_.revision);
       AppendRecord(response.reply, HQOSD_TLV_STATUS, hqos::kServiceStatus, tally_.Status(model_));
     } else if (tlv.type == HQOSD_STATE_TRANSACT) {
-      response.reply = Transact(std::move(file), user, mayConfigure, response.ticket);
+      response.reply = Transact(file, user, mayConfigure, response.ticket);
     } else {
       Refuse(HQOSD_UNKNOWN, "request {} of class {} is not known", tlv.type, head.opClass);
     }
@@ -77,10 +77,12 @@ Bytes Transactor::Export(const hqos::Tlv& request, Bytes& out) {
   return StateReply(0, "", history_.revision);
 }
 
-Bytes Transactor::Transact(Bytes bytes, const std::string& user, bool mayConfigure,
+// A request that is refused because of its head costs no more than the head.
+Bytes Transactor::Transact(const RequestFile& from, const std::string& user, bool mayConfigure,
                            uint64_t& ticket) {
   hqos::StateHead head{};
-  Decode(hqos::kStateHead, bytes.data(), bytes.size(), head);
+  const Bytes first = from.Read(hqos::kStateHead.size);
+  Decode(hqos::kStateHead, first.data(), first.size(), head);
   const bool decides = head.mode == HQOSD_MODE_CONFIRM || head.mode == HQOSD_MODE_REVERT;
   if (!mayConfigure && (head.check == 0 || decides)) {
     Refuse(HQOSD_NOT_ALLOWED,
@@ -90,6 +92,7 @@ Bytes Transactor::Transact(Bytes bytes, const std::string& user, bool mayConfigu
   MakeWay();
   if (decides) {
     if (head.check != 0) Refuse(HQOSD_MALFORMED, "the file: only commands can be checked");
+    const Bytes bytes = from.Read(hqos::kMaxStateFile);
     StateFile file;
     StateReader(bytes).Step(Slice(), file);
     if (!history_.pending) Refuse(HQOSD_NOT_FOUND, "no transaction waits for its confirmation");
@@ -98,11 +101,10 @@ Bytes Transactor::Transact(Bytes bytes, const std::string& user, bool mayConfigu
     return StateReply(0, "", history_.revision);
   }
   if (history_.pending) Refuse(HQOSD_UNCONFIRMED, "{}", UnconfirmedText(*history_.pending));
-  auto transaction = std::make_unique<Transaction>(model_, std::move(bytes), user);
   if (head.revision != hqos::kAnyRevision && head.revision != history_.revision) {
     Refuse(HQOSD_STALE, "revision {} expected, {} found", head.revision, history_.revision);
   }
-  return Begin(std::move(transaction), ticket);
+  return Begin(std::make_unique<Transaction>(model_, from.Read(hqos::kMaxStateFile), user), ticket);
 }
 
 }  // namespace hqosd

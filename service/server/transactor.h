@@ -6,6 +6,7 @@
 #include "service/requests/dispatch.h"
 #include "service/requests/state.h"
 #include "service/server/history.h"
+#include "service/server/message.h"
 #include "service/server/tally.h"
 #include "service/store/store.h"
 
@@ -67,7 +68,7 @@ class Transactor {
   // Carries out a request about the state as a whole, which came with `file`. A transaction is
   // stored when this returns, unless the response has a ticket: then Continue() returns the reply.
   // The file of an export goes to `out`.
-  Response RespondState(const Bytes& request, Bytes file, const std::string& user,
+  Response RespondState(const Bytes& request, const RequestFile& file, const std::string& user,
                         bool mayConfigure, Bytes& out);
 
   // Whether there is something for Continue() to do.
@@ -94,7 +95,8 @@ class Transactor {
   void Settle(std::vector<Exchange>& exchanges);
   void Flush();
   Bytes Export(const hqos::Tlv& request, Bytes& out);
-  Bytes Transact(Bytes bytes, const std::string& user, bool mayConfigure, uint64_t& ticket);
+  Bytes Transact(const RequestFile& from, const std::string& user, bool mayConfigure,
+                 uint64_t& ticket);
   void MakeWay();
   Bytes Begin(std::unique_ptr<Transaction> transaction, uint64_t& ticket);
   std::optional<Bytes> Step(const Slice& slice);
