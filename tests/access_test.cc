@@ -12,6 +12,8 @@
 
 #include <vector>
 
+#include "msg/sealed_file.h"
+#include "service/server/transactor.h"
 #include "tests/client.h"
 #include "tests/process.h"
 
@@ -119,6 +121,40 @@ TEST(Access, OthersQueryUnlessTheServiceIsOpen) {
     EXPECT_EQ(shown.status, 0) << shown.err;
     EXPECT_NE(shown.out.find("\"gold\""), std::string::npos);
     EXPECT_EQ(ask("sp show tin").status, open ? 0 : 1);
+  }
+}
+
+// A decision is a change even where its file says that it only checks.
+TEST(Access, OthersOnlyCheckTransactions) {
+  const struct {
+    uint32_t mode, check, code, codeForOthers;
+  } cases[] = {
+      {HQOSD_MODE_REPLACE, 0, 0, HQOSD_NOT_ALLOWED},
+      {HQOSD_MODE_REPLACE, 1, 0, 0},
+      {HQOSD_MODE_CONFIRM, 0, HQOSD_NOT_FOUND, HQOSD_NOT_ALLOWED},
+      {HQOSD_MODE_CONFIRM, 1, HQOSD_MALFORMED, HQOSD_NOT_ALLOWED},
+      {HQOSD_MODE_REVERT, 0, HQOSD_NOT_FOUND, HQOSD_NOT_ALLOWED},
+      {HQOSD_MODE_REVERT, 1, HQOSD_MALFORMED, HQOSD_NOT_ALLOWED},
+  };
+  hqosd::Transactor transactor((hqosd::Model()));
+  const std::vector<uint8_t> request{8, 1, 1, HQOSD_OP_STATE,       1, 0,
+                                     0, 0, 0, HQOSD_STATE_TRANSACT, 0, 0};
+  for (const auto& c : cases) {
+    std::vector<uint8_t> bytes(hqos::kStateHead.size), out;
+    const hqos::StateHead head{hqos::kStateFormat, c.mode, c.check, 0, hqos::kAnyRevision,
+                               bytes.size(),       0,      0,       {}};
+    hqos::Encode(hqos::kStateHead, head, bytes.data());
+    const hqosd::RequestFile file(dup(hqos::SealedFile(bytes).fd()));
+    for (const bool mayConfigure : {true, false}) {
+      const std::vector<uint8_t> reply =
+          transactor.RespondState(request, file, "somebody", mayConfigure, out).reply;
+      HQOS_Result result{};
+      hqos::Tlv tlv = hqos::FirstTlv(reply.data(), static_cast<uint16_t>(reply.size()));
+      ASSERT_TRUE(hqos::Decode(hqos::kResultCode, tlv.value, tlv.length, result));
+      EXPECT_EQ(result.code, mayConfigure ? c.code : c.codeForOthers)
+          << c.mode << " check " << c.check;
+      while (transactor.IsBusy()) transactor.Continue();
+    }
   }
 }
 
