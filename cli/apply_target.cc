@@ -109,7 +109,9 @@ HQOS_AppObj ApplyTarget::Object(bool mustExist, bool byPrefix) const {
   obj.param = static_cast<uint32_t>(dir);
   if (!interface_.empty()) {
     std::set<std::string> names = InterfaceNames();
-    if (!mustExist) {
+    if (!mustExist && Collection::Active() != nullptr) {
+      names.insert(interface_);  // the service decides
+    } else if (!mustExist) {
       for (const HQOS_ApplyInfo& info : ReadInterfaces(false)) names.insert(info.obj.name);
     }
     const std::string name = Find(interface_, names, byPrefix);

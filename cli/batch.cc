@@ -4,10 +4,13 @@
 #include <cstdio>
 #include <cstring>
 #include <iostream>
+#include <optional>
+#include <set>
 
 #include "cli/arguments.h"
 #include "cli/commands.h"
 #include "cli/deadline.h"
+#include "cli/exchange.h"
 #include "cli/failure.h"
 #include "cli/output.h"
 
@@ -39,11 +42,23 @@ std::vector<std::string> Words(const std::string& line) {
   return words;
 }
 
+// Refuses commands that change nothing in the service, or something else, before they begin. What
+// these groups have of queries fails because it needs a socket.
+void AllowOnlyChanges(CLI::App& app) {
+  static const std::set<std::string> kGroups{"sp",     "fg",    "fp",    "dp",     "nest",
+                                             "unnest", "match", "apply", "unapply"};
+  for (CLI::App* const one : app.get_subcommands({})) {
+    if (kGroups.contains(one->get_name())) continue;
+    one->preparse_callback([](size_t) { RefuseInCollection(); });
+  }
+}
+
 // Runs one line. Throws a Failure unless it succeeds.
 void RunLine(const std::string& line, Output& output) {
   CLI::App app("a command of hqosctl");
   app.set_help_flag();
   AddCommands(app, output);
+  if (Collection::Active() != nullptr) AllowOnlyChanges(app);
   RestartTimeout();
   try {
     std::vector<std::string> words = Words(line);
@@ -66,10 +81,37 @@ void Report(const Failure& failure, const std::string& file, int line, Output& o
   std::cerr << "hqosctl: " << file << ':' << line << ": " << ShownLines(failure.what()) << '\n';
 }
 
+// Sends the commands, which came from these lines, as one transaction.
+int Commit(const client::Commands& commands, const std::vector<int>& lines, const std::string& file,
+           Output& output) {
+  RestartTimeout();
+  Transaction transaction;
+  transaction.isReplace = false;
+  transaction.commands = commands.bytes;
+  transaction.count = commands.count;
+  const Verdict verdict = Send(transaction);
+  for (const RefusedCommand& one : verdict.commands) {
+    Report(Failure(kRefused, one.text, one.code), file,
+           one.position < lines.size() ? lines[one.position] : 0, output);
+  }
+  if (!verdict.commands.empty()) return kRefused;
+  if (verdict.code != 0) throw Failure(kRefused, verdict.refusal, verdict.code);
+  if (output.json) {
+    output.Document()
+        << Output::Record{{"commands", commands.count}, {"revision", verdict.revision}}.dump();
+  } else {
+    std::cout << "revision " << verdict.revision << '\n';
+  }
+  return kDone;
+}
+
 }  // namespace
 
-int RunBatch(std::istream& in, const std::string& file, bool force, Output& output) {
+int RunBatch(std::istream& in, const std::string& file, Batch kind, Output& output) {
   output.BeginBatch();
+  std::optional<Collection> collection;
+  if (kind == Batch::kAtomic) collection.emplace();
+  std::vector<int> lines;  // of the commands that are collected
   int result = kDone;
   std::string line;
   int number = 1;
@@ -79,14 +121,18 @@ int RunBatch(std::istream& in, const std::string& file, bool force, Output& outp
     } catch (const Failure& failure) {
       Report(failure, file, number, output);
       if (result == kDone) result = failure.code();
-      if (!force || failure.code() == kNoService) break;
+      if (kind == Batch::kPlain || failure.code() == kNoService) break;
     }
+    if (collection) lines.resize(collection->commands().count, number);
   }
   // Standard input reports its errors to the C library only.
   if (in.bad() || (&in == &std::cin && std::ferror(stdin) != 0)) {
     throw Failure(kUsage, file + ':' + std::to_string(number) + ": cannot be read");
   }
-  return result;
+  if (!collection || result != kDone) return result;
+  const client::Commands commands = collection->commands();
+  collection.reset();
+  return Commit(commands, lines, file, output);
 }
 
 }  // namespace hqosctl

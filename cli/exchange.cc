@@ -107,7 +107,7 @@ Reply Exchange(uint16_t type, const void* value, uint16_t length, const Bytes& f
 struct Answer {
   HQOS_Result result{};
   uint64_t revision = 0;
-  std::vector<std::string> refusals;
+  std::vector<RefusedCommand> refusals;
   std::optional<hqos::ServiceStatus> status;
 };
 
@@ -133,7 +133,8 @@ Answer ReadAnswer(const Bytes& message) {
       answer.revision = revision.value;
     } else if (tlv.type == HQOSD_TLV_REFUSAL &&
                Decode(hqos::kStateRefusal, tlv.value, tlv.length, refusal)) {
-      answer.refusals.push_back(text(tlv, hqos::kStateRefusal.size));
+      answer.refusals.push_back(
+          {refusal.position, refusal.code, text(tlv, hqos::kStateRefusal.size)});
     } else if (tlv.type == HQOSD_TLV_STATUS &&
                Decode(hqos::kServiceStatus, tlv.value, tlv.length, status)) {
       answer.status = status;
@@ -158,7 +159,10 @@ Exported Export(uint32_t what, uint64_t revision) {
 }
 
 Verdict Transact(const Bytes& file) {
-  const Answer answer = ReadAnswer(Exchange(HQOSD_STATE_TRANSACT, nullptr, 0, file).message);
+  if (file.size() > hqos::kMaxStateFile) {
+    throw Failure(kRefused, "the transaction is larger than 64 MB");
+  }
+  Answer answer = ReadAnswer(Exchange(HQOSD_STATE_TRANSACT, nullptr, 0, file).message);
   Verdict verdict;
   verdict.revision = answer.revision;
   verdict.code = answer.result.code;
@@ -166,8 +170,9 @@ Verdict Transact(const Bytes& file) {
   if (answer.result.code == 0) return verdict;
   verdict.refusal = answer.result.text;
   for (size_t i = 1; i < answer.refusals.size(); ++i) {
-    verdict.refusal += "\nhqosctl: " + answer.refusals[i];
+    verdict.refusal += "\nhqosctl: " + answer.refusals[i].text;
   }
+  verdict.commands = std::move(answer.refusals);
   return verdict;
 }
 

@@ -31,11 +31,18 @@ struct Transaction {
   uint32_t count = 0;
 };
 
+// A command that was refused, by its place in the transaction.
+struct RefusedCommand {
+  uint32_t position, code;
+  std::string text;
+};
+
 struct Verdict {
-  uint64_t revision = 0;  // after the transaction; without change, the present one
-  uint32_t code = 0;      // an HQOSD_Status
-  bool isStale = false;   // refused because of the expected revision
-  std::string refusal;    // "": done; otherwise why not, a line for each reason
+  uint64_t revision = 0;                 // after the transaction; without change, the present one
+  uint32_t code = 0;                     // an HQOSD_Status
+  bool isStale = false;                  // refused because of the expected revision
+  std::string refusal;                   // "": done; otherwise why not, a line for each reason
+  std::vector<RefusedCommand> commands;  // that are refused; none where that is not the reason
 };
 
 Verdict Send(const Transaction& transaction);

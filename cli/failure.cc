@@ -63,6 +63,7 @@ std::string NoServiceText() {
 }
 
 void CheckRoundTrip(uint32_t status) {
+  if (Collection::Active() != nullptr) RefuseInCollection();
   if (status == HQOS_ERR_FAILED && TimeLeft() <= std::chrono::nanoseconds::zero()) {
     throw Failure(kNoService, "the service has not answered in time", status);
   }
@@ -103,6 +104,10 @@ Output::Record ErrorRecord(const Failure& failure) {
   }
   error["text"] = std::move(text);
   return {{"error", std::move(error)}};
+}
+
+void RefuseInCollection() {
+  throw Failure(kUsage, "an atomic batch has only commands that change the hierarchy");
 }
 
 void NoteConnection(int reason) { g_connectReason = reason; }

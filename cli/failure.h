@@ -5,6 +5,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "cli/collection.h"
 #include "cli/output.h"
 #include "hqos.h"
 
@@ -28,6 +29,9 @@ class Failure : public std::runtime_error {
 // {"error": {"code", "name", "text"}}; code and name are left out when there is no status.
 Output::Record ErrorRecord(const Failure& failure);
 
+// For commands that cannot be collected.
+[[noreturn]] void RefuseInCollection();
+
 // Why the last connection to the service failed (errno); 0 when it did not.
 void NoteConnection(int reason);
 
@@ -42,11 +46,12 @@ Value ToC(Value value) {
   return value;
 }
 
-// Calls a command of the library; throws a Failure unless it succeeds.
+// Calls a command of the library, or collects it; throws a Failure unless it succeeds.
 template <class... Parameters, class... Arguments>
 void Do(uint32_t (*command)(Parameters...), const Arguments&... arguments) {
   HQOS_Result result{};
   const uint32_t status = command(ToC(arguments)..., &result);
+  if (Collection* const collection = Collection::Active()) return collection->Keep();
   CheckCommand(status, result);
 }
 

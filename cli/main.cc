@@ -12,25 +12,27 @@
 
 #include "cli/arguments.h"
 #include "cli/batch.h"
+#include "cli/collection.h"
 #include "cli/commands.h"
 #include "cli/complete.h"
 #include "cli/deadline.h"
 #include "cli/failure.h"
 #include "cli/output.h"
 #include "platform/lip.h"
+#include "platform/stlv.h"
 
 namespace {
 
 using hqosctl::Failure;
 
-int RunBatchFile(const std::string& file, bool force, hqosctl::Output& output) {
+int RunBatchFile(const std::string& file, hqosctl::Batch kind, hqosctl::Output& output) {
   // A closed descriptor would be that of the next socket.
   const bool isOpen = fcntl(STDIN_FILENO, F_GETFD) >= 0;
   if (file == "-" && !isOpen) throw Failure(hqosctl::kUsage, "standard input is closed");
-  if (file == "-") return hqosctl::RunBatch(std::cin, "standard input", force, output);
+  if (file == "-") return hqosctl::RunBatch(std::cin, "standard input", kind, output);
   std::ifstream in(file);
   if (!in) throw Failure(hqosctl::kUsage, "cannot read " + file);
-  return hqosctl::RunBatch(in, file, force, output);
+  return hqosctl::RunBatch(in, file, kind, output);
 }
 
 int Run(int argc, char** argv, hqosctl::Output& output) {
@@ -42,7 +44,7 @@ int Run(int argc, char** argv, hqosctl::Output& output) {
   app.fallthrough();
   app.add_flag("-j,--json", output.json, "listings as one JSON array");
   std::string batch;
-  bool force = false;
+  bool force = false, atomic = false;
   CLI::Option* const batchOption =
       hqosctl::Offer(
           app.add_option("--batch", batch,
@@ -51,8 +53,13 @@ int Run(int argc, char** argv, hqosctl::Output& output) {
           "@file")
           ->type_name("FILE")
           ->group("Instead of a command");
-  app.add_flag("--force", force, "in a batch, continue after a refusal")
+  CLI::Option* const forceOption =
+      app.add_flag("--force", force, "in a batch, continue after a refusal")
+          ->needs(batchOption)
+          ->group("Instead of a command");
+  app.add_flag("--atomic", atomic, "the batch as one transaction: all of its commands, or none")
       ->needs(batchOption)
+      ->excludes(forceOption)
       ->group("Instead of a command");
   hqosctl::Seconds(app.add_option_function<double>(
       "--timeout", hqosctl::SetTimeout,
@@ -80,10 +87,25 @@ int Run(int argc, char** argv, hqosctl::Output& output) {
     output.json = isJson;
     throw Failure(hqosctl::kUsage, hqosctl::UsageText(e, app));
   }
-  return batchOption->count() == 0 ? hqosctl::kDone : RunBatchFile(batch, force, output);
+  if (batchOption->count() == 0) return hqosctl::kDone;
+  using hqosctl::Batch;
+  return RunBatchFile(batch,
+                      atomic  ? Batch::kAtomic
+                      : force ? Batch::kForced
+                              : Batch::kPlain,
+                      output);
 }
 
 }  // namespace
+
+// The library encodes what it sends by this program's definition, so that its commands can be
+// collected.
+extern "C" uint32_t STLV_Set(void* buf, uint16_t room, uint16_t type, uint16_t length,
+                             const void* value) {
+  static const auto set = reinterpret_cast<decltype(&STLV_Set)>(dlsym(RTLD_NEXT, "STLV_Set"));
+  if (auto* const collection = hqosctl::Collection::Active()) collection->Note(type, value, length);
+  return set(buf, room, type, length, value);
+}
 
 // The library opens its sockets by this program's definition, so that none waits for longer than
 // the time left. The kernel may wake a tick too early, so the bound is a tick longer.
@@ -91,6 +113,7 @@ extern "C" int LIP_Socket(int family, int type, int protocol) {
   using std::chrono::microseconds;
   constexpr microseconds kTick(10'000);
   static const auto open = reinterpret_cast<decltype(&LIP_Socket)>(dlsym(RTLD_NEXT, "LIP_Socket"));
+  if (hqosctl::Collection::Active() != nullptr) return errno = ENOTCONN, -1;
   const auto left = hqosctl::TimeLeft();
   if (left == hqosctl::kUnbounded) return open(family, type, protocol);
   if (left <= microseconds::zero()) return errno = ETIMEDOUT, -1;

@@ -44,14 +44,7 @@ class Encoder {
 
  private:
   void Add(uint16_t code, const uint8_t* payload, size_t length) {
-    const size_t at = commands_.bytes.size();
-    commands_.bytes.resize(at + HQOS_MSG_MAX);
-    uint8_t* const message = commands_.bytes.data() + at;
-    uint32_t used = HQOS_msg_EncapMsgHead(1, HQOS_OP_CONFIG, 1, message);
-    used += STLV_Set(message + used, static_cast<uint16_t>(HQOS_MSG_MAX - used), code,
-                     static_cast<uint16_t>(length), payload);
-    commands_.bytes.resize(at + used);
-    ++commands_.count;
+    Append(code, payload, length, commands_);
   }
 
   template <class Layout, class Payload>
@@ -274,6 +267,17 @@ class Decoder {
 };
 
 }  // namespace
+
+void Append(uint16_t code, const uint8_t* payload, size_t length, Commands& commands) {
+  const size_t at = commands.bytes.size();
+  commands.bytes.resize(at + HQOS_MSG_MAX);
+  uint8_t* const message = commands.bytes.data() + at;
+  uint32_t used = HQOS_msg_EncapMsgHead(1, HQOS_OP_CONFIG, 1, message);
+  used += STLV_Set(message + used, static_cast<uint16_t>(HQOS_MSG_MAX - used), code,
+                   static_cast<uint16_t>(length), payload);
+  commands.bytes.resize(at + used);
+  ++commands.count;
+}
 
 Commands Encode(const Model& model, const Model& running) { return Encoder(model, running).Run(); }
 

@@ -15,6 +15,9 @@ struct Commands {
   uint32_t count = 0;
 };
 
+// Adds a command with that payload.
+void Append(uint16_t code, const uint8_t* payload, size_t length, Commands& commands);
+
 // The commands that build the model from nothing. Identifiers that the model gives come first, then
 // objects that `running` has, then new ones, so that none takes what another is to keep.
 Commands Encode(const Model& model, const Model& running);

@@ -84,7 +84,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   hqosctl::Output output;
   output.json = (data[0] & 1) != 0;
   std::istringstream file(std::string(data + 1, data + size));
-  const int result = hqosctl::RunBatch(file, "input", (data[0] & 2) != 0, output);
+  const int result = hqosctl::RunBatch(
+      file, "input", (data[0] & 2) != 0 ? hqosctl::Batch::kForced : hqosctl::Batch::kPlain, output);
   fuzz::Require(result >= hqosctl::kDone && result <= hqosctl::kNoService, "an exit status");
   output.Finish();
   std::cout.rdbuf(cout);
