@@ -1,5 +1,6 @@
 #include "cli/config_file.h"
 
+#include <cstdio>
 #include <fstream>
 #include <iostream>
 #include <sstream>
@@ -15,8 +16,10 @@ namespace {
 
 std::string ReadAll(std::istream& in, const std::string& title) {
   std::ostringstream text;
+  in.peek();  // fails for a directory
   text << in.rdbuf();
-  if (in.bad() || (text.fail() && !in.eof() && in.peek() != std::istream::traits_type::eof())) {
+  const bool hasFailed = in.bad() || (&in == &std::cin && std::ferror(stdin) != 0);
+  if (hasFailed || (text.fail() && !in.eof() && in.peek() != std::istream::traits_type::eof())) {
     throw Failure(kUsage, "cannot read " + title);
   }
   return text.str();

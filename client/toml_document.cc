@@ -1,3 +1,6 @@
+#include <algorithm>
+#include <cstring>
+
 #include "client/document.h"
 #include "platform/host/toml.h"
 
@@ -34,9 +37,52 @@ Node Convert(const toml::node& from) {
   return node;
 }
 
+// Where the string at that place ends.
+size_t EndOfString(std::string_view text, size_t at) {
+  const std::string quotes(3, text[at]);
+  const bool isLong = text.substr(at, 3) == quotes;
+  const std::string_view end = std::string_view(quotes).substr(0, isLong ? 3 : 1);
+  for (at += end.size(); at < text.size() && text.substr(at, end.size()) != end; ++at) {
+    if (text[at] == '\\' && quotes[0] == '"') ++at;
+    if (!isLong && at < text.size() && text[at] == '\n') return at;  // it is not closed
+  }
+  if (isLong) {  // which may end with quotes of its own
+    while (at + 1 < text.size() && text.substr(at + 1, 3) == quotes) ++at;
+  }
+  return std::min(at + end.size(), text.size());
+}
+
+// The place of a key with too many dots; npos when there is none. The parser, which limits the
+// depth of values, goes as deep as a key has dots.
+size_t FindDeepKey(std::string_view text) {
+  constexpr int kMaxDots = 16;
+  int dots = 0;
+  for (size_t at = 0; at < text.size(); ++at) {
+    const char c = text[at];
+    if (c == '"' || c == '\'') {
+      at = EndOfString(text, at) - 1;
+    } else if (c == '#') {
+      at = std::min(text.find('\n', at), text.size());
+      dots = 0;
+    } else if (c == '.') {
+      if (++dots > kMaxDots) return at;
+    } else if (std::strchr("=[]{},\n", c) != nullptr) {
+      dots = 0;
+    }
+  }
+  return std::string_view::npos;
+}
+
 }  // namespace
 
 bool ReadToml(std::string_view text, Node& root, Faults& faults) {
+  if (const size_t at = FindDeepKey(text); at != std::string_view::npos) {
+    const std::string_view before = text.substr(0, at);
+    root.position.line = static_cast<uint32_t>(std::count(before.begin(), before.end(), '\n') + 1);
+    root.position.column = static_cast<uint32_t>(at - (before.rfind('\n') + 1) + 1);
+    faults.push_back({{}, "the key has too many dots"});
+    return false;
+  }
   const toml::parse_result parsed = toml::parse(text);
   if (parsed) {
     root = Convert(parsed.table());
