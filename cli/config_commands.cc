@@ -181,7 +181,16 @@ void AddApply(CLI::App& config, const std::shared_ptr<Arguments>& a, Output& out
   Numeric(apply->add_option("--expect", a->expected, "only if the running state has this revision"),
           UINT64_MAX)
       ->type_name("REVISION");
-  apply->add_option("--comment", a->comment, "for the history")->type_name("TEXT");
+  constexpr size_t kMaxComment = sizeof(hqos::StateHead::comment) - 1;
+  apply->add_option("--comment", a->comment, "for the history")
+      ->type_name("TEXT")
+      ->check(CLI::Validator(
+          [](const std::string& text) {
+            return text.size() <= kMaxComment
+                       ? ""
+                       : "a comment has at most " + std::to_string(kMaxComment) + " bytes";
+          },
+          ""));
   apply->callback([a, &output] { Apply(*a, output); });
 }
 
