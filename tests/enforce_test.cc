@@ -3,6 +3,10 @@
 #include <gtest/gtest.h>
 #include <linux/pkt_cls.h>
 #include <signal.h>
+#include <sys/socket.h>
+#include <sys/syscall.h>
+#include <sys/un.h>
+#include <unistd.h>
 
 #include <array>
 #include <atomic>
@@ -357,6 +361,39 @@ TEST_F(Enforced, LeavesWhatOthersHaveConfigured) {
   EXPECT_EQ(ReadTrees(), (Trees{{"noqueue", 0, 0, {}, {}, true, true}, {}, false}));
   service_->Start();
   EXPECT_TRUE(ReadTrees().isRedirected);
+}
+
+// One service, and only one that can enforce.
+TEST_F(Enforced, RefusesToStartInVain) {
+  ASSERT_EQ(Config(kSmall).status, 0);
+  const Trees wanted = ReadTrees();
+  const auto fails = [](std::vector<std::string> command, const char* why) {
+    const Outcome outcome = process::Run(command);
+    return outcome.status == 1 && outcome.err.find(why) != std::string::npos ? "" : outcome.err;
+  };
+  const char kTaken[] = "another hqosd enforces in this network namespace";
+  const std::vector<std::string> second{HQOSD, "--node", "7", "--ephemeral", "--enforce"};
+  EXPECT_EQ(fails(second, kTaken), "");
+  EXPECT_EQ(fails({HQOSD, "--release"}, kTaken), "");
+  EXPECT_EQ(ReadTrees(), wanted);
+
+  service_->Signal(SIGKILL);
+  service_->Wait();
+  const std::string lacking = "/usr/bin/setpriv --bounding-set -net_admin " HQOSD " --ephemeral --enforce";
+  EXPECT_EQ(fails({"/bin/sh", "-c", "exec " + lacking}, "CAP_NET_ADMIN"), "");
+  // A user who may not configure takes the name first.
+  int taken = -1;
+  std::thread([&] {
+    const uid_t nobody = 65534;
+    if (syscall(SYS_setresuid, nobody, nobody, nobody) != 0) return;  // no other user here
+    taken = socket(AF_UNIX, SOCK_STREAM, 0);
+    sockaddr_un address{AF_UNIX, "\0hqosd-enforce"};
+    EXPECT_EQ(bind(taken, reinterpret_cast<sockaddr*>(&address), 2 + 14), 0);
+  }).join();
+  service_->Start();
+  EXPECT_EQ(ReadTrees(), wanted);
+  EXPECT_EQ(service_->Log().find("user 65534 holds") != std::string::npos, taken >= 0);
+  close(taken);
 }
 
 // Others change something while a long transaction is under way.

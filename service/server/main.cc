@@ -10,6 +10,7 @@
 #include "client/quantity.h"
 #include "hqos.h"
 #include "platform/slot.h"
+#include "service/kernel/claim.h"
 #include "service/kernel/enforcer.h"
 #include "service/model/log.h"
 #include "service/server/endpoint.h"
@@ -79,11 +80,12 @@ void RaiseDescriptorLimit() {
 
 // Takes everything of hqosd's own out of the kernel; "" or why that cannot be.
 std::string Release() try {
+  const hqosd::kernel::Claim claim;
   hqosd::kernel::Netlink netlink;
   hqosd::kernel::Release(netlink);
   return "";
 } catch (const std::runtime_error& error) {
-  return error.what();
+  return std::string("cannot release: ") + error.what();
 }
 
 // Of "eth0=100Mbit".
@@ -183,8 +185,9 @@ std::optional<int> RunOnce(const Options& o) {
   return why.empty() ? 0 : 1;
 }
 
-// Null with a log line when the kernel cannot be talked to.
+// Null with a log line when this process cannot enforce.
 std::unique_ptr<Enforcer> NewEnforcer(Enforcer::Rates rates) try {
+  static const hqosd::kernel::Claim s_claim;
   return std::make_unique<Enforcer>(std::move(rates));
 } catch (const hqosd::kernel::NetlinkError& error) {
   Log(Level::Error, "cannot enforce: %s", error.what());
