@@ -1,5 +1,5 @@
-# The installed package: headers, libraries, pkg-config file, CMake package. The programs install
-# themselves.
+# The installed package: headers, libraries, pkg-config file, CMake package, documents and examples.
+# The programs install themselves.
 include(CMakePackageConfigHelpers)
 
 install(TARGETS hqos hqos-platform EXPORT hqos LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
@@ -19,3 +19,7 @@ install(FILES ${PROJECT_BINARY_DIR}/hqosConfig.cmake ${PROJECT_BINARY_DIR}/hqosC
 file(RELATIVE_PATH pkgconfig_to_prefix /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)
 configure_file(cmake/hqos.pc.in ${PROJECT_BINARY_DIR}/hqos.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/hqos.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+
+# As in the source, so that links between them work.
+install(FILES README.md CHANGELOG.md CONTRIBUTING.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
+install(DIRECTORY docs examples DESTINATION ${CMAKE_INSTALL_DOCDIR} USE_SOURCE_PERMISSIONS)

@@ -20,6 +20,16 @@ for file in include/hqos.h include/hqos/platform/stlv.h lib/libhqos.so lib/libhq
   [ -e "$dir/usr/$file" ] || { echo "not installed: $file"; exit 1; }
 done
 [ ! -e "$dir/usr/include/hqos/platform/host" ]
+cd "$dir/usr/share/doc/hqos"
+for file in *.md docs/*.md; do
+  for link in $(grep -o '](\([a-zA-Z./]*\)' "$file" | cut -c3-); do
+    [ -e "$(dirname "$file")/$link" ] || { echo "$file: nothing is installed as $link"; exit 1; }
+  done
+done
+for file in $(sed -n 's,.*\(docs/[a-z]*\.md\).*,\1,p' "$dir"/usr/include/*.h "$dir"/usr/share/man/man?/*); do
+  [ -e "$file" ] || { echo "$file is not installed"; exit 1; }
+done
+cd - >"$dir/log"
 
 export PKG_CONFIG_PATH="$dir/usr/lib/pkgconfig"
 flags=$(pkg-config --cflags --libs hqos)
