@@ -1,7 +1,7 @@
 #!/usr/bin/python3
 """hqosd as systemd runs it, without systemd: it inherits its socket, reports to its manager, logs to
 the journal, and lives with the system calls that its unit allows.
-Usage: unit.py BIN_DIR UNIT EXAMPLES"""
+Usage: unit.py BIN_DIR UNIT SOURCE_DIR"""
 import os
 import re
 import shutil
@@ -11,7 +11,48 @@ import sys
 import tempfile
 import time
 
-bin_dir, unit, examples = map(os.path.realpath, sys.argv[1:])
+
+
+def allowed_calls(names):
+    """The system calls in a list of names and of sets of them."""
+    for name in names:
+        if name.startswith("@"):
+            listing = subprocess.check_output(["systemd-analyze", "syscall-filter", name], text=True)
+            yield from allowed_calls(re.findall(r"^ {4}([@\w-]+)$", listing, re.M))
+        else:
+            yield name
+
+
+def run_confined(unit, *command):
+    """Runs a command with the system calls and families that a unit allows. Stricter than the unit,
+    where a call that is not allowed fails: one such call ends it."""
+    import seccomp
+    settings = re.findall(r"^(SystemCallFilter|RestrictAddressFamilies)=(~?)(.*)",
+                          open(unit).read(), re.M)
+    calls, families = set(), []
+    for name, isRemoved, value in settings:
+        if name == "RestrictAddressFamilies":
+            families += [getattr(socket, family) for family in value.split()]
+        elif isRemoved:
+            calls -= set(allowed_calls(value.split()))
+        else:
+            calls |= set(allowed_calls(value.split()))
+    assert families and "write" in calls and "socket" in calls and "setuid" not in calls
+    calls.remove("socket")
+    limit = seccomp.SyscallFilter(seccomp.KILL_PROCESS)
+    for family in families:
+        limit.add_rule(seccomp.ALLOW, "socket", seccomp.Arg(0, seccomp.EQ, family))
+    for call in calls:
+        if seccomp.resolve_syscall(seccomp.Arch(), call) != -1:
+            limit.add_rule(seccomp.ALLOW, call)
+    limit.load()
+    os.execv(command[0], command)
+
+
+if sys.argv[1] == "--confined":
+    run_confined(*sys.argv[2:])
+bin_dir, unit, source = map(os.path.realpath, sys.argv[1:])
+examples = source + "/examples"
 hqosd, hqosctl = bin_dir + "/hqosd", bin_dir + "/hqosctl"
 temporary = tempfile.TemporaryDirectory()
 directory = temporary.name
@@ -27,10 +68,12 @@ def start(*command, **options):
     with open(directory + "/log", "w") as file:
         process = subprocess.Popen(command, stderr=file, **options)
     deadline = time.monotonic() + 10
-    while not re.search(f" 00010000 .* {endpoint}$", open("/proc/net/unix").read(), re.M):  # listens
-        assert process.poll() is None and time.monotonic() < deadline, log()
+    sockets = f"/proc/{process.pid}/net/unix"  # of its network namespace
+    while process.poll() is None and time.monotonic() < deadline:
+        if re.search(f" 00010000 .* {endpoint}$", open(sockets).read(), re.M):  # listens
+            return process
         time.sleep(0.005)
-    return process
+    raise AssertionError(log())
 
 
 def stop(process):
@@ -83,56 +126,32 @@ def logs_levels_to_the_journal():
                         log()), log()
 
 
-def allowed_calls(names):
-    """The system calls in a list of names and of sets of them."""
-    for name in names:
-        if name.startswith("@"):
-            listing = subprocess.check_output(["systemd-analyze", "syscall-filter", name], text=True)
-            yield from allowed_calls(re.findall(r"^ {4}([@\w-]+)$", listing, re.M))
-        else:
-            yield name
+def confined(*before, capabilities="-all"):
+    """hqosd's command in its unit: as another user if this is root, with its capabilities and calls."""
+    sets = [f"--{one}={capabilities}" for one in ("inh-caps", "ambient-caps", "bounding-set")]
+    user = ["--reuid", "65534", "--regid", "65534", "--clear-groups"]
+    for file in [""] + os.listdir(directory) if os.geteuid() == 0 else []:
+        os.chown(f"{directory}/{file}", 65534, 65534)
+    return [*before, "setpriv", "--no-new-privs", *sets, *(user if os.geteuid() == 0 else []),
+            sys.executable, os.path.realpath(__file__), "--confined", unit, hqosd]
 
 
-def lives_with_its_filter():
+def why_not_confined():
     try:
         import seccomp
     except ImportError:
         return "no python3-seccomp"
     if not shutil.which("systemd-analyze"):
         return "no systemd-analyze"
-    settings = re.findall(r"^(SystemCallFilter|RestrictAddressFamilies)=(~?)(.*)",
-                          open(unit).read(), re.M)
-    calls, families = set(), []
-    for name, isRemoved, value in settings:
-        if name == "RestrictAddressFamilies":
-            families += [getattr(socket, family) for family in value.split()]
-        elif isRemoved:
-            calls -= set(allowed_calls(value.split()))
-        else:
-            calls |= set(allowed_calls(value.split()))
-    assert families and "write" in calls and "socket" in calls and "setuid" not in calls
-    calls.remove("socket")
-
-    def confine():
-        # Stricter than the unit, where a call that is not allowed fails: one such call ends it.
-        limit = seccomp.SyscallFilter(seccomp.KILL_PROCESS)
-        for family in families:
-            limit.add_rule(seccomp.ALLOW, "socket", seccomp.Arg(0, seccomp.EQ, family))
-        for call in calls:
-            if seccomp.resolve_syscall(seccomp.Arch(), call) != -1:
-                limit.add_rule(seccomp.ALLOW, call)
-        limit.load()
-
-    user = {"user": 65534, "group": 65534, "extra_groups": []} if os.geteuid() == 0 else {}
-    for file in [""] + os.listdir(directory) if user else []:
-        os.chown(f"{directory}/{file}", 65534, 65534)
-    if user and subprocess.run([hqosd, "--version"], stdout=subprocess.DEVNULL, **user).returncode:
+    if subprocess.run([*confined(), "--version"], stdout=subprocess.DEVNULL).returncode:
         return "no other user can run the programs here"
+    return None
 
-    def serve():
-        return start(hqosd, preexec_fn=confine, **user)
 
-    process = serve()
+def lives_with_its_filter():
+    if why := why_not_confined():
+        return why
+    process = start(*confined())
     ask(f"--batch {examples}/tree.batch")
     ask("apply sp gold --interface lo --direction both")
     ask(f"config apply {examples}/edge.toml --merge")
@@ -141,14 +160,29 @@ def lives_with_its_filter():
     with open(directory + "/hqosd.db", "r+b") as store:  # one to salvage
         store.seek(4096)
         store.write(b"\xff" * 64)
-    process = serve()
+    process = start(*confined())
     ask("config history")
     stop(process)
     assert "damaged" in log(), log()
 
 
+def enforces_with_its_filter():
+    if why := why_not_confined():
+        return why
+    if why := subprocess.check_output(
+            ["/bin/sh", "-c", f". {source}/scripts/namespaces.sh; why_no_namespaces"], text=True):
+        return "nothing can be enforced here: " + why.strip()
+    user = [] if os.geteuid() == 0 else ["--map-current-user", "--keep-caps"]
+    namespace = ["unshare", "--net", *user, "sh", "-ec", 'ip link set lo up; exec "$@"', "sh"]
+    process = start(*confined(*namespace, capabilities="-all,+net_admin"), "--enforce")
+    ask("metrics")
+    assert ask("diag --interface lo").splitlines()[1].split()[5] == "yes", log()
+    ask("unapply sp gold --interface lo --direction both")
+    stop(process)
+
+
 skipped = [why for test in (inherits_its_socket, reports_to_its_manager, logs_levels_to_the_journal,
-                            lives_with_its_filter) if (why := test())]
+                            lives_with_its_filter, enforces_with_its_filter) if (why := test())]
 if skipped:
     print("skipped: " + "; ".join(skipped))
     sys.exit(77)
