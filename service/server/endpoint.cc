@@ -7,7 +7,7 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstddef>
+#include <cstdio>
 #include <cstring>
 
 #include "hqos.h"
@@ -65,7 +65,9 @@ void Endpoint::Inherit(int count) {
   socklen_t length = sizeof address;
   const bool isNamed = getsockname(fd_, reinterpret_cast<sockaddr*>(&address), &length) == 0 &&
                        address.sun_path[0] == '/';
-  if (isNamed) std::memcpy(path_, address.sun_path, length - offsetof(sockaddr_un, sun_path));
+  // The longest name has no NUL.
+  if (isNamed)
+    std::snprintf(path_, sizeof path_, "%.*s", int{sizeof address.sun_path}, address.sun_path);
 }
 
 void Endpoint::Listen(uint32_t node) {
