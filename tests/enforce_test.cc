@@ -379,7 +379,8 @@ TEST_F(Enforced, RefusesToStartInVain) {
 
   service_->Signal(SIGKILL);
   service_->Wait();
-  const std::string lacking = "/usr/bin/setpriv --bounding-set -net_admin " HQOSD " --ephemeral --enforce";
+  const std::string lacking =
+      "/usr/bin/setpriv --bounding-set -net_admin " HQOSD " --ephemeral --enforce";
   EXPECT_EQ(fails({"/bin/sh", "-c", "exec " + lacking}, "CAP_NET_ADMIN"), "");
   // A user who may not configure takes the name first.
   int taken = -1;

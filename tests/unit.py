@@ -2,6 +2,7 @@
 """hqosd as systemd runs it, without systemd: it inherits its socket, reports to its manager, logs to
 the journal, and lives with the system calls that its unit allows.
 Usage: unit.py BIN_DIR UNIT SOURCE_DIR"""
+import atexit
 import os
 import re
 import shutil
@@ -67,6 +68,7 @@ def log():
 def start(*command, **options):
     with open(directory + "/log", "w") as file:
         process = subprocess.Popen(command, stderr=file, **options)
+    atexit.register(process.kill)
     deadline = time.monotonic() + 10
     sockets = f"/proc/{process.pid}/net/unix"  # of its network namespace
     while process.poll() is None and time.monotonic() < deadline:
