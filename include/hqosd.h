@@ -79,9 +79,9 @@ typedef enum HQOSD_Diag {
   HQOSD_DIAG_DP_UNUSED = 11        // it is in effect (the first value is 1), except the FP's DP
 } HQOSD_Diag;
 
-// The major number of the kernel's classes of hqosd. In a child's diagnosis record, words[1] has the
-// minor number of its class in the upper 16 bits and that of the leaf where its frames wait in the
-// lower; 0: none.
+// The major number of the kernel's classes of hqosd. In a child's diagnosis record, words[1] has
+// the minor number of its class in the upper 16 bits and that of the leaf where its frames wait in
+// the lower; 0: none.
 enum { HQOSD_KERNEL_MAJOR = 0x1174 };
 
 // Counters of a child that have a name.
