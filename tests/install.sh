@@ -20,14 +20,13 @@ for file in include/hqos.h include/hqos/platform/stlv.h lib/libhqos.so lib/libhq
   [ -e "$dir/usr/$file" ] || { echo "not installed: $file"; exit 1; }
 done
 [ ! -e "$dir/usr/include/hqos/platform/host" ]
+# What documents link to, headers and pages refer to, is there.
 cd "$dir/usr/share/doc/hqos"
-for file in *.md docs/*.md; do
-  for link in $(grep -o '](\([a-zA-Z./]*\)' "$file" | cut -c3-); do
-    [ -e "$(dirname "$file")/$link" ] || { echo "$file: nothing is installed as $link"; exit 1; }
-  done
-done
-for file in $(sed -n 's,.*\(docs/[a-z]*\.md\).*,\1,p' "$dir"/usr/include/*.h "$dir"/usr/share/man/man?/*); do
-  [ -e "$file" ] || { echo "$file is not installed"; exit 1; }
+{
+  grep -o '](\([a-zA-Z./]*\)' README.md CONTRIBUTING.md docs/*.md | sed 's,[^/]*:](,,'
+  grep -oh 'docs/[a-z]*\.md' "$dir"/usr/include/*.h "$dir"/usr/share/man/man?/*
+} | while read -r file; do
+  [ -e "$file" ] || { echo "not installed: $file"; exit 1; }
 done
 cd - >"$dir/log"
 
