@@ -20,11 +20,12 @@ namespace hqosd {
 
 namespace {
 
-constexpr timeval kRequestTime{5, 0};     // how long a client may take to send its request
-constexpr timeval kClosingTime{5, 0};     // how long it may take to close after the reply
-constexpr timeval kShortage{0, 100'000};  // pause when descriptors have run out
-constexpr int kAcceptsAtOnce = 64;        // so that new clients do not starve the waiting ones
-constexpr size_t kMaxClients = 1024;      // at once
+constexpr timeval kRequestTime{5, 0};         // how long a client may take to send its request
+constexpr timeval kClosingTime{5, 0};         // how long it may take to close after the reply
+constexpr timeval kLastRequests{0, 100'000};  // how long to wait for them at the end
+constexpr timeval kShortage{0, 100'000};      // pause when descriptors have run out
+constexpr int kAcceptsAtOnce = 64;            // so that new clients do not starve the waiting ones
+constexpr size_t kMaxClients = 1024;          // at once
 
 }  // namespace
 
@@ -82,7 +83,21 @@ bool Server::Run() {
     if (transactor_.IsBusy()) Continue();
   }
   ReportEnd();
+  AnswerLast();
   return true;
+}
+
+// Answers those who have connected already, as their requests are under way. Who connects now waits
+// for the next service, if the socket is a service manager's.
+void Server::AnswerLast() {
+  event_del(accept_.get());
+  event_base_loopexit(base_.get(), &kLastRequests);
+  const auto isAsking = [](const auto& one) { return !one.second.answered; };
+  while (std::any_of(clients_.begin(), clients_.end(), isAsking)) {
+    if (event_base_loop(base_.get(), EVLOOP_ONCE) != 0) return;
+    Finish();
+    if (event_base_got_exit(base_.get())) return;
+  }
 }
 
 // Does what is due: reverts a transaction that was not confirmed, looks at the kernel. Before that,

@@ -49,6 +49,7 @@ class Server {
   void Continue();
   void WatchDeadline();
   void LookAround();
+  void AnswerLast();
   void DropOne();
   void MakeRoom(int reason);
   EventPtr NewEvent(int fd, short what, event_callback_fn callback, void* argument);
