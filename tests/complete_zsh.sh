@@ -4,6 +4,8 @@
 set -eu
 command -v zsh ||
   { echo "complete_zsh: Skipped"; echo "there is no zsh"; exit 77; }
+zsh -f -c 'zmodload zsh/zpty; zpty probe true' ||
+  { echo "complete_zsh: Skipped"; echo "there are no pseudo terminals"; exit 77; }
 dir=$(mktemp -d)
 service=
 finish() {

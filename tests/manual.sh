@@ -60,4 +60,7 @@ command -v mandoc >"$dir/which" ||
 mkdir "$dir/flat"  # where mandoc finds what pages refer to
 cp "$man"/man?/* "$dir/flat"
 cd "$dir/flat"
-grep -L '^\.so' -- * | xargs mandoc -T lint
+# Others' pages need not be on this machine.
+grep -L '^\.so' -- * | xargs mandoc -T lint 2>&1 |
+  grep -vE 'mandoc\.db|manual not found: Xr (systemd|tc) ' && exit 1
+exit 0

@@ -241,7 +241,7 @@ TEST_F(StoreTest, IsNotWaitedForLong) {
   EXPECT_EQ(Do(HQOS_lib_AddSP, "sp", HQOS_ID_NONE), uint32_t{HQOSD_NOT_STORED});
   EXPECT_EQ(text, "nothing is changed, the store fails: another process has locked it");
   EXPECT_EQ(Do(HQOS_lib_AddSP, "sp", HQOS_ID_NONE), uint32_t{HQOSD_NOT_STORED});
-  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::milliseconds(400));
+  EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(2));
   sqlite3_exec(db, "ROLLBACK", nullptr, nullptr, nullptr);
   EXPECT_EQ(Do(HQOS_lib_AddSP, "sp", HQOS_ID_NONE), 0u);
   // A lock against readers keeps a service from starting, and is no damage.
