@@ -116,9 +116,15 @@ def reports_to_its_manager():
                                 "WATCHDOG_USEC": "200000"})
     news = [manager.recv(100) for _ in range(3)]
     assert news == [b"READY=1", b"WATCHDOG=1", b"WATCHDOG=1"], news
-    stop(process)
-    while (message := manager.recv(100)) != b"STOPPING=1":
-        assert message == b"WATCHDOG=1", message
+    with socket.socket(socket.AF_UNIX, socket.SOCK_SEQPACKET) as client:
+        client.connect(endpoint)
+        ask("sp show")  # the service has taken both connections
+        process.terminate()
+        while (message := manager.recv(100)) != b"STOPPING=1":
+            assert message == b"WATCHDOG=1", message
+        client.send(b"late")
+        assert client.recv(1000), "a client got no answer"
+    assert process.wait(10) == 0, log()
 
 
 def logs_levels_to_the_journal():

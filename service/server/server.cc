@@ -22,7 +22,7 @@ namespace {
 
 constexpr timeval kRequestTime{5, 0};         // how long a client may take to send its request
 constexpr timeval kClosingTime{5, 0};         // how long it may take to close after the reply
-constexpr timeval kLastRequests{0, 100'000};  // how long to wait for them at the end
+constexpr timeval kLastRequests{0, 500'000};  // how long to wait for them at the end
 constexpr timeval kShortage{0, 100'000};      // pause when descriptors have run out
 constexpr int kAcceptsAtOnce = 64;            // so that new clients do not starve the waiting ones
 constexpr size_t kMaxClients = 1024;          // at once
