@@ -45,11 +45,11 @@ class Server {
   void Serve(Client& client, short what);
   bool Take(Client& client, short what);
   void Drop(Client& client);
+  void AnswerLast();
   void Finish();
   void Continue();
   void WatchDeadline();
   void LookAround();
-  void AnswerLast();
   void DropOne();
   void MakeRoom(int reason);
   EventPtr NewEvent(int fd, short what, event_callback_fn callback, void* argument);
