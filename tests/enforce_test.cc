@@ -348,8 +348,18 @@ TEST_F(Enforced, LeavesWhatOthersHaveConfigured) {
   service_->Start();
   EXPECT_EQ(Diag(), uint32_t{HQOSD_DIAG_OTHERS_QDISC});
   EXPECT_EQ(ReadState(*netlink_, device_).rootKind, "pfifo");
+  EXPECT_TRUE(ReadTrees().isRedirected) << "else all that comes in is dropped";
   EXPECT_FALSE(netlink_->Do(removal));
   EXPECT_TRUE(Comes([&] { return ReadTrees() == wanted; }));
+
+  // What was in effect before them is removed with its SP.
+  Restart();
+  addOthers();
+  EXPECT_TRUE(Comes([&] { return Diag() == HQOSD_DIAG_OTHERS_QDISC; }));
+  EXPECT_EQ(Config("").status, 0);
+  EXPECT_EQ(ReadTrees(), before);
+  EXPECT_FALSE(netlink_->Do(removal));
+  ASSERT_EQ(Config(kSmall).status, 0);
 
   // Others' filters remain when all is released.
   Message filter = Encode(device_, SetRedirect{1});

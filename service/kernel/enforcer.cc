@@ -199,8 +199,9 @@ void Enforcer::BeginPort(const std::string& name) {
   const Port* const before = known == ports_.end() ? nullptr : &known->second;
   Port& port = change_->ports.at(name);
   if (!IsWaiting(change_->plans, name)) {
+    const bool isKnown = !IsWaiting(plans_, name);  // what the kernel has
     change_->begun.push_back(name);
-    change_->current.emplace(netlink_, before, port);
+    change_->current.emplace(netlink_, isKnown ? before : nullptr, port);
   } else if (before != nullptr) {
     port = *before;
   }

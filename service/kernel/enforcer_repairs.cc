@@ -21,7 +21,7 @@ void Enforcer::Restore(Model& model) try {
   std::set<int> ours;
   for (auto& [name, port] : ports) {
     RestoreOne(model, port, plans, numbers);
-    ours.insert({port.device, port.ifb});
+    ours.insert(port.device);
   }
   LogReasons(plans);
   Adopt(model, std::move(plans), numbers);

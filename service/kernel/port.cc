@@ -165,18 +165,19 @@ void Release(Netlink& netlink, const std::set<int>& except) {
   std::set<int> devices = DevicesWithTree(netlink), ifbs;
   for (const LinkState& link : links) {
     if (!IsOwnIfb(link)) continue;
+    devices.erase(link.index);
+    const auto owner = std::find_if(links.begin(), links.end(), [&](const LinkState& other) {
+      return IfbName(other.index) == link.name;
+    });
+    const bool hasOwner = owner != links.end();
+    if (hasOwner && except.contains(owner->index)) continue;
     ifbs.insert(link.index);
-    for (const LinkState& other : links) {
-      if (IfbName(other.index) == link.name) devices.insert(other.index);
-    }
+    if (hasOwner) devices.insert(owner->index);
   }
   for (const int device : devices) {
-    if (ifbs.contains(device) || except.contains(device)) continue;
-    Do(netlink, device, RemovalOf(ReadState(netlink, device)));
+    if (!except.contains(device)) Do(netlink, device, RemovalOf(ReadState(netlink, device)));
   }
-  for (const int ifb : ifbs) {
-    if (!except.contains(ifb)) Do(netlink, ifb, {RemoveLink{}});
-  }
+  for (const int ifb : ifbs) Do(netlink, ifb, {RemoveLink{}});
 }
 
 }  // namespace hqosd::kernel

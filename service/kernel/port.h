@@ -72,7 +72,8 @@ bool Remove(Netlink& netlink, std::vector<Work>& leftovers, const Slice& slice);
 // Whether the kernel has what was built.
 bool IsAsBuilt(Netlink& netlink, const Port& port);
 
-// Removes everything of hqosd's own from all devices, except those.
+// Removes everything of hqosd's own from all interfaces, except those and their ifbs, which frames
+// may be redirected to.
 void Release(Netlink& netlink, const std::set<int>& except = {});
 
 }  // namespace hqosd::kernel
