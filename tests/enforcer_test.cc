@@ -94,4 +94,18 @@ TEST_F(FailingKernel, EndsAsBefore) {
   }
 }
 
+TEST_F(FailingKernel, CannotBeAsked) {
+  auto transport = std::make_unique<net::Disturber>();
+  net::Disturber& kernel = *transport;
+  Enforcer enforcer({}, std::move(transport));
+  Model model = Next({}, kFlat + Applied("both"));
+  enforcer.Restore(model);
+  kernel.End();
+  EXPECT_THROW(enforcer.Check(model), hqosd::Refusal);
+  EXPECT_THROW(enforcer.Begin(model, Enforcer::Scope::Dirty), hqosd::Refusal);
+  enforcer.LookLater();
+  enforcer.LookAround(model);
+  EXPECT_TRUE(enforcer.due());
+}
+
 }  // namespace

@@ -89,7 +89,10 @@ class Disturber : public Transport {
     fails_ = fails;
   }
 
+  void End() { hasEnded_ = true; }  // fails always, from now on
+
   void Send(const nlmsghdr& message) override {
+    if (hasEnded_) throw NetlinkError(EPIPE, "no kernel");
     if ((message.nlmsg_flags & NLM_F_ACK) != 0 && --left_ == 0) {
       if (fails_) throw NetlinkError(ENOBUFS, "no room");
       Message answer(NLMSG_ERROR, 0);
@@ -128,7 +131,7 @@ class Disturber : public Transport {
   std::unique_ptr<Transport> kernel_ = OpenSocket();
   std::vector<char> answer_;
   int left_, dumps_ = 0;
-  bool fails_ = false;
+  bool fails_ = false, hasEnded_ = false;
 };
 
 }  // namespace net

@@ -17,6 +17,10 @@ constexpr uint32_t kUsualMtu = 1500;  // of an interface that does not exist
 
 bool IsOther(const Link& a, const Link& b) { return a.rate != b.rate || a.mtu != b.mtu; }
 
+[[noreturn]] void RefuseUnread(const NetlinkError& error) {
+  Refuse(HQOSD_NOT_ENFORCEABLE, "the kernel cannot be asked: {}", error.what());
+}
+
 bool IsStoredAlike(KernelClass a, const KernelClass& b) {
   a.leaf = b.leaf;
   return a == b;
@@ -122,9 +126,11 @@ void Enforcer::RefuseWorse(const Plans& plans) const {
   }
 }
 
-void Enforcer::Check(Model& model) {
+void Enforcer::Check(Model& model) try {
   Numbers numbers;
   RefuseWorse(PlanAll(model, Scope::All, numbers));
+} catch (const NetlinkError& error) {
+  RefuseUnread(error);
 }
 
 Enforcer::Ports Enforcer::PortsOf(const Plans& plans) const {
@@ -155,7 +161,7 @@ void Enforcer::Begin(Model& model, Scope scope) try {
   for (const auto& [name, port] : ports) left.push_back(name);
   change_.emplace(Change{std::move(plans), std::move(ports), std::move(numbers), std::move(left)});
 } catch (const NetlinkError& error) {
-  Refuse(HQOSD_NOT_ENFORCEABLE, "the kernel cannot be asked: {}", error.what());
+  RefuseUnread(error);
 }
 
 bool Enforcer::Build(Model& model, const Slice& slice) {
