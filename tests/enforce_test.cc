@@ -229,8 +229,15 @@ TEST_F(Enforced, KeepsTheKernelAsPlannedThroughChangesAndKills) {
   }
   out.EndsWell();
   in.EndsWell();
-  for (const auto& [child, count] : counts) {
+  for (const auto& [child, count] : ReadCounts()) {
     EXPECT_TRUE(!child.starts_with("steady") || count[0] > 1000) << count[0];
+  }
+
+  std::string other = RandomTree(random);
+  for (size_t at; (at = other.find("gold")) != std::string::npos;) other.replace(at, 4, "new");
+  EXPECT_EQ(Config(other).status, 0);
+  for (const auto& [child, count] : ReadCounts()) {
+    EXPECT_TRUE(!child.starts_with("steady") || count[0] == 0) << "of another SP: " << count[0];
   }
 }
 

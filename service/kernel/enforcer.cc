@@ -250,6 +250,7 @@ void Enforcer::Adopt(Model& model, Plans plans, const Numbers& numbers) {
     const auto classes = numbers.find(key);
     if (classes == numbers.end() || plan->second.tree == nullptr) continue;
     KernelClasses& before = application.classes;
+    if (before.empty()) counted_.erase(key);  // another SP's
     for (const auto& [path, one] : before) {
       if (!classes->second.contains(path)) model.dirtyClasses.emplace(key, path);
     }
