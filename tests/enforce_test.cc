@@ -452,6 +452,8 @@ TEST_F(Enforced, RefusesWhole) {
       {"exceeds its ceiling", [&] { return Ctl("--batch " + batch); }},
       {"exceeds its ceiling", [&] { return Config(worse); }},
       {"exceeds its ceiling", [&] { return Config(worse, "--dry-run"); }},
+      {"it is hqosd's own",
+       [&] { return Ctl("apply sp gold --direction both --interface " + IfbName(device_)); }},
       {"take what the others leave both", [&] { return Ctl("nest fg data fc c"); }},
   };
   for (const auto& [text, refused] : cases) {

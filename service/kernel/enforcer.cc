@@ -45,7 +45,14 @@ Enforcer::Enforcer(Rates rates, std::unique_ptr<Transport> transport)
 
 void Enforcer::ReadInterfaces() {
   interfaces_.clear();
-  for (LinkState& link : ReadLinks(netlink_)) interfaces_.emplace(link.name, std::move(link));
+  ifbs_.clear();
+  for (LinkState& link : ReadLinks(netlink_)) {
+    if (IsOwnIfb(link)) {
+      ifbs_.insert(link.name);
+    } else {
+      interfaces_.emplace(link.name, std::move(link));
+    }
+  }
 }
 
 Link Enforcer::LinkOf(const std::string& name) const {
@@ -65,6 +72,11 @@ Enforcer::Plan Enforcer::PlanOne(const Model& model, const ApplyKey& key,
                                  const Application& application, KernelClasses& classes) const {
   const SPObject& sp = model.sps.All().at(application.sp);
   Plan plan{nullptr, LinkOf(key.name)};
+  if (ifbs_.contains(key.name)) {
+    plan.diag = HQOSD_DIAG_NOT_ENFORCEABLE;
+    plan.reason = TargetText(key) + ": it is hqosd's own, for what another interface receives";
+    return plan;
+  }
   const auto before = plans_.find(key);
   const bool isReplaced = application.classes.empty() && before != plans_.end();
   const Tree* const replaced = isReplaced ? before->second.tree.get() : nullptr;

@@ -102,7 +102,8 @@ class Enforcer {
   Rates rates_;
   Netlink netlink_;
   Monitor monitor_;
-  std::map<std::string, LinkState> interfaces_;
+  std::map<std::string, LinkState> interfaces_;  // except hqosd's own ifbs
+  std::set<std::string> ifbs_;                   // their names
   Plans plans_;
   Ports ports_;
   std::optional<Change> change_;
