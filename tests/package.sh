@@ -54,6 +54,7 @@ done
 
 cat >"$dir/try/serve" <<'END'
 # Serves as the units do.
+rm -f /log  # of the last one
 mkdir -p /run/hqos
 install -d -o hqos -g hqos -m 700 /var/lib/hqos
 HQOS_STATE_DIR=/var/lib/hqos systemd-socket-activate -E HQOS_STATE_DIR --seqpacket \
