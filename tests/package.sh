@@ -14,12 +14,17 @@ mirror=$(apt-get indextargets --format "\$(ORIGIN) \$(RELEASE) \$(COMPONENT) \$(
   awk -v suite="$suite" '$1 == "Debian" && $2 == suite && $3 == "main" { print $4; exit }')
 [ -n "$mirror" ] || { echo "skipped: this machine has no Debian mirror for $suite"; exit 77; }
 
-# Runs a command in a chroot whose processes end with it: CHROOT COMMAND...
+# Runs a command in a chroot whose processes and mounts end with it: CHROOT COMMAND...
 inside() {
   root=$dir/$1
   shift
-  DEBIAN_FRONTEND=noninteractive LC_ALL=C.UTF-8 unshare --mount --pid --fork --kill-child \
-    --mount-proc="$root/proc" chroot "$root" "$@" >>"$dir/log" 2>&1 ||
+  DEBIAN_FRONTEND=noninteractive LC_ALL=C.UTF-8 unshare --mount --pid --fork --kill-child sh -ec '
+    root=$1
+    shift
+    mount --bind "$root" "$root"
+    mount -t proc proc "$root/proc"
+    mount -t devpts devpts "$root/dev/pts"
+    exec chroot "$root" "$@"' sh "$root" "$@" >>"$dir/log" 2>&1 ||
     { tail -40 "$dir/log"; echo "failed: $*"; exit 1; }
 }
 minutes() {
