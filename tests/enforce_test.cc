@@ -425,12 +425,22 @@ TEST_F(Enforced, GoesOnWithALongTransaction) {
   std::thread others([&] {
     for (uint32_t mtu = 1400; !isOver; mtu ^= 1) net::SetLink(*netlink_, device_, IFLA_MTU, mtu);
   });
-  const Outcome done =
-      Config("[sp.gold]\nchildren = [" + children + "]\n" + fgs + kApply, "", "--timeout 30");
+  const std::string tree = "[sp.gold]\nchildren = [" + children + "]\n" + fgs + kApply;
+  Outcome done = Config(tree, "", "--timeout 30");
   isOver = true;
   others.join();
   EXPECT_EQ(done.status, 0) << done.err;
   EXPECT_TRUE(Comes([&] { return ReadTrees().in.classes.size() == 1002; }));
+
+  // It is completed when the service is to end.
+  EXPECT_EQ(Config("").status, 0);
+  std::thread change([&] { done = Config(tree); });
+  EXPECT_TRUE(Comes([&] { return ReadState(*netlink_, device_).isOwn(); }));
+  service_->Signal(SIGTERM);
+  change.join();
+  service_->Wait();
+  EXPECT_EQ(done.status, 0) << done.err;
+  EXPECT_EQ(ReadTrees().in.classes.size(), 1002u);
 }
 
 // In model, store and kernel nothing is changed.

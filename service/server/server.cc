@@ -82,6 +82,7 @@ bool Server::Run() {
     Finish();
     if (transactor_.IsBusy()) Continue();
   }
+  while (transactor_.IsBusy()) Continue();  // the kernel is not left with half of a change
   ReportEnd();
   AnswerLast();
   return true;
