@@ -179,7 +179,8 @@ void Enforcer::Begin(Model& model, Scope scope) try {
 bool Enforcer::Build(Model& model, const Slice& slice) {
   try {
     if (!BuildPorts(slice)) return false;
-  } catch (const std::runtime_error& failure) {  // a PortFailure or a NetlinkError
+    CarryCounters(model, change_->plans, change_->numbers);  // of the time that it took, too
+  } catch (const std::runtime_error& failure) {              // a PortFailure or a NetlinkError
     const std::string why = failure.what();
     for (const std::string& name : change_->begun) Undo(change_->ports.at(name));
     change_.reset();
