@@ -33,6 +33,12 @@ class FailingKernel : public net::Kernel {
     return model;
   }
 
+  static void GoTo(Enforcer& enforcer, Model& model) {
+    enforcer.Begin(model, Enforcer::Scope::All);
+    enforcer.Build(model, hqosd::Slice());
+    enforcer.Finish();
+  }
+
   // A service at the one model goes on to the other, and fails at that message; false when the
   // change has no message of that number.
   bool Fails(const std::string& from, const std::string& to, int message, bool fails) {
@@ -46,9 +52,7 @@ class FailingKernel : public net::Kernel {
     kernel.Refuse(message, fails);
     bool isBuilt = true;
     try {
-      enforcer.Begin(fresh, Enforcer::Scope::All);
-      enforcer.Build(fresh, hqosd::Slice());
-      enforcer.Finish();
+      GoTo(enforcer, fresh);
     } catch (const hqosd::Refusal&) {
       isBuilt = false;
       EXPECT_EQ(ReadTrees(), before) << message;
@@ -56,9 +60,7 @@ class FailingKernel : public net::Kernel {
       EXPECT_EQ(ReadTrees(), before) << message;
       EXPECT_FALSE(enforcer.due());
       fresh = Next(old, to);
-      enforcer.Begin(fresh, Enforcer::Scope::All);
-      enforcer.Build(fresh, hqosd::Slice());
-      enforcer.Finish();
+      GoTo(enforcer, fresh);
     }
     const bool isLeft = enforcer.due().has_value();
     if (isLeft) enforcer.Restore(fresh);
