@@ -41,9 +41,9 @@ std::string NameOf(const Tree& tree, uint16_t minor) {
   for (const Node& node : tree.nodes) {
     if (node.minor != minor && node.leaf != minor) continue;
     const std::string name =
-        node.names.empty() ? "SP" : fmt::format("{}", fmt::join(node.names, "/"));
+        node.names.empty() ? "SP" : fmt::format("{}", fmt::join(node.names, "."));
     if (minor == kDefaultMinor) return "default";
-    return node.minor == minor ? name : name + "/*";
+    return node.minor == minor ? name : name + ".*";
   }
   return minor == kPortMinor ? "port" : "default";
 }
@@ -87,14 +87,14 @@ SP 50000-50000 25000-25000
 default 8-50000 1522-25000 p7 q1522 l410
 calls 4000-8000 2000-20000 p7 q1522 l65
 data 40000-48000 20000-250000
-data/* 8-48000 1522-250000 p7 q1522 l394
-data/guests 5000-20000 2500-100000 p7 q1522 l164
-data/work 30000-48000 15000-24000
-data/work/* 8-48000 1522-24000 p7 q1522 l394
-data/work/sessions 20000-48000 10000-24000 p2 q4566 l394
-data/work/backup 2000-48000 1522-24000 p2 q1522 l394
+data.* 8-48000 1522-250000 p7 q1522 l394
+data.guests 5000-20000 2500-100000 p7 q1522 l164
+data.work 30000-48000 15000-24000
+data.work.* 8-48000 1522-24000 p7 q1522 l394
+data.work.sessions 20000-48000 10000-24000 p2 q4566 l394
+data.work.backup 2000-48000 1522-24000 p2 q1522 l394
 )",
-       "10.5 calls 10.1 data/work/backup 10.0 data/work/* 20.0 data/guests 30.0 data/*"},
+       "10.5 calls 10.1 data.work.backup 10.0 data.work.* 20.0 data.guests 30.0 data.*"},
       // Siblings that are weighted, with the rest for an FC and for a group; queues from above.
       {R"([sp.s]
           unit = "weight"
@@ -124,17 +124,17 @@ data/work/backup 2000-48000 1522-24000 p2 q1522 l394
 SP 4294967295-4294967295 2147483647-2147483647
 default 8-4294967295 1522-2147483647 p7 q1522 l1000
 a 1000-4294967295 1522-2147483647
-a/y 8-4294967295 1522-2147483647 p3 q1522 l1000
-a/x 8-4000 1522-15000 p2 q1522 l7
+a.y 8-4294967295 1522-2147483647 p3 q1522 l1000
+a.x 8-4000 1522-15000 p2 q1522 l7
 b 8-4294967295 1522-2147483647 p3 q15220 l1000
 c 8-2000 1522-1522
-c/* 8-2000 1522-1522 p4 q1522 l20
-c/x 8-2000 1522-15000 p2 q1522 l7
+c.* 8-2000 1522-1522 p4 q1522 l20
+c.x 8-2000 1522-15000 p2 q1522 l7
 rest 8-4294967295 1522-2147483647
-rest/* 8-4294967295 1522-2147483647 p7 q1522 l1000
-rest/b 8-4294967295 1522-2147483647 p7 q1522 l1000
+rest.* 8-4294967295 1522-2147483647 p7 q1522 l1000
+rest.b 8-4294967295 1522-2147483647 p7 q1522 l1000
 )",
-       "1.5 a/x 9.4 a/y 3.0 b 4.5 c/x 4.0 c/* 5.1 rest/b 5.2 rest/*"},
+       "1.5 a.x 9.4 a.y 3.0 b 4.5 c.x 4.0 c.* 5.1 rest.b 5.2 rest.*"},
       // Weights in bytes: scaled up, scaled down, and further apart than quanta can be. Ceilings
       // below what a class has without a bandwidth, and buckets of more than the kernel can count.
       {R"([sp.s]
@@ -164,23 +164,23 @@ rest/b 8-4294967295 1522-2147483647 p7 q1522 l1000
 SP 1000-1000 1522-1522
 default 8-1000 1522-1522 p7 q1522 l20
 down 16-1000 1522-1522
-down/* 8-1000 1522-1522 p7 q1522 l20
-down/b 8-1000 1522-1522 p0 q50000 l20
-down/a 8-1000 1522-1522 p0 q200000 l20
+down.* 8-1000 1522-1522 p7 q1522 l20
+down.b 8-1000 1522-1522 p0 q50000 l20
+down.a 8-1000 1522-1522 p0 q200000 l20
 slow 32-40 1522-1374389
-slow/up 16-40 1522-1522
-slow/up/* 8-40 1522-1522 p7 q1522 l20
-slow/up/b 8-40 1522-1522 p6 q5073 l20
-slow/up/a 8-40 1522-1522 p6 q1522 l20
-slow/b 8-40 1522-1522 p1 q1073741824 l20
-slow/a 8-40 1522-1522 p1 q1522 l20
+slow.up 16-40 1522-1522
+slow.up.* 8-40 1522-1522 p7 q1522 l20
+slow.up.b 8-40 1522-1522 p6 q5073 l20
+slow.up.a 8-40 1522-1522 p6 q1522 l20
+slow.b 8-40 1522-1522 p1 q1073741824 l20
+slow.a 8-40 1522-1522 p1 q1522 l20
 slowest 4-4 1522-1522 p7 q1522 l20
 up 16-1000 1522-1522
-up/* 8-1000 1522-1522 p7 q1522 l20
-up/b 8-1000 1522-1522 p6 q5073 l20
-up/a 8-1000 1522-1522 p6 q1522 l20
+up.* 8-1000 1522-1522 p7 q1522 l20
+up.b 8-1000 1522-1522 p6 q5073 l20
+up.a 8-1000 1522-1522 p6 q1522 l20
 )",
-       "1.1 up/b 1.4 slowest"},
+       "1.1 up.b 1.4 slowest"},
   };
   for (const auto& c : cases) {
     const Tree tree = Plan(Read(c.toml), {c.rate, kMtu});
