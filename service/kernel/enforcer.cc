@@ -127,12 +127,13 @@ bool Enforcer::IsWaiting(const Plans& plans, const std::string& name) {
   });
 }
 
-// What was in effect must not end, and what is new must be.
+// What was in effect must not end, and what is new must be; no tree must end.
 void Enforcer::RefuseWorse(const Plans& plans) const {
   for (const auto& [key, plan] : plans) {
     const auto before = plans_.find(key);
-    const bool wasInEffect = before == plans_.end() || before->second.diag == HQOSD_DIAG_IN_EFFECT;
-    if (plan.diag == HQOSD_DIAG_NOT_ENFORCEABLE && wasInEffect) {
+    const bool wasBetter = before == plans_.end() || before->second.diag == HQOSD_DIAG_IN_EFFECT ||
+                           (before->second.tree != nullptr && plan.tree == nullptr);
+    if (plan.diag == HQOSD_DIAG_NOT_ENFORCEABLE && wasBetter) {
       Refuse(HQOSD_NOT_ENFORCEABLE, "{}", plan.reason);
     }
   }
