@@ -41,7 +41,7 @@ Node Convert(const toml::node& from) {
 size_t EndOfString(std::string_view text, size_t at) {
   const std::string quotes(3, text[at]);
   const bool isLong = text.substr(at, 3) == quotes;
-  const std::string_view end = std::string_view(quotes).substr(0, isLong ? 3 : 1);
+  const std::string end = quotes.substr(0, isLong ? 3 : 1);
   for (at += end.size(); at < text.size() && text.substr(at, end.size()) != end; ++at) {
     if (text[at] == '\\' && quotes[0] == '"') ++at;
     if (!isLong && at < text.size() && text[at] == '\n') return at;  // it is not closed

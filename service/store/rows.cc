@@ -143,7 +143,7 @@ Change ApplicationChange(const Model& model, const ApplyKey& key) {
 }
 
 Change ClassChange(const Model& model, const ApplyKey& key, const SonPath& path) {
-  const auto end = std::find(path.begin(), path.end(), uint16_t{HQOS_PATH_UNSET});
+  const auto* const end = std::find(path.begin(), path.end(), uint16_t{HQOS_PATH_UNSET});
   Change change{
       fmt::format("{}{}", ClassKeyPrefix(key), fmt::join(path.begin(), end, "-")), {}, {}};
   const auto application = model.applications.find(key);

@@ -41,7 +41,7 @@ std::string SqliteStore::SetUp() {
 
 // "" when the files are those that were opened.
 std::string SqliteStore::CheckFiles() {
-  const std::string lost = lock_.Check();
+  std::string lost = lock_.Check();
   if (!lost.empty()) LeaveLog();  // it may be all that is left
   const bool isOnDisk = lock_.IsTaken() && damage_.empty();
   if (!lost.empty() || !isOnDisk || access((file_ + "-wal").c_str(), F_OK) == 0) return lost;
@@ -145,7 +145,7 @@ std::string SqliteStore::OpenReadOnly() {
 
 std::string SqliteStore::OpenToCheck() {
   const bool hasLostLog = HasLostLog(file_);
-  const std::string why = OpenReadOnly();
+  std::string why = OpenReadOnly();
   if (!why.empty()) return why;
   damage_ = FindDamage();
   if (!damage_.empty()) db_ = ReadDamaged(file_);
@@ -154,7 +154,7 @@ std::string SqliteStore::OpenToCheck() {
 }
 
 std::string SqliteStore::OpenToRead() {
-  const std::string why = OpenReadOnly();
+  std::string why = OpenReadOnly();
   if (!why.empty() || db_ == nullptr) return why;
   damage_ = FindDamage();
   return damage_.empty() ? "" : OpenDamaged("hqosd repairs it when it may write there");

@@ -56,14 +56,12 @@ std::string SqliteStore::ReadQuarantine(std::vector<QuarantinedRecord>& records)
 bool SqliteStore::Make(std::span<const Change> changes) {
   const Statement put = Prepare(kPut), del = Prepare(kDelete), quarantine = Prepare(kQuarantine);
   if (put == nullptr || del == nullptr || quarantine == nullptr) return false;
-  for (const Change& change : changes) {
+  return std::all_of(changes.begin(), changes.end(), [&](const Change& change) {
     if (!change.quarantine.empty() && !Run(quarantine, change.key, change.quarantine)) {
       return false;
     }
-    const bool done = change.value ? Run(put, change.key, *change.value) : Run(del, change.key);
-    if (!done) return false;
-  }
-  return true;
+    return change.value ? Run(put, change.key, *change.value) : Run(del, change.key);
+  });
 }
 
 template <class What, class Carry>
@@ -154,7 +152,7 @@ void SqliteStore::Abandon() {
 }
 
 std::string SqliteStore::WhyNotWritten() {
-  const std::string lost = CheckFiles();
+  std::string lost = CheckFiles();
   if (!lost.empty()) return lost;
   sqlite3_busy_timeout(db_.get(), wasLocked_ ? 0 : kBusyTime);
   const bool isFree = Execute("BEGIN IMMEDIATE");
@@ -166,10 +164,8 @@ std::string SqliteStore::WhyNotWritten() {
 std::string SqliteStore::Restored(const std::vector<std::string>& keys) {
   return Transact(keys, [this](const std::vector<std::string>& all) {
     const Statement del = Prepare("DELETE FROM quarantine WHERE key = ?1");
-    for (const std::string& key : all) {
-      if (del == nullptr || !Run(del, key)) return false;
-    }
-    return true;
+    const auto isDeleted = [&](const std::string& key) { return del != nullptr && Run(del, key); };
+    return std::all_of(all.begin(), all.end(), isDeleted);
   });
 }
 
