@@ -126,7 +126,7 @@ void AddAddress(Netlink& netlink, const std::string& name, const char* address) 
 }
 
 Port::Port(const std::string& name, uint16_t protocol)
-    : fd_(socket(AF_PACKET, SOCK_RAW, htons(protocol))) {
+    : fd_(socket(AF_PACKET, SOCK_RAW, 0)) {  // until it is bound, nothing of other interfaces
   sockaddr_ll address{};
   address.sll_family = AF_PACKET;
   address.sll_protocol = htons(protocol);

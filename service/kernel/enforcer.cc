@@ -78,8 +78,7 @@ Enforcer::Plan Enforcer::PlanOne(const Model& model, const ApplyKey& key,
     return plan;
   }
   const auto before = plans_.find(key);
-  const bool isReplaced = application.classes.empty() && before != plans_.end();
-  const Tree* const replaced = isReplaced ? before->second.tree.get() : nullptr;
+  const Tree* const replaced = before != plans_.end() ? before->second.tree.get() : nullptr;
   for (const uint64_t rate : {plan.link.rate, uint64_t{0}}) {
     try {
       classes = NumberClasses(model, sp, application.classes, replaced);

@@ -41,8 +41,9 @@ struct Tree {
 };
 
 // The classes of all children of the SP at every depth: those of `known` keep their numbers and
-// bases; new ones get numbers that neither `known` nor `replaced`, the tree of another SP, uses, if
-// there are enough. Throws a Refusal when the kernel has not as many.
+// bases; new ones get numbers that neither `known` nor `replaced`, the tree before, uses, if there
+// are enough: the kernel counts and holds frames by number. Throws a Refusal when the kernel has
+// not as many.
 KernelClasses NumberClasses(const Model& model, const SPObject& sp, const KernelClasses& known,
                             const Tree* replaced = nullptr);
 
