@@ -56,10 +56,10 @@ Message Encode(int device, const RemoveTree&) {
 // The rate in 32 bits, with a mark that the kernel computes the times instead of looking them up in
 // a table.
 tc_ratespec RateOf(uint64_t rate) {
-  tc_ratespec spec{};
-  spec.linklayer = TC_LINKLAYER_ETHERNET;
-  spec.rate = static_cast<uint32_t>(std::min<uint64_t>(rate, UINT32_MAX));
-  return spec;
+  tc_ratespec rates{};
+  rates.linklayer = TC_LINKLAYER_ETHERNET;
+  rates.rate = static_cast<uint32_t>(std::min<uint64_t>(rate, UINT32_MAX));
+  return rates;
 }
 
 // Of an inner class, which is a leaf until it has its first child: without any the kernel computes

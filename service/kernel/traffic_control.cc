@@ -33,8 +33,8 @@ void ForEach(Netlink& netlink, uint16_t type, int device, uint32_t parent, Visit
   }
 }
 
-uint64_t RateIn(const Attributes& options, uint16_t type, const tc_ratespec& spec) {
-  uint64_t rate = spec.rate;  // those with 64 bits are there only when needed
+uint64_t RateIn(const Attributes& options, uint16_t type, const tc_ratespec& rates) {
+  uint64_t rate = rates.rate;  // those with 64 bits are there only when needed
   options.Read(type, rate);
   return rate;
 }
